@@ -1,0 +1,140 @@
+#include "Core/VLFormat.h"
+
+#include <cstdio>
+#include <cstring>
+
+void VLFormatArgument::assign(const VLValue& v) {
+  text = v.description();
+  switch (v.kind()) {
+    case VLValue::Kind::Bool:
+    case VLValue::Kind::Integer: kind = Kind::Signed, signedValue = v.integerValue(); break;
+    case VLValue::Kind::Double: kind = Kind::Double, doubleValue = v.doubleValue(); break;
+    case VLValue::Kind::String: kind = Kind::String; break;
+    default: kind = Kind::Described, pointer = v.object().get(); break;
+  }
+}
+
+namespace {
+
+const char* kindName(VLFormatArgument::Kind kind) {
+  switch (kind) {
+    case VLFormatArgument::Kind::Signed: return "integer";
+    case VLFormatArgument::Kind::Unsigned: return "unsigned integer";
+    case VLFormatArgument::Kind::Double: return "double";
+    case VLFormatArgument::Kind::String: return "string";
+    case VLFormatArgument::Kind::Described: return "object";
+    case VLFormatArgument::Kind::Pointer: return "pointer";
+  }
+  return "value";
+}
+
+template <class T>
+std::string printfOne(const std::string& spec, T value) {
+  int length = std::snprintf(nullptr, 0, spec.c_str(), value);
+  if (length < 0) return "<bad format " + spec + ">";
+  std::string out(static_cast<size_t>(length) + 1, '\0');
+  std::snprintf(out.data(), out.size(), spec.c_str(), value);
+  out.resize(static_cast<size_t>(length));
+  return out;
+}
+
+bool isInteger(VLFormatArgument::Kind kind) {
+  return kind == VLFormatArgument::Kind::Signed || kind == VLFormatArgument::Kind::Unsigned;
+}
+
+}  // namespace
+
+std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgument>& arguments) {
+  std::string out;
+  if (!format) return out;
+  size_t next = 0;
+  const char* p = format;
+  while (*p) {
+    if (*p != '%') {
+      out += *p++;
+      continue;
+    }
+    const char* start = p++;
+    std::string flags, width, precision;
+    while (*p && std::strchr("-+ #0'", *p)) flags += *p++;
+    auto takeStar = [&](std::string& into) {
+      if (next < arguments.size() && isInteger(arguments[next].kind)) {
+        const auto& a = arguments[next++];
+        into = std::to_string(a.kind == VLFormatArgument::Kind::Signed ? a.signedValue : int64_t(a.unsignedValue));
+      } else {
+        ++next;
+      }
+    };
+    if (*p == '*') { ++p; takeStar(width); }
+    while (*p >= '0' && *p <= '9') width += *p++;
+    bool hasPrecision = false;
+    if (*p == '.') {
+      hasPrecision = true;
+      ++p;
+      if (*p == '*') { ++p; takeStar(precision); }
+      while (*p >= '0' && *p <= '9') precision += *p++;
+    }
+    while (*p && std::strchr("hlqzjtL", *p)) ++p;
+    char conversion = *p;
+    if (!conversion) {
+      out.append(start);
+      break;
+    }
+    ++p;
+    if (conversion == '%') {
+      out += '%';
+      continue;
+    }
+    std::string written(start, p);
+    if (!std::strchr("@diuxXocCeEfFgGaAsSp", conversion)) {
+      out += written;  // not a conversion we know: keep it visible as written
+      continue;
+    }
+    if (next >= arguments.size()) {
+      out += "<missing argument for " + written + ">";
+      continue;
+    }
+    const VLFormatArgument& a = arguments[next++];
+    std::string spec = "%" + flags + width + (hasPrecision ? "." + precision : "");
+    auto mismatch = [&] { out += std::string("<") + kindName(a.kind) + " given for " + written + ">"; };
+    switch (conversion) {
+      case '@':
+      case 's':
+      case 'S':
+        if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) { mismatch(); break; }
+        out += (width.empty() && !hasPrecision) ? a.text : printfOne(spec + "s", a.text.c_str());
+        break;
+      case 'd':
+      case 'i':
+      case 'c':
+      case 'C':
+        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + (conversion == 'c' || conversion == 'C' ? "c" : "lld"), (long long)a.signedValue);
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + (conversion == 'c' || conversion == 'C' ? "c" : "llu"), (unsigned long long)a.unsignedValue);
+        else mismatch();
+        break;
+      case 'u':
+      case 'x':
+      case 'X':
+      case 'o': {
+        std::string tail = std::string("ll") + conversion;
+        if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + tail, (unsigned long long)a.unsignedValue);
+        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + tail, (unsigned long long)a.signedValue);
+        else mismatch();
+        break;
+      }
+      case 'p':
+        if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double) mismatch();
+        else out += printfOne(spec + "p", a.pointer);
+        break;
+      default: {  // floating conversions; integers are converted, as a reader would expect
+        std::string tail(1, conversion);
+        if (a.kind == VLFormatArgument::Kind::Double) out += printfOne(spec + tail, a.doubleValue);
+        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + tail, double(a.signedValue));
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + tail, double(a.unsignedValue));
+        else mismatch();
+        break;
+      }
+    }
+  }
+  return out;
+}

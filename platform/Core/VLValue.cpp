@@ -1,0 +1,90 @@
+#include "Core/VLValue.h"
+
+#include <charconv>
+
+namespace {
+std::string shortestDouble(double value) {
+  char buffer[64];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  return std::string(buffer, result.ptr);
+}
+}  // namespace
+
+bool VLValue::boolValue() const {
+  switch (kind()) {
+    case Kind::Bool: return std::get<bool>(storage_);
+    case Kind::Integer: return std::get<int64_t>(storage_) != 0;
+    case Kind::Double: return std::get<double>(storage_) != 0;
+    default: return false;
+  }
+}
+
+int64_t VLValue::integerValue() const {
+  switch (kind()) {
+    case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
+    case Kind::Integer: return std::get<int64_t>(storage_);
+    case Kind::Double: return static_cast<int64_t>(std::get<double>(storage_));
+    default: return 0;
+  }
+}
+
+double VLValue::doubleValue() const {
+  switch (kind()) {
+    case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
+    case Kind::Integer: return static_cast<double>(std::get<int64_t>(storage_));
+    case Kind::Double: return std::get<double>(storage_);
+    default: return 0;
+  }
+}
+
+VLValue::Object VLValue::object() const {
+  auto found = std::get_if<Object>(&storage_);
+  return found ? *found : nullptr;
+}
+
+std::string VLValue::description() const {
+  switch (kind()) {
+    case Kind::None: return "(null)";
+    case Kind::Bool: return std::get<bool>(storage_) ? "1" : "0";
+    case Kind::Integer: return std::to_string(std::get<int64_t>(storage_));
+    case Kind::Double: return shortestDouble(std::get<double>(storage_));
+    case Kind::String: return std::get<std::string>(storage_);
+    case Kind::Date: return std::get<VLDate>(storage_).description();
+    case Kind::Data: return std::get<VLData>(storage_).description();
+    case Kind::Array: {
+      std::string out = "(";
+      const char* separator = "";
+      for (const auto& element : std::get<Array>(storage_)) {
+        out += separator + element.description();
+        separator = ", ";
+      }
+      return out + ")";
+    }
+    case Kind::Dictionary: {
+      std::string out = "{";
+      for (const auto& [key, value] : std::get<Dictionary>(storage_)) out += key + " = " + value.description() + "; ";
+      if (out.size() > 1) out.resize(out.size() - 1);
+      return out + "}";
+    }
+    case Kind::Object: return vl_describe(std::get<Object>(storage_));
+  }
+  return "";
+}
+
+bool VLValue::isEqual(const VLValue& other) const {
+  if (isNumber() && other.isNumber()) {
+    bool bothExact = kind() != Kind::Double && other.kind() != Kind::Double;
+    return bothExact ? integerValue() == other.integerValue() : doubleValue() == other.doubleValue();
+  }
+  if (kind() != other.kind()) return false;
+  switch (kind()) {
+    case Kind::None: return true;
+    case Kind::String: return *string() == *other.string();
+    case Kind::Date: return *date() == *other.date();
+    case Kind::Data: return *data() == *other.data();
+    case Kind::Array: return *array() == *other.array();
+    case Kind::Dictionary: return *dictionary() == *other.dictionary();
+    case Kind::Object: return vl_objectsEqual(object(), other.object());
+    default: return false;
+  }
+}

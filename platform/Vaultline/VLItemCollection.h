@@ -1,0 +1,43 @@
+// VLItemCollection: a live, ordered view of the children of one container (or of the
+// working set, or of a whole provider), as a platform reports it.
+//
+// The delegate is held weakly and called on the working queue, one callback at a time.
+// startObserving() makes the collection deliver a first reload and then every change;
+// stopObserving() ends delivery (no callback starts after it returns). items() is the
+// ordering in force as of the callback being delivered. Platforms subclass this.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "Dispatch/VLDispatchQueue.h"
+#include "Vaultline/VLItem.h"
+#include "Vaultline/VLItemCollectionDelegate.h"
+#include "Vaultline/VLSortDescriptor.h"
+
+class VLItemCollection : public std::enable_shared_from_this<VLItemCollection> {
+ public:
+  virtual ~VLItemCollection() = default;
+
+  void setDelegate(std::weak_ptr<VLItemCollectionDelegate> delegate);
+  std::shared_ptr<VLItemCollectionDelegate> delegate() const;
+  // Sets the serial queue on which callbacks arrive (a private queue until set).
+  void setWorkingQueue(std::shared_ptr<VLDispatchQueue> queue);
+  std::shared_ptr<VLDispatchQueue> workingQueue() const;
+
+  virtual void startObserving() = 0;
+  virtual void stopObserving() = 0;
+  // Returns the current ordered items.
+  virtual std::vector<VLItemRef> items() const = 0;
+  // Orders the items by `descriptors` from now on.
+  virtual void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) = 0;
+
+ protected:
+  VLItemCollection() = default;
+
+ private:
+  mutable std::mutex mutex_;
+  std::weak_ptr<VLItemCollectionDelegate> delegate_;  // guarded by mutex_
+  mutable std::shared_ptr<VLDispatchQueue> workingQueue_;  // guarded by mutex_; made on first use
+};

@@ -1,0 +1,72 @@
+// VLPlatform: what stands behind the Vaultline interface in this process: a real service
+// client or the simulated provider service.
+//
+// Exactly one platform is current per process; whoever runs the library (a runner, a test)
+// installs it before use. The platform hands out the default item manager, the file
+// services that depend on the provider (validation service look-up, placeholder
+// reachability, coordinated reading), the type database, device properties, and tells
+// which revision-dependent operations exist. Implementations must be thread-safe.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Core/VLError.h"
+#include "Core/VLURL.h"
+
+class VLItemManager;
+class VLTypeDatabase;
+class VLVaultlineService;
+
+// Operations that exist only on some platform revisions.
+enum class VLPlatformCapability {
+  ItemIDWithProviderDomainID,    // VLItemID::makeWithProviderDomainID
+  ItemIDWithProviderIdentifier,  // VLItemID::makeWithProviderIdentifier
+  ItemIDWithProviderID,          // VLItemID::makeWithProviderID (the older form)
+  CopyWithURLs,                  // VLCopyOperation::makeWithURLs
+  CopyWithSourceURLs,            // VLCopyOperation::makeWithSourceURLs (the older form)
+  FetchItemOperationClass,       // the class "VLFetchItemOperation"
+  NewCollectionWithItemID,       // VLItemManager::newCollectionWithItemID
+};
+
+using VLVaultlineServices = std::map<std::string, std::shared_ptr<VLVaultlineService>>;
+using VLServicesCompletion = std::function<void(const VLVaultlineServices& services, VLErrorRef error)>;
+
+class VLPlatform {
+ public:
+  virtual ~VLPlatform() = default;
+
+  // Makes `platform` the current one (nullptr uninstalls). Thread-safe.
+  static void install(std::shared_ptr<VLPlatform> platform);
+  // Returns the current platform; throws VLException when none is installed.
+  static std::shared_ptr<VLPlatform> current();
+  // Returns the current platform or nullptr.
+  static std::shared_ptr<VLPlatform> currentOrNull();
+
+  // Returns the shared item manager of this platform.
+  virtual std::shared_ptr<VLItemManager> defaultItemManager() = 0;
+  // Returns whether this revision has the given operation.
+  virtual bool offers(VLPlatformCapability capability) const = 0;
+  // Looks up the services a provider offers for the item at `url`; the completion runs later,
+  // on a service thread, with a dictionary from service name to service record, or an error.
+  virtual void getVaultlineServicesForItemAtURL(const VLURL& url, VLServicesCompletion completion) = 0;
+  // Returns whether a placeholder (a promise of the file) stands at `url`.
+  virtual bool checkPromisedItemIsReachable(const VLURL& url, VLErrorRef* error) = 0;
+  // Returns the type-identifier database.
+  virtual const VLTypeDatabase& typeDatabase() const = 0;
+
+  // Returns whether the file itself (not a placeholder) is at `url`. Default: the file system.
+  virtual bool checkResourceIsReachable(const VLURL& url, VLErrorRef* error);
+  // Runs `reader` with the URL to read once the item's content is available locally.
+  // Default: at once, with `url`. Returns false (with an error) if the content cannot be had.
+  virtual bool coordinateReading(const VLURL& url, VLErrorRef* error, const std::function<void(const VLURL&)>& reader);
+  // Begins or ends security-scoped access to `url`. Default: granted, nothing to end.
+  virtual bool startAccessingSecurityScopedResource(const VLURL& url);
+  virtual void stopAccessingSecurityScopedResource(const VLURL& url);
+  // Returns a boolean device property such as "InternalBuild"; false where there is none.
+  virtual bool deviceBooleanProperty(const std::string& name) const;
+  // Returns the process's temporary directory (created on first use).
+  virtual VLURL temporaryDirectory() const;
+};
