@@ -2,3 +2,8 @@
 #pragma once
 
 #include "Vaultline/Vaultline.h"
+#include "Validations/VLExpectation.h"
+#include "Validations/VLValidationErrors.h"
+#include "Validations/VLValidationLoggingItemManager.h"
+#include "Validations/VLValidationResult.h"
+#include "Validations/VLValidator.h"

@@ -1,0 +1,120 @@
+#include "Validations/VLValidator.h"
+
+#include <algorithm>
+
+#include "Core/VLDate.h"
+#include "Core/VLLog.h"
+#include "Validations/VLValidationErrors.h"
+#include "Validations/VLValidationLoggingItemManager.h"
+
+namespace {
+double now() { return VLDate::now().timeIntervalSinceReferenceDate(); }
+}  // namespace
+
+VLValidator::VLValidator()
+    : validationQueue_(VLDispatchQueue::make("validation queue")), expectationGroup_(VLDispatchGroup::make()) {}
+
+std::shared_ptr<VLValidator> VLValidator::make() {
+  auto validator = std::shared_ptr<VLValidator>(new VLValidator());
+  validator->itemManager_ = VLValidationLoggingItemManager::make();
+  validator->itemManager_->setValidator(validator);
+  return validator;
+}
+
+void VLValidator::startValidation() {
+  startTime_.store(now());
+  result_.store(VLValidationResultRunning);
+}
+
+void VLValidator::finishValidation() {
+  stopTime_.store(now());
+  validationQueue_->sync([this] {
+    unsigned lowest = VLValidationResultPassed;
+    for (const auto& expectation : handledExpectations_) lowest = std::min<unsigned>(lowest, expectation->result());
+    for (const auto& expectation : outstandingExpectations_) lowest = std::min<unsigned>(lowest, expectation->result());
+    result_.store(static_cast<VLValidationResult>(lowest));
+  });
+}
+
+VLValidationResult VLValidator::result() const { return result_.load(); }
+
+double VLValidator::runtime() const { return stopTime_.load() - startTime_.load(); }
+
+std::shared_ptr<VLExpectation> VLValidator::expectationWithText(const std::string& text) {
+  auto expectation = VLExpectation::make();
+  validationQueue_->sync([&] {
+    expectation->setValidator(weak_from_this());
+    expectation->setDescription(text);
+    outstandingExpectations_.push_back(expectation);
+    expectationGroup_->enter();
+  });
+  return expectation;
+}
+
+void VLValidator::recordSettled(const std::string& text, VLValidationResult result) {
+  auto expectation = VLExpectation::make();
+  validationQueue_->sync([&] {
+    expectation->setValidator(weak_from_this());
+    expectation->setDescription(text);
+    if (result != VLValidationResultInconclusive) expectation->setResult(result);
+    outstandingExpectations_.push_back(expectation);
+    expectationGroup_->enter();
+    fulfillExpectation(expectation);
+  });
+}
+
+void VLValidator::fulfillExpectation(const std::shared_ptr<VLExpectation>& expectation) {
+  auto self = shared_from_this();
+  validationQueue_->async([self, expectation] { self->settle(expectation); });
+}
+
+void VLValidator::settle(const std::shared_ptr<VLExpectation>& expectation) {
+  auto found = std::find(outstandingExpectations_.begin(), outstandingExpectations_.end(), expectation);
+  if (found == outstandingExpectations_.end()) return;
+  expectation->setValidator(std::weak_ptr<VLValidator>());
+  outstandingExpectations_.erase(found);
+  handledExpectations_.push_back(expectation);
+  if (statusBlock_) statusBlock_(expectation, markedIdentifiers_);
+  expectationGroup_->leave();
+}
+
+void VLValidator::waitForExpectations() { waitForExpectationsWithTimeout(defaultTimeout()); }
+
+void VLValidator::waitForExpectationsWithTimeout(double seconds) {
+  VL_ASSERT(!validationQueue_->isCurrent(), "waitForExpectations called on the validation queue");
+  expectationGroup_->wait(seconds);
+  validationQueue_->sync([&] {
+    // Failing schedules each settling step behind this one, so the list is not changed
+    // while it is walked.
+    for (const auto& expectation : outstandingExpectations_) {
+      expectation->failWithError(VLError::makeWithDescription(
+          KsVaultlineValidationErrorDomain, VLValidationErrorTimedOut, VLFormat("Timed out (%gs)", seconds)));
+    }
+  });
+  validationQueue_->sync([] {});
+}
+
+bool VLValidator::expectationsHaveFailed() {
+  bool failed = false;
+  validationQueue_->sync([&] {
+    failed = std::any_of(handledExpectations_.begin(), handledExpectations_.end(),
+                         [](const auto& expectation) { return expectation->result() == VLValidationResultFailed; });
+  });
+  return failed;
+}
+
+std::vector<std::shared_ptr<VLExpectation>> VLValidator::handledExpectations() {
+  std::vector<std::shared_ptr<VLExpectation>> copy;
+  validationQueue_->sync([&] { copy = handledExpectations_; });
+  return copy;
+}
+
+void VLValidator::setStatusBlock(StatusBlock block) {
+  validationQueue_->sync([&] { statusBlock_ = std::move(block); });
+}
+
+std::string VLValidator::description() const {
+  std::string text;
+  for (const auto& expectation : handledExpectations_) text += VLFormat("\t%@\n", expectation->description());
+  return text;
+}

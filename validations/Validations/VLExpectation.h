@@ -1,0 +1,73 @@
+// VLExpectation: one check of a validation run, created on a VLValidator and settled once
+// by fulfilling or failing it.
+//
+// Settling hands the expectation to its validator, which records it (once) on its own
+// queue. A settled expectation no longer refers to its validator, so a later fulfil or fail
+// only rewrites the expectation's own result, comment and error (last call wins), which
+// still counts in a later finishValidation(). Fields may be read and written from any
+// thread; each access is atomic on its own.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "Core/VLError.h"
+#include "Core/VLFormat.h"
+#include "Core/VLObject.h"
+#include "Validations/VLValidationResult.h"
+
+class VLValidator;
+
+class VLExpectation : public VLObject, public std::enable_shared_from_this<VLExpectation> {
+ public:
+  // Makes an expectation with description "", comment "", result Inconclusive, no error and
+  // no validator. Validations make theirs through VLValidator::expectationWithDescription.
+  static std::shared_ptr<VLExpectation> make();
+
+  // The expectation's text; also what "%@" prints for it.
+  std::string description() const override;
+  void setDescription(std::string text);
+  std::shared_ptr<VLValidator> validator() const;
+  void setValidator(std::weak_ptr<VLValidator> validator);
+  // The comment: "" initially, none after a fail without an error.
+  std::optional<std::string> comment() const;
+  void setComment(std::optional<std::string> comment);
+  VLValidationResult result() const;
+  void setResult(VLValidationResult result);
+  VLErrorRef error() const;
+  void setError(VLErrorRef error);
+
+  // Sets the result to Passed and hands the expectation to its validator.
+  void fulfill();
+  // Stores the formatted comment, then fulfil().
+  template <class... Args>
+  void fulfillWithComment(const char* format, const Args&... args) {
+    setComment(VLFormat(format, args...));
+    fulfill();
+  }
+  // failWithError() with no error: comment and error both end up none.
+  void fail();
+  // Stores `error`, sets the comment to its diagnostic description (none without an error),
+  // sets the result to Failed and hands the expectation to its validator.
+  void failWithError(VLErrorRef error);
+  // Fails with an error in KsVaultlineValidationErrorDomain, code 0, whose localized
+  // description is the formatted text.
+  template <class... Args>
+  void failWithComment(const char* format, const Args&... args) {
+    failWithCommentText(VLFormat(format, args...));
+  }
+  void failWithCommentText(const std::string& text);
+
+ private:
+  VLExpectation() = default;
+  void handOver();
+
+  mutable std::mutex mutex_;
+  std::string description_;                // guarded by mutex_
+  std::weak_ptr<VLValidator> validator_;   // guarded by mutex_
+  std::optional<std::string> comment_{""};  // guarded by mutex_
+  VLValidationResult result_ = VLValidationResultInconclusive;  // guarded by mutex_
+  VLErrorRef error_;                       // guarded by mutex_
+};

@@ -1,0 +1,124 @@
+// VLValidator: the judge of one run of one validation case.
+//
+// Every check of a case is a VLExpectation created here. The validator waits for its
+// outstanding expectations with a time limit, fails those still open when the time is up,
+// reports each settled expectation to the status callback, and reduces all of them to one
+// result (the minimum, so Inconclusive outranks Failed). It also owns the item manager
+// through which the case acts, the table of marked identifiers, and the random test names.
+//
+// Threads: all expectation lists, the marks and the result belong to the private serial
+// "validation queue". Creating an expectation and every read are synchronous on it;
+// settling and registering identifiers are asynchronous. Waiting blocks the caller and must
+// not happen on the validation queue; the status callback runs on it and must not call the
+// validator's synchronous operations. One validator serves one run. Made by make().
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Core/VLFormat.h"
+#include "Core/VLObject.h"
+#include "Dispatch/VLDispatchGroup.h"
+#include "Dispatch/VLDispatchQueue.h"
+#include "Validations/VLExpectation.h"
+#include "Validations/VLValidationResult.h"
+
+class VLValidationLoggingItemManager;
+
+class VLValidator : public VLObject, public std::enable_shared_from_this<VLValidator> {
+ public:
+  using MarkTable = std::map<std::string, uint64_t>;
+  using StatusBlock = std::function<void(const std::shared_ptr<VLExpectation>& expectation, const MarkTable& marks)>;
+
+  // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
+  // an empty mark table and a new logging item manager pointing back at it.
+  static std::shared_ptr<VLValidator> make();
+
+  // Records the start time; the result becomes Running.
+  void startValidation();
+  // Records the stop time and computes the result over handled, then outstanding, expectations.
+  void finishValidation();
+  VLValidationResult result() const;
+  // Seconds between start and finish; meaningful only after finishValidation().
+  double runtime() const;
+
+  // Creates an outstanding expectation with the formatted description.
+  template <class... Args>
+  std::shared_ptr<VLExpectation> expectationWithDescription(const char* format, const Args&... args) {
+    return expectationWithText(VLFormat(format, args...));
+  }
+  std::shared_ptr<VLExpectation> expectationWithText(const std::string& text);
+  // Records an inconclusive expectation whose description is the formatted comment.
+  template <class... Args>
+  void markInconclusiveWithComment(const char* format, const Args&... args) {
+    recordSettled(VLFormat(format, args...), VLValidationResultInconclusive);
+  }
+  // Records a failed expectation whose description is the formatted text (no comment, no error).
+  template <class... Args>
+  void failWithComment(const char* format, const Args&... args) {
+    recordSettled(VLFormat(format, args...), VLValidationResultFailed);
+  }
+
+  // Waits for the outstanding expectations for defaultTimeout() seconds.
+  void waitForExpectations();
+  // Waits at most `seconds`; then fails every expectation still open with a code-2 error
+  // "Timed out (<seconds>s)". When it returns, nothing is outstanding.
+  void waitForExpectationsWithTimeout(double seconds);
+  // Settles `expectation` on the validation queue, later; called by the expectation.
+  void fulfillExpectation(const std::shared_ptr<VLExpectation>& expectation);
+
+  // Returns whether any settled expectation has failed (outstanding ones are not looked at).
+  bool expectationsHaveFailed();
+  // Returns a copy of the settled expectations, in the order they were settled.
+  std::vector<std::shared_ptr<VLExpectation>> handledExpectations();
+
+  // Returns the item manager that turns every scheduled action into an expectation.
+  std::shared_ptr<VLValidationLoggingItemManager> itemManager() const { return itemManager_; }
+
+  // Returns a copy of the table from identifier or name to mark number.
+  MarkTable markedIdentifiers();
+  // Gives every string of `identifiers` one common mark: the mark of the first one already
+  // marked, else a new one. Asynchronous; a later markedIdentifiers() from the same thread sees it.
+  void registerIdentifiers(std::vector<std::string> identifiers);
+  // Returns four random capitalised words joined together, e.g. "AlabamaCarbonSixZulu".
+  std::string happyRandomName();
+  // Returns "ValidationFolder-<name>" for a folder or "Validation-<name>" for a file.
+  std::string newFilenameForDirectory(bool isDirectory);
+
+  // The status callback, called on the validation queue once per settled expectation.
+  void setStatusBlock(StatusBlock block);
+  bool strict() const { return strict_.load(); }
+  void setStrict(bool strict) { strict_.store(strict); }
+  double defaultTimeout() const { return defaultTimeout_.load(); }
+  void setDefaultTimeout(double seconds) { defaultTimeout_.store(seconds); }
+
+  // Returns one line "\t<description>\n" per settled expectation. Read after the run only.
+  std::string description() const override;
+
+ private:
+  VLValidator();
+  void recordSettled(const std::string& text, VLValidationResult result);
+  void settle(const std::shared_ptr<VLExpectation>& expectation);
+
+  const std::shared_ptr<VLDispatchQueue> validationQueue_;
+  const std::shared_ptr<VLDispatchGroup> expectationGroup_;
+  std::shared_ptr<VLValidationLoggingItemManager> itemManager_;  // set once in make()
+
+  // Owned by validationQueue_.
+  std::vector<std::shared_ptr<VLExpectation>> outstandingExpectations_;
+  std::vector<std::shared_ptr<VLExpectation>> handledExpectations_;
+  MarkTable markedIdentifiers_;
+  uint64_t highestMarkedIdentifier_ = 0;
+  StatusBlock statusBlock_;
+
+  std::atomic<double> startTime_{0};
+  std::atomic<double> stopTime_{0};
+  std::atomic<VLValidationResult> result_{VLValidationResultNotStarted};
+  std::atomic<bool> strict_{false};
+  std::atomic<double> defaultTimeout_{5.0};
+};
