@@ -57,13 +57,18 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
     const char* start = p++;
     std::string flags, width, precision;
     while (*p && std::strchr("-+ #0'", *p)) flags += *p++;
-    auto takeStar = [&](std::string& into) {
-      if (next < arguments.size() && isInteger(arguments[next].kind)) {
-        const auto& a = arguments[next++];
-        into = std::to_string(a.kind == VLFormatArgument::Kind::Signed ? a.signedValue : int64_t(a.unsignedValue));
-      } else {
-        ++next;
+    // A '*' takes an int argument; a missing or non-integer one is reported where it was due.
+    std::string starProblem;
+    auto takeStar = [&](std::string& into) -> bool {
+      if (next >= arguments.size()) return false;  // reported below as a missing argument
+      const auto& a = arguments[next++];
+      if (!isInteger(a.kind)) {
+        starProblem = std::string("<") + kindName(a.kind) + " given for *";
+        return false;
       }
+      int64_t value = a.kind == VLFormatArgument::Kind::Signed ? a.signedValue : int64_t(a.unsignedValue);
+      into = std::to_string(value);
+      return true;
     };
     if (*p == '*') { ++p; takeStar(width); }
     while (*p >= '0' && *p <= '9') width += *p++;
@@ -71,7 +76,11 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
     if (*p == '.') {
       hasPrecision = true;
       ++p;
-      if (*p == '*') { ++p; takeStar(precision); }
+      if (*p == '*') {
+        ++p;
+        // A negative precision from '*' means no precision at all.
+        if (takeStar(precision) && precision[0] == '-') hasPrecision = false, precision.clear();
+      }
       while (*p >= '0' && *p <= '9') precision += *p++;
     }
     while (*p && std::strchr("hlqzjtL", *p)) ++p;
@@ -90,26 +99,38 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       out += written;  // not a conversion we know: keep it visible as written
       continue;
     }
+    if (!starProblem.empty()) {
+      out += starProblem + " in " + written + ">";
+      if (next < arguments.size()) ++next;  // the conversion's own argument goes with it
+      continue;
+    }
     if (next >= arguments.size()) {
       out += "<missing argument for " + written + ">";
       continue;
     }
     const VLFormatArgument& a = arguments[next++];
     std::string spec = "%" + flags + width + (hasPrecision ? "." + precision : "");
+    // printf leaves '0', '#', '+' and ' ' undefined for %s, %c and %p: only '-' is passed on.
+    std::string plainSpec = std::string("%") + (flags.find('-') != std::string::npos ? "-" : "") + width +
+                            (hasPrecision ? "." + precision : "");
     auto mismatch = [&] { out += std::string("<") + kindName(a.kind) + " given for " + written + ">"; };
     switch (conversion) {
       case '@':
       case 's':
       case 'S':
         if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) { mismatch(); break; }
-        out += (width.empty() && !hasPrecision) ? a.text : printfOne(spec + "s", a.text.c_str());
+        out += (width.empty() && !hasPrecision) ? a.text : printfOne(plainSpec + "s", a.text.c_str());
         break;
       case 'd':
       case 'i':
+        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + "lld", (long long)a.signedValue);
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + "llu", (unsigned long long)a.unsignedValue);
+        else mismatch();
+        break;
       case 'c':
-      case 'C':
-        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + (conversion == 'c' || conversion == 'C' ? "c" : "lld"), (long long)a.signedValue);
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + (conversion == 'c' || conversion == 'C' ? "c" : "llu"), (unsigned long long)a.unsignedValue);
+      case 'C':  // %c reads an int
+        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(plainSpec + "c", int(a.signedValue));
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(plainSpec + "c", int(a.unsignedValue));
         else mismatch();
         break;
       case 'u':
@@ -117,14 +138,20 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       case 'X':
       case 'o': {
         std::string tail = std::string("ll") + conversion;
-        if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + tail, (unsigned long long)a.unsignedValue);
-        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + tail, (unsigned long long)a.signedValue);
+        if (a.kind == VLFormatArgument::Kind::Unsigned) {
+          out += printfOne(spec + tail, (unsigned long long)a.unsignedValue);
+        } else if (a.kind == VLFormatArgument::Kind::Signed) {
+          // As printf would: a negative int reads as the unsigned int of the same bits.
+          unsigned long long bits = (unsigned long long)a.signedValue;
+          if (a.integerBytes < 8) bits &= (1ULL << (8 * a.integerBytes)) - 1;
+          out += printfOne(spec + tail, bits);
+        }
         else mismatch();
         break;
       }
       case 'p':
         if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double) mismatch();
-        else out += printfOne(spec + "p", a.pointer);
+        else out += printfOne(plainSpec + "p", a.pointer);
         break;
       default: {  // floating conversions; integers are converted, as a reader would expect
         std::string tail(1, conversion);

@@ -35,14 +35,17 @@ class VLFormatArgument {
   double doubleValue = 0;
   const void* pointer = nullptr;
   std::string text;  // what %@ prints (and %s for strings)
+  unsigned integerBytes = 8;  // width of the caller's integer, so "%x" of a negative int prints as printf does
 
  private:
-  void assign(bool v) { kind = Kind::Signed, signedValue = v, text = v ? "1" : "0"; }
+  // printf sees integers narrower than int as int.
+  static unsigned promotedBytes(std::size_t bytes) { return unsigned(bytes < sizeof(int) ? sizeof(int) : bytes); }
+  void assign(bool v) { kind = Kind::Signed, signedValue = v, integerBytes = sizeof(int), text = v ? "1" : "0"; }
   template <std::signed_integral T>
-  void assign(T v) { kind = Kind::Signed, signedValue = v, text = std::to_string(v); }
+  void assign(T v) { kind = Kind::Signed, signedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v); }
   template <std::unsigned_integral T>
     requires(!std::same_as<T, bool>)
-  void assign(T v) { kind = Kind::Unsigned, unsignedValue = v, text = std::to_string(v); }
+  void assign(T v) { kind = Kind::Unsigned, unsignedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v); }
   template <std::floating_point T>
   void assign(T v) { kind = Kind::Double, doubleValue = v, text = VLValue(double(v)).description(); }
   void assign(const char* v) { kind = Kind::String, text = v ? v : "(null)"; }
@@ -52,6 +55,7 @@ class VLFormatArgument {
   void assign(const VLValue& v);
   void assign(const std::exception& v) { text = v.what(); }
   void assign(const void* v) { kind = Kind::Pointer, pointer = v, text = "<pointer>"; }
+  void assign(std::nullptr_t) { text = "(null)"; }
   template <class T>
     requires std::derived_from<T, VLObject>
   void assign(const std::shared_ptr<T>& v) {

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+
+#include "Core/VLData.h"
+#include "Core/VLDate.h"
+#include "Core/VLError.h"
+#include "Core/VLRandom.h"
+#include "Core/VLValue.h"
+
+namespace {
+
+// Equal to any other Tagged with the same tag, whatever the instance.
+class Tagged : public VLObject {
+ public:
+  explicit Tagged(int tag) : tag_(tag) {}
+  bool isEqual(const VLObject& other) const override {
+    auto tagged = dynamic_cast<const Tagged*>(&other);
+    return tagged && tagged->tag_ == tag_;
+  }
+
+ private:
+  int tag_;
+};
+
+TEST(VLValue, NumbersCompareByValueAcrossKinds) {
+  EXPECT_EQ(VLValue(true), VLValue(1));
+  EXPECT_EQ(VLValue(false), VLValue(0.0));
+  EXPECT_EQ(VLValue(3), VLValue(3.0));
+  EXPECT_EQ(VLValue(uint8_t(7)), VLValue(7LL));
+  EXPECT_NE(VLValue(true), VLValue(2));
+  EXPECT_NE(VLValue(3), VLValue(3.5));
+  // Large integers compare exactly, not through a lossy double.
+  EXPECT_NE(VLValue(INT64_C(9007199254740993)), VLValue(INT64_C(9007199254740992)));
+  EXPECT_NE(VLValue(1), VLValue("1"));
+  EXPECT_NE(VLValue(0), VLValue());
+  EXPECT_EQ(VLValue(), VLValue(nullptr));
+  EXPECT_EQ(VLValue(std::shared_ptr<Tagged>()), VLValue());  // a null object is none
+  EXPECT_NE(VLValue(NAN), VLValue(NAN));
+}
+
+TEST(VLValue, ContainersCompareElementWise) {
+  VLValue::Array numbers{1, 2.0, true};
+  EXPECT_EQ(VLValue(numbers), VLValue(VLValue::Array{1.0, 2, 1}));
+  EXPECT_NE(VLValue(numbers), VLValue(VLValue::Array{1, 2}));
+  EXPECT_NE(VLValue(numbers), VLValue(VLValue::Array{2, 1, true}));
+
+  VLValue::Dictionary a{{"n", 1}, {"list", VLValue::Array{"x", VLValue::Dictionary{{"deep", true}}}}};
+  VLValue::Dictionary b{{"list", VLValue::Array{"x", VLValue::Dictionary{{"deep", 1}}}}, {"n", 1.0}};
+  EXPECT_EQ(VLValue(a), VLValue(b));
+  b["n"] = 2;
+  EXPECT_NE(VLValue(a), VLValue(b));
+  EXPECT_NE(VLValue(VLValue::Dictionary{{"k", 1}}), VLValue(VLValue::Dictionary{{"other", 1}}));
+  EXPECT_NE(VLValue(VLValue::Array{}), VLValue(VLValue::Dictionary{}));
+}
+
+TEST(VLValue, ObjectsDatesAndDataCompareByContent) {
+  EXPECT_EQ(VLValue(std::make_shared<Tagged>(1)), VLValue(std::make_shared<Tagged>(1)));
+  EXPECT_NE(VLValue(std::make_shared<Tagged>(1)), VLValue(std::make_shared<Tagged>(2)));
+  // The default isEqual is identity.
+  auto plain = std::make_shared<VLObject>();
+  EXPECT_EQ(VLValue(plain), VLValue(plain));
+  EXPECT_NE(VLValue(plain), VLValue(std::make_shared<VLObject>()));
+  EXPECT_TRUE(VLError::make("D", 1, {{"k", 1}})->isEqual(*VLError::make("D", 1, {{"k", true}})));
+  EXPECT_FALSE(VLError::make("D", 1)->isEqual(*VLError::make("D", 2)));
+
+  EXPECT_EQ(VLValue(VLDate(100)), VLValue(VLDate(100)));
+  EXPECT_NE(VLValue(VLDate(100)), VLValue(VLDate(100.5)));
+  EXPECT_EQ(VLValue(VLData::fromString("abc")), VLValue(VLData("abc", 3)));
+  EXPECT_NE(VLValue(VLData::fromString("abc")), VLValue(VLData::fromString("abd")));
+}
+
+TEST(VLValue, ReadingsAndDescriptions) {
+  EXPECT_EQ(VLValue(2.9).integerValue(), 2);
+  EXPECT_TRUE(VLValue(0.1).boolValue());
+  EXPECT_EQ(VLValue("7").integerValue(), 0);  // strings are not numbers
+  EXPECT_EQ(VLValue(std::optional<std::string>()).kind(), VLValue::Kind::None);
+  EXPECT_EQ(*VLValue(std::optional<std::string>("s")).string(), "s");
+  EXPECT_EQ(VLValue(std::make_shared<Tagged>(1)).objectAs<VLError>(), nullptr);
+
+  EXPECT_EQ(VLValue(0.1).description(), "0.1");
+  EXPECT_EQ(VLValue(1e100).description(), "1e+100");
+  EXPECT_EQ(VLValue(VLValue::Dictionary{}).description(), "{}");
+  EXPECT_EQ(VLValue(VLValue::Array{}).description(), "()");
+  EXPECT_EQ(VLValue(VLData::fromString("Hello")).description(), "{length = 5, bytes = 0x48656c6c6f}");
+  std::vector<uint8_t> long_(40);
+  for (size_t i = 0; i < long_.size(); ++i) long_[i] = uint8_t(i);
+  EXPECT_EQ(VLData(long_).description(),
+            "{length = 40, bytes = 0x000102030405060708090a0b0c0d0e0f1011121314151617 ... 2021222324252627}");
+}
+
+TEST(VLDate, DescriptionIsUtcWholeSeconds) {
+  // 2026-11-21 10:00:00 UTC
+  EXPECT_EQ(VLDate(1795255200).description(), "2026-11-21 10:00:00 +0000");
+  EXPECT_EQ(VLDate(1795255200.999).description(), "2026-11-21 10:00:00 +0000");
+  EXPECT_EQ(VLDate(-0.5).description(), "1969-12-31 23:59:59 +0000");
+  EXPECT_EQ(VLDate::dateWithTimeIntervalSinceReferenceDate(0).description(), "2001-01-01 00:00:00 +0000");
+  VLDate start(1000);
+  EXPECT_DOUBLE_EQ(start.dateByAddingTimeInterval(2.5).timeIntervalSinceDate(start), 2.5);
+  EXPECT_LT(start, start.dateByAddingTimeInterval(1));
+}
+
+TEST(VLError, LocalizedDescriptionFallsBackToDomainAndCode) {
+  auto plain = VLError::make("SomeDomain", -1001);
+  EXPECT_EQ(plain->localizedDescription(), "The operation couldn't be completed. (SomeDomain error -1001.)");
+  // A description of the wrong kind does not count.
+  EXPECT_EQ(VLError::make("D", 2, {{VLLocalizedDescriptionKey, 5}})->localizedDescription(),
+            "The operation couldn't be completed. (D error 2.)");
+  auto described = VLError::makeWithDescription("D", 1, "Server unreachable");
+  EXPECT_EQ(described->localizedDescription(), "Server unreachable");
+  EXPECT_EQ(described->description(), "Error Domain=D Code=1 \"Server unreachable\"");
+
+  EXPECT_EQ(plain->underlyingError(), nullptr);
+  auto wrapped = VLError::make("Outer", 9, {{VLUnderlyingErrorKey, described}});
+  ASSERT_NE(wrapped->underlyingError(), nullptr);
+  EXPECT_EQ(wrapped->underlyingError()->code(), 1);
+}
+
+TEST(VLRandom, FillsEveryByteAndDiffersBetweenCalls) {
+  vl_randomBytes(nullptr, 0);
+  // Each of the 64 bytes stays zero by chance with probability 1/256; all draws agreeing
+  // or a byte staying zero in all four would be a fill that misses its tail.
+  std::array<std::array<uint8_t, 64>, 4> draws{};
+  for (auto& draw : draws) vl_randomBytes(draw.data(), draw.size());
+  EXPECT_NE(draws[0], draws[1]);
+  for (size_t i = 0; i < 64; ++i) {
+    bool touched = false;
+    for (const auto& draw : draws) touched |= draw[i] != 0;
+    EXPECT_TRUE(touched) << "byte " << i;
+  }
+}
+
+}  // namespace
