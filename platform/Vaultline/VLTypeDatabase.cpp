@@ -4,6 +4,8 @@
 #include <cctype>
 #include <set>
 
+const std::string VLPackageTypeIdentifier = "public.package";
+
 namespace {
 const std::string kDynamicPrefix = "dyn.";
 const std::string kDynamicParentMark = ".conforms-to.";

@@ -12,6 +12,10 @@
 #include <string>
 #include <vector>
 
+// The type of packages: directories that users see as one document (e.g. rich text with
+// attachments). Every package type conforms to it.
+extern const std::string VLPackageTypeIdentifier;
+
 struct VLTypeDeclaration {
   std::string identifier;               // e.g. "public.jpeg"
   std::vector<std::string> conformsTo;  // direct parents

@@ -1,0 +1,72 @@
+// VLSimulatedActionRunner: carries out the simulated provider's actions for real: it
+// changes the store's tree, moves bytes on disk, schedules uploads and publishes every
+// change to the observing collections.
+//
+// Each perform…() runs under the store's lock, on the service queue, and returns the
+// completion to run afterwards on a completion thread (never under the lock). The runner
+// is shared by the item manager, the validation service and pending uploads; made by
+// make(); thread-safe because all its work happens under the store's lock.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Core/VLError.h"
+#include "Simulated/VLSimulatedStore.h"
+#include "Vaultline/VLActionOperation.h"
+
+class VLSimulatedActionRunner : public std::enable_shared_from_this<VLSimulatedActionRunner> {
+ public:
+  // Runs a task on the service queue after a delay.
+  using Later = std::function<void(std::chrono::microseconds delay, std::function<void()> task)>;
+
+  static std::shared_ptr<VLSimulatedActionRunner> make(std::shared_ptr<VLSimulatedStore> store, Later later);
+
+  // Carries out `action`; returns the call that completes it.
+  std::function<void()> perform(const std::shared_ptr<VLActionOperation>& action);
+  // Drops the local copy of one file (the validation service's eviction).
+  VLErrorRef evict(const std::string& identifier);
+  // Marks one item shared (the validation service's sharing).
+  VLErrorRef share(const std::string& identifier);
+  // Brings the content of the item at `path` onto disk if it is an evicted file of this
+  // provider. Returns false, with an error, when the content cannot be had.
+  bool materialize(const std::string& path, VLErrorRef* error);
+
+  const std::shared_ptr<VLSimulatedStore>& store() const { return store_; }
+
+ private:
+  VLSimulatedActionRunner(std::shared_ptr<VLSimulatedStore> store, Later later)
+      : store_(std::move(store)), later_(std::move(later)) {}
+
+  std::function<void()> performLocked(const std::shared_ptr<VLActionOperation>& action);
+  std::function<void()> copyLocked(const std::shared_ptr<class VLCopyOperation>& action);
+  std::function<void()> createFolderLocked(const std::shared_ptr<class VLCreateFolderOperation>& action);
+  VLErrorRef renameLocked(const class VLRenameOperation& action);
+  std::function<void()> moveLocked(const std::shared_ptr<class VLMoveOperation>& action);
+  VLErrorRef trashLocked(const std::vector<VLItemRef>& items);
+  VLErrorRef untrashLocked(const std::vector<VLItemRef>& items, const VLItemRef& restoreDirectory);
+  VLErrorRef deleteLocked(const std::vector<VLItemRef>& items);
+  std::function<void()> downloadLocked(const std::shared_ptr<class VLDownloadOperation>& action);
+  VLErrorRef evictLocked(VLSimulatedNode& node);
+
+  // Imports the file, package or folder tree at `source` into `parent` as `name`.
+  VLSimulatedNode* importLocked(const std::string& source, const std::string& parent, const std::string& name,
+                                VLErrorRef* error);
+  // Returns the container an action targets, or sets `error`.
+  VLSimulatedNode* containerLocked(const VLItemRef& item, VLErrorRef* error);
+  // Returns the node an item names, or sets `error`.
+  VLSimulatedNode* nodeLocked(const VLItemRef& item, VLErrorRef* error);
+  // Moves `node` (and its bytes) under `parent` as `name`.
+  VLErrorRef reparentLocked(VLSimulatedNode& node, const std::string& parent, const std::string& name);
+  void scheduleUploadLocked(VLSimulatedNode& node);
+  void finishUpload(const std::string& identifier);
+  // Returns the clash error for `name` in `parent`, or none (the collision rules and quirks).
+  VLErrorRef collisionLocked(const std::string& parent, const std::string& name, const std::string& except = "");
+  std::string typeForFileLocked(const std::string& name) const;
+
+  const std::shared_ptr<VLSimulatedStore> store_;
+  const Later later_;
+};

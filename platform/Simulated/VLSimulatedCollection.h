@@ -1,0 +1,75 @@
+// VLSimulatedCollection: a live collection of the simulated provider: the children of one
+// container, the working set, or every item of the provider.
+//
+// startObserving() registers it with the store, which posts a first reload and, after
+// every change, the new item list; each posting reaches the delegate on the working queue
+// after the collection latency, as a reload or as one batch update (deletions at rows of
+// the previous list, insertions, updates and moves at rows of the new one), followed by
+// collectionDidUpdateObservedItem when the container itself changed. stopObserving() ends
+// delivery: no callback starts after it returns. Thread-safe; made by make().
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Core/VLError.h"
+#include "Simulated/VLSimulatedStore.h"
+#include "Vaultline/VLItemCollection.h"
+
+class VLSimulatedCollection : public VLItemCollection {
+ public:
+  enum class ScopeKind { Container, WorkingSet, Provider, Unavailable };
+  struct Scope {
+    ScopeKind kind = ScopeKind::Unavailable;
+    std::string identifier;  // the container, for ScopeKind::Container
+    VLErrorRef error;        // why the collection cannot enumerate, for ScopeKind::Unavailable
+  };
+
+  static std::shared_ptr<VLSimulatedCollection> make(std::shared_ptr<VLSimulatedStore> store, Scope scope);
+
+  void startObserving() override;
+  void stopObserving() override;
+  std::vector<VLItemRef> items() const override;
+  void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) override;
+
+  const Scope& scope() const { return scope_; }
+  bool isObserving() const { return observing_.load(); }
+
+  // For the store (under its lock): sorts `entries` and schedules their delivery; none
+  // means the scope is gone, which is delivered as an error once.
+  void post(std::optional<std::vector<VLSimulatedStore::Entry>> entries,
+            std::optional<VLSimulatedStore::Entry> observed, bool reload);
+
+ private:
+  struct Posting {
+    uint64_t generation = 0;
+    bool reload = false;
+    std::optional<std::vector<VLSimulatedStore::Entry>> entries;
+    std::optional<VLSimulatedStore::Entry> observed;
+  };
+
+  VLSimulatedCollection(std::shared_ptr<VLSimulatedStore> store, Scope scope)
+      : store_(std::move(store)), scope_(std::move(scope)) {}
+  void deliver(const Posting& posting);
+  void sortEntries(std::vector<VLSimulatedStore::Entry>& entries) const;
+
+  const std::shared_ptr<VLSimulatedStore> store_;
+  const Scope scope_;
+  std::atomic<bool> observing_{false};
+
+  // Held while a callback runs, so that stopObserving() can wait it out (recursive: a
+  // delegate may stop the collection from inside a callback).
+  std::recursive_mutex deliveryMutex_;
+
+  mutable std::mutex mutex_;
+  uint64_t generation_ = 0;                             // guarded by mutex_: bumped by start and stop
+  std::vector<VLSortDescriptor> descriptors_;           // guarded by mutex_
+  std::vector<VLSimulatedStore::Entry> delivered_;      // guarded by mutex_: the list the delegate last saw
+  uint64_t observedRevision_ = 0;                       // guarded by mutex_
+  bool failed_ = false;                                 // guarded by mutex_: the error was delivered
+};

@@ -1,0 +1,106 @@
+#include "Simulated/VLSimulatedProviderService.h"
+
+#include <cerrno>
+#include <filesystem>
+
+#include "Core/VLFormat.h"
+#include "Dispatch/VLBackgroundQueue.h"
+#include "Simulated/VLSimulatedActionRunner.h"
+#include "Simulated/VLSimulatedItemManager.h"
+#include "Simulated/VLSimulatedStore.h"
+#include "Simulated/VLSimulatedTimer.h"
+#include "Simulated/VLSimulatedTypeTable.h"
+#include "Simulated/VLSimulatedValidationService.h"
+#include "Vaultline/VLConstants.h"
+#include "Vaultline/VLFileManager.h"
+
+namespace fs = std::filesystem;
+
+std::shared_ptr<VLSimulatedProviderService> VLSimulatedProviderService::make(const std::string& settings) {
+  return std::shared_ptr<VLSimulatedProviderService>(new VLSimulatedProviderService(VLSimulatedSettings::parse(settings)));
+}
+
+VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings settings) : settings_(std::move(settings)) {
+  std::optional<VLProvider::Domain> domain;
+  std::string identifier = settings_.providerIdentifier;
+  if (settings_.domainIdentifier) {
+    domain = VLProvider::Domain{settings_.domainIdentifier, *settings_.domainIdentifier};
+    identifier += "/" + *settings_.domainIdentifier;
+  } else {
+    domain = VLProvider::Domain{std::nullopt, "Default"};
+  }
+  provider_ = VLProvider::make(identifier, settings_.providerIdentifier, domain, settings_.providerIdentifier);
+  types_ = std::make_shared<VLTypeDatabase>();
+  vl_declareSimulatedTypes(*types_);
+  queue_ = VLDispatchQueue::make("simulated-provider-service");
+  store_ = VLSimulatedStore::make(settings_, provider_, types_, fs::path(VLPlatform::temporaryDirectory().path()));
+  runner_ = VLSimulatedActionRunner::make(store_, [queue = queue_](std::chrono::microseconds delay, std::function<void()> task) {
+    VLSimulatedTimer::shared().after(delay, [queue, task = std::move(task)] { queue->async(task); });
+  });
+  itemManager_ = VLSimulatedItemManager::make(runner_, queue_);
+}
+
+void VLSimulatedProviderService::install() { VLPlatform::install(shared_from_this()); }
+
+VLURL VLSimulatedProviderService::storageDirectory() const {
+  return VLURL::fileURLWithPath(store_->storageDirectory().string(), true);
+}
+
+std::string VLSimulatedProviderService::validationRootIdentifier() const {
+  return store_->alternateRootIdentifier().value_or(KsVaultlineRootContainerItemIdentifier);
+}
+
+std::shared_ptr<VLItemManager> VLSimulatedProviderService::defaultItemManager() { return itemManager_; }
+
+bool VLSimulatedProviderService::offers(VLPlatformCapability capability) const {
+  bool current = settings_.revision == VLSimulatedRevision::Current;
+  switch (capability) {
+    case VLPlatformCapability::ItemIDWithProviderDomainID:
+    case VLPlatformCapability::ItemIDWithProviderIdentifier:
+    case VLPlatformCapability::CopyWithURLs:
+    case VLPlatformCapability::FetchItemOperationClass:
+    case VLPlatformCapability::NewCollectionWithItemID:
+      return current;
+    case VLPlatformCapability::ItemIDWithProviderID:
+    case VLPlatformCapability::CopyWithSourceURLs:
+      return !current;
+  }
+  return false;
+}
+
+void VLSimulatedProviderService::getVaultlineServicesForItemAtURL(const VLURL& url, VLServicesCompletion completion) {
+  queue_->async([url, completion = std::move(completion), store = store_, runner = runner_, queue = queue_] {
+    VLVaultlineServices services;
+    VLErrorRef error;
+    {
+      auto lock = store->lock();
+      VLSimulatedNode* node = store->nodeForPathLocked(url.path());
+      if (!node) {
+        error = VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
+                                             VLFormat("No item of this provider is at %@.", url));
+      } else if (store->settings().validationServicePresent) {
+        services[KsVaultlineValidationServiceV1Name] = VLSimulatedValidationService::make(runner, queue, node->identifier);
+      }
+    }
+    VLBackgroundQueue::shared().async([completion, services, error] { completion(services, error); });
+  });
+}
+
+bool VLSimulatedProviderService::checkPromisedItemIsReachable(const VLURL& url, VLErrorRef* error) {
+  std::error_code ignored;
+  fs::path path(url.path());
+  if (fs::exists(path, ignored) || fs::exists(VLSimulatedStore::placeholderPath(path), ignored)) return true;
+  if (error) *error = VLFileManager::posixError(ENOENT, url);
+  return false;
+}
+
+bool VLSimulatedProviderService::coordinateReading(const VLURL& url, VLErrorRef* error,
+                                                   const std::function<void(const VLURL&)>& reader) {
+  if (!runner_->materialize(url.path(), error)) return false;
+  reader(url);
+  return true;
+}
+
+bool VLSimulatedProviderService::deviceBooleanProperty(const std::string& name) const {
+  return name == "InternalBuild" && settings_.internalBuild;
+}

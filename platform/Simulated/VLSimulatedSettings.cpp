@@ -1,0 +1,183 @@
+#include "Simulated/VLSimulatedSettings.h"
+
+#include <cmath>
+#include <utility>
+
+#include "Core/VLException.h"
+
+namespace {
+
+using Quirk = VLSimulatedQuirk;
+
+const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
+  static const std::vector<std::pair<std::string, Quirk>> table = {
+      {"case-sensitive-names", Quirk::CaseSensitiveNames},
+      {"no-collision-check", Quirk::NoCollisionCheck},
+      {"collision-names-other-item", Quirk::CollisionNamesOtherItem},
+      {"rename-changes-identifier", Quirk::RenameChangesIdentifier},
+      {"no-child-count", Quirk::NoChildCount},
+      {"stale-child-count", Quirk::StaleChildCount},
+      {"move-out-as-update", Quirk::MoveOutAsUpdate},
+      {"untrash-elsewhere", Quirk::UntrashElsewhere},
+      {"untrash-detaches-children", Quirk::UntrashDetachesChildren},
+      {"trashed-children-stay-in-working-set", Quirk::TrashedChildrenStayInWorkingSet},
+      {"all-files-public-data", Quirk::AllFilesPublicData},
+      {"thumbnails-upside-down", Quirk::ThumbnailsUpsideDown},
+      {"no-thumbnails", Quirk::NoThumbnails},
+      {"eviction-keeps-content", Quirk::EvictionKeepsContent},
+      {"never-upload", Quirk::NeverUpload},
+      {"no-validation-service", Quirk::NoValidationService},
+      {"validation-refused", Quirk::ValidationRefused},
+      {"delete-leaves-children-fetchable", Quirk::DeleteLeavesChildrenFetchable},
+      {"lookup-returns-other-identifier", Quirk::LookupReturnsOtherIdentifier},
+      {"enumeration-wrong-parent", Quirk::EnumerationWrongParent},
+      {"tags-dropped", Quirk::TagsDropped},
+      {"last-used-date-offset", Quirk::LastUsedDateOffset},
+      {"corrupt-content", Quirk::CorruptContent},
+      {"no-subitem-capability", Quirk::NoSubitemCapability},
+      {"rename-marks-not-downloaded", Quirk::RenameMarksNotDownloaded},
+  };
+  return table;
+}
+
+const std::vector<std::string> kSettingNames = {
+    "provider-identifier", "domain",           "syncing",           "working-set",
+    "alternate-root",      "validation-service", "internal-build",  "platform-revision",
+    "action-latency",      "collection-latency", "upload-latency",
+};
+
+std::string trim(const std::string& text) {
+  size_t begin = text.find_first_not_of(" \t");
+  if (begin == std::string::npos) return "";
+  size_t end = text.find_last_not_of(" \t");
+  return text.substr(begin, end - begin + 1);
+}
+
+std::string join(const std::vector<std::string>& names) {
+  std::string out;
+  for (const auto& name : names) out += (out.empty() ? "" : ", ") + name;
+  return out;
+}
+
+[[noreturn]] void badValue(const std::string& name, const std::string& value, const std::string& expected) {
+  throw VLException("simulated provider setting \"" + name + "\" has bad value \"" + value + "\": expected " +
+                    expected);
+}
+
+bool parseBool(const std::string& name, const std::string& value) {
+  if (value == "yes" || value == "true" || value == "on" || value == "1") return true;
+  if (value == "no" || value == "false" || value == "off" || value == "0") return false;
+  badValue(name, value, "yes or no");
+}
+
+// Reads "250ms", "1.5s", "800us" or "0".
+VLSimulatedSettings::Duration parseDuration(const std::string& name, const std::string& value) {
+  static const std::vector<std::pair<std::string, double>> units = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
+  const char* expected = "a duration such as 200ms, 1.5s or 0";
+  if (value == "0") return VLSimulatedSettings::Duration(0);
+  for (const auto& [suffix, microseconds] : units) {
+    if (value.size() <= suffix.size() || value.compare(value.size() - suffix.size(), suffix.size(), suffix) != 0) {
+      continue;
+    }
+    std::string number = value.substr(0, value.size() - suffix.size());
+    size_t used = 0;
+    double amount = 0;
+    try {
+      amount = std::stod(number, &used);
+    } catch (const std::exception&) {
+      badValue(name, value, expected);
+    }
+    if (used != number.size() || !(amount >= 0) || !std::isfinite(amount)) badValue(name, value, expected);
+    return VLSimulatedSettings::Duration(static_cast<int64_t>(std::llround(amount * microseconds)));
+  }
+  badValue(name, value, expected);
+}
+
+void applySetting(VLSimulatedSettings& settings, const std::string& name, const std::string& value) {
+  if (name == "provider-identifier") {
+    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a non-empty identifier without '/'");
+    settings.providerIdentifier = value;
+  } else if (name == "domain") {
+    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a non-empty identifier without '/'");
+    settings.domainIdentifier = value;
+  } else if (name == "syncing") {
+    settings.syncing = parseBool(name, value);
+  } else if (name == "working-set") {
+    settings.workingSet = parseBool(name, value);
+  } else if (name == "alternate-root") {
+    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a folder name without '/'");
+    settings.alternateRootName = value;
+  } else if (name == "validation-service") {
+    if (value == "allow") {
+      settings.validationServicePresent = true, settings.validationAllowed = true;
+    } else if (value == "refuse") {
+      settings.validationServicePresent = true, settings.validationAllowed = false;
+    } else if (value == "absent") {
+      settings.validationServicePresent = false;
+    } else {
+      badValue(name, value, "allow, refuse or absent");
+    }
+  } else if (name == "internal-build") {
+    settings.internalBuild = parseBool(name, value);
+  } else if (name == "platform-revision") {
+    if (value == "current") {
+      settings.revision = VLSimulatedRevision::Current;
+    } else if (value == "older") {
+      settings.revision = VLSimulatedRevision::Older;
+    } else {
+      badValue(name, value, "current or older");
+    }
+  } else if (name == "action-latency") {
+    settings.actionLatency = parseDuration(name, value);
+  } else if (name == "collection-latency") {
+    settings.collectionLatency = parseDuration(name, value);
+  } else if (name == "upload-latency") {
+    settings.uploadLatency = parseDuration(name, value);
+  } else {
+    throw VLException("unknown simulated provider setting \"" + name + "\"; valid settings: " + join(kSettingNames));
+  }
+}
+
+}  // namespace
+
+VLSimulatedSettings VLSimulatedSettings::parse(const std::string& text) {
+  VLSimulatedSettings settings;
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t comma = text.find(',', start);
+    std::string entry = trim(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+    start = comma == std::string::npos ? text.size() + 1 : comma + 1;
+    if (entry.empty()) continue;
+    size_t equals = entry.find('=');
+    if (equals != std::string::npos) {
+      applySetting(settings, trim(entry.substr(0, equals)), trim(entry.substr(equals + 1)));
+      continue;
+    }
+    bool found = false;
+    for (const auto& [name, quirk] : quirkTable()) {
+      if (name == entry) settings.quirks.insert(quirk), found = true;
+    }
+    if (!found) {
+      throw VLException("unknown simulated provider quirk \"" + entry + "\"; valid quirks: " + join(quirkNames()) +
+                        "; valid settings (name=value): " + join(kSettingNames));
+    }
+  }
+  if (settings.has(Quirk::NoValidationService)) settings.validationServicePresent = false;
+  if (settings.has(Quirk::ValidationRefused)) settings.validationAllowed = false;
+  return settings;
+}
+
+std::vector<std::string> VLSimulatedSettings::quirkNames() {
+  std::vector<std::string> names;
+  for (const auto& entry : quirkTable()) names.push_back(entry.first);
+  return names;
+}
+
+std::vector<std::string> VLSimulatedSettings::settingNames() { return kSettingNames; }
+
+std::string VLSimulatedSettings::nameOf(VLSimulatedQuirk quirk) {
+  for (const auto& [name, q] : quirkTable()) {
+    if (q == quirk) return name;
+  }
+  return "?";
+}

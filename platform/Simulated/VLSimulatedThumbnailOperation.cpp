@@ -1,0 +1,59 @@
+#include "Simulated/VLSimulatedThumbnailOperation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "Core/VLFormat.h"
+#include "Vaultline/VLConstants.h"
+#include "Vaultline/VLFileManager.h"
+#include "Vaultline/VLImageCodec.h"
+
+namespace fs = std::filesystem;
+
+std::shared_ptr<VLSimulatedThumbnailOperation> VLSimulatedThumbnailOperation::make(std::vector<VLItemRef> items,
+                                                                                   VLSize size, double scale,
+                                                                                   std::shared_ptr<VLSimulatedStore> store) {
+  return std::shared_ptr<VLSimulatedThumbnailOperation>(
+      new VLSimulatedThumbnailOperation(std::move(items), size, scale, std::move(store)));
+}
+
+void VLSimulatedThumbnailOperation::main() {
+  for (const auto& item : items()) fetchOne(item);
+}
+
+void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
+  fs::path source;
+  {
+    auto lock = store_->lock();
+    VLSimulatedNode* node = item ? store_->nodeLocked(item->itemIdentifier()) : nullptr;
+    if (!node) {
+      deliverThumbnail(item, std::nullopt, "",
+                       VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
+                                                    VLFormat("The item %@ doesn't exist.", item)));
+      return;
+    }
+    // An evicted file is drawn from the provider's uploaded copy.
+    source = node->downloaded ? store_->pathLocked(*node) : store_->serverCopyPath(node->identifier);
+  }
+  if (store_->settings().has(VLSimulatedQuirk::NoThumbnails)) {
+    deliverThumbnail(item, std::nullopt, "", nullptr);
+    return;
+  }
+  auto data = VLFileManager::defaultManager().contentsAtURL(VLURL::fileURLWithPath(source.string(), false));
+  auto bitmap = data ? VLImageCodec::decode(*data) : std::nullopt;
+  if (!bitmap) {
+    deliverThumbnail(item, std::nullopt, "",
+                     VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                                                  VLFormat("No thumbnail can be made for \"%@\".", item->filename())));
+    return;
+  }
+  // Fit inside the requested box, keeping the picture's proportions.
+  double boxWidth = std::max(1.0, size().width * scale()), boxHeight = std::max(1.0, size().height * scale());
+  double factor = std::min(boxWidth / bitmap->width(), boxHeight / bitmap->height());
+  int width = std::max(1, static_cast<int>(std::lround(bitmap->width() * factor)));
+  int height = std::max(1, static_cast<int>(std::lround(bitmap->height() * factor)));
+  VLBitmap thumbnail = bitmap->scaledTo(width, height);
+  if (store_->settings().has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
+  deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), VLThumbnailFormatUndecorated, nullptr);
+}
