@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Core/VLError.h"
+#include "Core/VLLog.h"
+#include "support/TestItems.h"
+#include "Validations/VLEventGeneratingDelegate.h"
+
+namespace {
+
+// A collection whose items a test sets by hand; it never delivers callbacks itself.
+class FakeCollection : public VLItemCollection {
+ public:
+  std::vector<VLItemRef> current;
+  void startObserving() override {}
+  void stopObserving() override {}
+  std::vector<VLItemRef> items() const override { return current; }
+  void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>&) override {}
+};
+
+class EventGeneratingDelegateTest : public ::testing::Test {
+ protected:
+  // Returns "type:filename" per event so far (the filename empty for events without item).
+  std::vector<std::string> log() {
+    std::vector<std::string> lines;
+    delegate->stream()->performWithEvents([&](const std::vector<VLEventRef>& events) {
+      for (const auto& event : events) lines.push_back(event->type() + ":" + (event->item() ? event->item()->filename() : ""));
+    });
+    return lines;
+  }
+  void clearLog() {
+    VLEventRef last;
+    delegate->stream()->performWithEvents([&](const std::vector<VLEventRef>& events) { last = events.back(); });
+    delegate->stream()->dropEventsUntil(last);
+  }
+
+  std::shared_ptr<VLEventGeneratingDelegate> delegate = VLEventGeneratingDelegate::make();
+  std::shared_ptr<FakeCollection> collection = std::make_shared<FakeCollection>();
+  VLItemRef a = vl_testItem("1", "a"), b = vl_testItem("2", "b"), c = vl_testItem("3", "c");
+};
+
+using Strings = std::vector<std::string>;
+
+}  // namespace
+
+TEST_F(EventGeneratingDelegateTest, ReloadsReportPresentItemsThenVanishedOnes) {
+  collection->current = {a, b, c};
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  EXPECT_EQ(log(), (Strings{"should-be-reloaded:", "reload:a", "reload:b", "reload:c"}));
+  clearLog();
+
+  // A fresh snapshot of an item counts as the same item.
+  collection->current = {c, vl_testItem("1", "a-renamed")};
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  EXPECT_EQ(log(), (Strings{"should-be-reloaded:", "reload:c", "reload:a-renamed", "delete:b"}));
+}
+
+TEST_F(EventGeneratingDelegateTest, IncrementalChangesNameItemsFromTheRightList) {
+  collection->current = {a, b};
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  clearLog();
+
+  collection->current = {c, a, b};
+  delegate->collectionDidInsertItemsAtIndexPaths(*collection, {VLIndexPath::forRow(0)});
+  delegate->collectionDidUpdateItemsAtIndexPathsChanges(*collection, {VLIndexPath::forRow(2), VLIndexPath::forRow(1)},
+                                                        {{"filename"}, {}});
+  // Only the destination paths are read.
+  delegate->collectionDidMoveItemsFromIndexPathsToIndexPaths(*collection, {VLIndexPath::forRow(7)},
+                                                             {VLIndexPath::forRow(0)});
+  // Outside a batch, a deletion indexes the snapshot of the last reload ({a, b}), not the
+  // current list.
+  collection->current = {c, b};
+  delegate->collectionDidDeleteItemsAtIndexPaths(*collection, {VLIndexPath::forRow(0)});
+  EXPECT_EQ(log(), (Strings{"insert:c", "update:b", "update:a", "move:c", "delete:a"}));
+}
+
+TEST_F(EventGeneratingDelegateTest, BatchReplaysAgainstOldSnapshotThenTakesANewOne) {
+  collection->current = {a, b};
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  clearLog();
+
+  collection->current = {b, c};
+  delegate->collectionDidPerformBatchUpdateWithReplayBlock(*collection, [&](VLItemCollectionIndexPathBasedDelegate& d) {
+    d.collectionDidDeleteItemsAtIndexPaths(*collection, {VLIndexPath::forRow(0)});
+  });
+  collection->current = {c};
+  delegate->collectionDidDeleteItemsAtIndexPaths(*collection, {VLIndexPath::forRow(0)});
+  EXPECT_EQ(log(), (Strings{"delete:a", "delete:b"}));
+}
+
+TEST_F(EventGeneratingDelegateTest, ErrorsAndObservedItemBecomeSingleEvents) {
+  auto error = VLError::makeWithDescription("Domain", 7, "broken");
+  delegate->collectionDidEncounterError(*collection, error);
+  delegate->collectionDidUpdateObservedItem(*collection, a);
+  EXPECT_EQ(log(), (Strings{"encountered-error: " + error->description() + ":", "updated-observed-item:a"}));
+
+  auto replacement = VLEventStream::make();
+  delegate->setStream(replacement);
+  delegate->generateEvent(VLEventInsert, nullptr);
+  EXPECT_EQ(log(), (Strings{"insert:"}));
+}
+
+TEST_F(EventGeneratingDelegateTest, DeathOnRowOutsideTheList) {
+  collection->current = {a};
+  EXPECT_DEATH((VLLog::setSink({}),
+                delegate->collectionDidInsertItemsAtIndexPaths(*collection, {VLIndexPath::forRow(1)})),
+               "outside");
+}
