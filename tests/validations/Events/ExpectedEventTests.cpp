@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "Core/VLLog.h"
+#include "support/TestItems.h"
+#include "Validations/VLExpectationValues.h"
+#include "Validations/VLExpectedEvent.h"
+#include "Validations/VLItemDescription.h"
+
+namespace {
+
+using Keys = std::set<std::string>;
+
+VLEventRef insertOf(const std::string& name, const std::function<void(VLItemAttributes&)>& adjust = {}) {
+  return VLEvent::make(VLEventInsert, vl_testItem("id-" + name, name, adjust));
+}
+
+std::shared_ptr<VLExpectedEvent> expectInsert(const std::function<void(VLExpectedItem&)>& configure) {
+  return VLExpectedEvent::eventWithType(VLEventInsert, configure);
+}
+
+}  // namespace
+
+TEST(ExpectedEvent, AnyTypeWithDefaultsMatchesFirstSettledItem) {
+  auto expected = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem&) {});
+  auto pending = insertOf("a", [](VLItemAttributes& a) { a.pending = true; });
+  EXPECT_FALSE(expected->matchesEvent(pending));
+  EXPECT_EQ(expected->closestMatch(), nullptr);  // rejected up front, not a near miss
+  EXPECT_TRUE(expected->matchesEvent(VLEvent::make(VLEventDelete, vl_testItem("1", "b"))));
+}
+
+TEST(ExpectedEvent, WrongTypeOrIdentityIsNoNearMiss) {
+  auto expected = expectInsert([](VLExpectedItem& item) {
+    item.setFilename("a");
+    item.setDocumentSize(5);
+  });
+  EXPECT_FALSE(expected->matchesEvent(VLEvent::make(VLEventUpdate, vl_testItem("1", "a"))));
+  EXPECT_FALSE(expected->matchesEvent(insertOf("b")));
+  EXPECT_EQ(expected->closestMatch(), nullptr);
+  EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
+  ASSERT_NE(expected->closestMatch(), nullptr);
+  EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"documentSize"});
+}
+
+TEST(ExpectedEvent, EventWithoutItemIsANearMissOnPending) {
+  auto expected = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem&) {});
+  EXPECT_FALSE(expected->matchesEvent(VLEvent::make("should-be-reloaded", nullptr)));
+  ASSERT_NE(expected->closestMatch(), nullptr);
+  EXPECT_EQ(expected->closestMatch()->item(), nullptr);
+  EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"pending"});
+}
+
+TEST(ExpectedEvent, ClosestMatchKeepsFewestDifferencesAndLaterOnTies) {
+  auto expected = expectInsert([](VLExpectedItem& item) {
+    item.setFavoriteRank(1);
+    item.setTrashed(true);
+    item.setChildItemCount(2);
+  });
+  auto first = insertOf("first");
+  auto second = insertOf("second", [](VLItemAttributes& a) { a.childItemCount = 2; });
+  auto third = insertOf("third", [](VLItemAttributes& a) { a.favoriteRank = 1; });
+  EXPECT_FALSE(expected->matchesEvent(first));  // differs in three keys
+  EXPECT_FALSE(expected->matchesEvent(second));
+  EXPECT_FALSE(expected->matchesEvent(third));
+  EXPECT_FALSE(expected->matchesEvent(first));
+  EXPECT_EQ(expected->closestMatch()->item(), third->item());
+  EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), (Keys{"trashed", "childItemCount"}));
+}
+
+TEST(ExpectedEvent, DatesAgreeWithinLessThanOneSecond) {
+  const double ten = 36000;
+  auto expected = expectInsert([&](VLExpectedItem& item) { item.setLastUsedDate(VLDate(ten)); });
+  EXPECT_TRUE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten + 0.9); })));
+  EXPECT_TRUE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten - 0.9); })));
+  EXPECT_FALSE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten + 1); })));
+  EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
+}
+
+TEST(ExpectationValues, ComparisonIsAskedOfTheExpectedValue) {
+  EXPECT_FALSE(vl_expectationIsEqual(VLValue(), VLValue()));
+  EXPECT_TRUE(vl_expectationIsEqual(VLValue(true), VLValue(1)));
+  EXPECT_FALSE(vl_expectationIsEqual(VLValue(VLDate(0)), VLValue("1970")));
+  EXPECT_TRUE(vl_expectationIsEqual(VLValue(VLValue::Array{VLTag::make("a", 1)}), VLValue::Array{VLTag::make("a", 1)}));
+  EXPECT_FALSE(vl_expectationIsEqual(VLValue(VLValue::Array{VLTag::make("a", 1)}), VLValue::Array{}));
+}
+
+TEST(ExpectationValues, DescriptionsWrapDatesTagsAndArrays) {
+  VLDate date(1700000000.7);
+  EXPECT_EQ(vl_expectationDescription(VLValue(date)), date.description() + " (1700000000)");
+  EXPECT_EQ(vl_expectationDescription(VLValue(VLValue::Array{VLTag::make("red", 6), VLValue(date), 3})),
+            "( red#6, " + date.description() + " (1700000000), 3 )");
+  EXPECT_EQ(vl_expectationDescription(VLValue(false)), "0");
+  EXPECT_EQ(VLExpectedEvent::formatValue(VLValue::Array{1, "x"}), "( 1, x )");
+}
+
+TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
+  auto insert = expectInsert([](VLExpectedItem& item) { item.setFilename("a.txt"); });
+  EXPECT_EQ(insert->eventDescription(), "signal (insert), properties filename: a.txt, pending: 0");
+  auto any = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem& item) {
+    item.setTags({VLTag::make("red", 6)});
+    item.setDocumentSize(5);
+  });
+  EXPECT_EQ(any->eventDescription(), "signal (any), properties documentSize: 5, pending: 0, tags: ( red#6 )");
+  std::string description = any->description();
+  EXPECT_EQ(description.rfind("<VLExpectedEvent: 0x", 0), 0u);
+  EXPECT_EQ(description.substr(description.find(", signal")), ", " + any->eventDescription() + ">");
+}
+
+TEST(ExpectedEvent, NonmatchingReasonListsEveryDifferingKey) {
+  auto expected = expectInsert([](VLExpectedItem& item) {
+    item.setFilename("a");
+    item.setDocumentSize(6);
+    item.setTrashed(true);
+  });
+  auto candidate = insertOf("a", [](VLItemAttributes& a) { a.documentSize = 5; });
+  EXPECT_FALSE(expected->matchesEvent(candidate));
+  EXPECT_EQ(expected->closestMatch()->nonmatchingReasonForExpectedEvent(*expected),
+            "Closest match was\n" + vl_prettyDescription(candidate->item()) +
+                "\nbut these keys differed from expectation:"
+                "\ndocumentSize: got 5, but expected 6"
+                "\ntrashed: got 0, but expected 1");
+}
+
+TEST(ExpectedEvent, TracesEachMatchingStepAtDebugLevel) {
+  std::vector<std::string> lines;
+  VLLog::setSink([&](VLLogLevel, const std::string& line) { lines.push_back(line); });
+  VLLog::setDebugEnabled(true);
+  auto expected = expectInsert([](VLExpectedItem& item) { item.setFilename("a"); });
+  expected->matchesEvent(insertOf("a", [](VLItemAttributes& a) { a.pending = true; }));
+  expected->matchesEvent(VLEvent::make(VLEventMove, nullptr));
+  expected->matchesEvent(insertOf("b"));
+  expected->matchesEvent(insertOf("a"));
+  VLLog::setDebugEnabled(false);
+  VLLog::setSink([](VLLogLevel, const std::string&) {});
+
+  ASSERT_EQ(lines.size(), 8u);
+  EXPECT_EQ(lines[0].rfind("[DEBUG] checking candidate <VLEvent: 0x", 0), 0u);
+  EXPECT_NE(lines[0].find("insert> against expectation <VLExpectedEvent: 0x"), std::string::npos);
+  EXPECT_EQ(lines[1], "[DEBUG] excluding candidate up-front since it's a synthesized pending event");
+  EXPECT_EQ(lines[3], "[DEBUG] doesn't match: wrong type");
+  EXPECT_EQ(lines[5], "[DEBUG] doesn't match: value a doesn't match b for key filename");
+  EXPECT_EQ(lines[7], "[DEBUG] matches");
+}

@@ -1,0 +1,99 @@
+#include "Validations/VLExpectedEvent.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <vector>
+
+#include "Core/VLFormat.h"
+#include "Core/VLLog.h"
+#include "Validations/VLExpectationValues.h"
+
+namespace {
+
+// A candidate that differs in one of these is another item altogether, not a near miss.
+const std::array<std::string, 3> kIdentityKeys = {"filename", "displayName", "itemIdentifier"};
+
+bool lessIgnoringCase(const std::string& a, const std::string& b) {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) < std::tolower(static_cast<unsigned char>(y));
+  });
+}
+
+}  // namespace
+
+std::shared_ptr<VLExpectedEvent> VLExpectedEvent::eventWithType(
+    std::optional<std::string> type, const std::function<void(VLExpectedItem& item)>& configure) {
+  VLExpectedItem item;
+  configure(item);
+  return std::shared_ptr<VLExpectedEvent>(new VLExpectedEvent(std::move(type), std::move(item)));
+}
+
+bool VLExpectedEvent::matchesEvent(const VLEventRef& event) {
+  VLLog::debug("checking candidate %@ against expectation %@", event, *this);
+  const VLItemRef& candidate = event->item();
+  if (candidate && candidate->isPending()) {
+    VLLog::debug("excluding candidate up-front since it's a synthesized pending event");
+    return false;
+  }
+  if (type_ && *type_ != event->type()) {
+    VLLog::debug("doesn't match: wrong type");
+    return false;
+  }
+
+  const std::set<std::string>& keys = item_.expectedKeys();
+  auto candidateValue = [&](const std::string& key) { return candidate ? candidate->valueForKey(key) : VLValue(); };
+
+  for (const std::string& key : kIdentityKeys) {
+    if (!keys.count(key)) continue;
+    VLValue expected = item_.valueForKey(key);
+    VLValue actual = candidateValue(key);
+    if (!vl_expectationIsEqual(expected, actual)) {
+      VLLog::debug("doesn't match: value %@ doesn't match %@ for key %@", expected, actual, key);
+      return false;
+    }
+  }
+
+  std::set<std::string> differing;
+  for (const std::string& key : keys) {
+    VLValue expected = item_.valueForKey(key);
+    VLValue actual = candidateValue(key);
+    if (!vl_expectationIsEqual(expected, actual)) {
+      differing.insert(key);
+      VLLog::debug("close non-match: value %@ doesn't match %@ for key %@", expected, actual, key);
+    }
+  }
+  if (differing.empty()) {
+    VLLog::debug("matches");
+    return true;
+  }
+  if (closestMatch_ && closestMatch_->nonmatchingKeys().size() < differing.size()) return false;
+  closestMatch_ = VLExpectationCloseMatch::make(candidate, std::move(differing));
+  return false;
+}
+
+std::string VLExpectedEvent::eventDescription() const {
+  std::vector<std::string> keys(item_.expectedKeys().begin(), item_.expectedKeys().end());
+  std::sort(keys.begin(), keys.end(), lessIgnoringCase);
+  std::string properties;
+  for (const std::string& key : keys) {
+    if (!properties.empty()) properties += ", ";
+    properties += VLFormat("%@: %@", key, vl_expectationDescription(item_.valueForKey(key)));
+  }
+  return VLFormat("signal (%@), properties %@", type_ ? *type_ : std::string("any"), properties);
+}
+
+std::string VLExpectedEvent::description() const {
+  return VLFormat("<%@: %@, %@>", className(), addressDescription(), eventDescription());
+}
+
+std::string VLExpectedEvent::formatValue(const VLValue& value) {
+  const VLValue::Array* array = value.array();
+  if (!array) return value.description();
+  std::string joined;
+  for (const VLValue& element : *array) {
+    if (!joined.empty()) joined += ", ";
+    joined += element.description();
+  }
+  return VLFormat("( %@ )", joined);
+}
