@@ -7,3 +7,7 @@
 #include "Validations/VLValidationLoggingItemManager.h"
 #include "Validations/VLValidationResult.h"
 #include "Validations/VLValidator.h"
+#include "Validations/VLValidationCase.h"
+#include "Validations/VLValidationEligibility.h"
+#include "Validations/VLValidationOperation.h"
+#include "Validations/VLValidationSuiteClass.h"
