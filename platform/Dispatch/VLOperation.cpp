@@ -7,7 +7,14 @@ void VLOperation::start() {
     started_ = true;
   }
   auto keepAlive = shared_from_this();
-  main();
+  try {
+    main();
+  } catch (...) {
+    // An operation whose work threw can no longer finish itself; left unfinished it would
+    // hold its queue non-empty for ever.
+    finish();
+    throw;
+  }
   if (!isAsynchronous()) finish();
 }
 

@@ -15,7 +15,8 @@
 
 class VLOperation : public VLObject, public std::enable_shared_from_this<VLOperation> {
  public:
-  // Runs the operation once; a second start() does nothing.
+  // Runs the operation once; a second start() does nothing. If main() throws, the operation
+  // is finished and the exception passes on to the caller.
   void start();
 
   bool isExecuting() const;

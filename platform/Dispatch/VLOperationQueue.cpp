@@ -44,18 +44,23 @@ void VLOperationQueue::operationFinished(const VLOperation* operation) {
 }
 
 uint64_t VLOperationQueue::observeOperations(Observer observer) {
+  // Registering inside the notification lock makes the first call the one with the list as
+  // it is now; no change can be reported before it.
+  std::lock_guard notifyLock(notifyMutex_);
   uint64_t token;
   {
     std::lock_guard lock(observersMutex_);
     token = nextToken_++;
     observers_[token] = observer;
   }
-  std::lock_guard notifyLock(notifyMutex_);
   observer(operations());
   return token;
 }
 
 void VLOperationQueue::removeObserver(uint64_t token) {
+  // Waiting out a notification in progress means the observer is never called after this
+  // returns, so it may capture things that die right after.
+  std::lock_guard notifyLock(notifyMutex_);
   std::lock_guard lock(observersMutex_);
   observers_.erase(token);
 }

@@ -33,6 +33,8 @@ class VLOperationQueue : public std::enable_shared_from_this<VLOperationQueue> {
   // Calls `observer` with the current list at once, then after every change, until
   // removeObserver() with the returned token.
   uint64_t observeOperations(Observer observer);
+  // Stops calls to the observer of `token`; once this returns the observer is not running
+  // and is never called again (unless this is called from inside an observer call).
   void removeObserver(uint64_t token);
 
   VLOperationQueue(const VLOperationQueue&) = delete;
