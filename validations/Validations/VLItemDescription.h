@@ -17,10 +17,9 @@
 
 // Returns the one-line description of `item` (with its trailing space), or "(null)".
 std::string vl_prettyDescription(const VLItemRef& item);
-// Returns the action's own description, unchanged.
+// Returns the action's own description, unchanged. (The form taking a shared action is
+// declared with the logging item manager, which prints every action it schedules.)
 std::string vl_prettyDescription(const VLActionOperation& action);
-// Returns the action's own description, or "(null)".
-std::string vl_prettyDescription(const std::shared_ptr<const VLActionOperation>& action);
 
 // Appends a transfer's state to `text`: the prefix and a space, then "(indeterminate) " or
 // the percentage done ("42.5% "), then "(offline) " when `error` says the server is

@@ -62,7 +62,3 @@ std::string vl_prettyDescription(const VLItemRef& item) {
 }
 
 std::string vl_prettyDescription(const VLActionOperation& action) { return action.description(); }
-
-std::string vl_prettyDescription(const std::shared_ptr<const VLActionOperation>& action) {
-  return action ? action->description() : "(null)";
-}

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "support/TestItems.h"
+#include "Validations/VLEventCursor.h"
+#include "Validations/VLItemDescription.h"
+#include "Validations/VLValidationErrors.h"
+
+namespace {
+
+class EventCursorTest : public ::testing::Test {
+ protected:
+  void SetUp() override { stream->setStreamDescription("the stream"); }
+
+  VLEventRef add(const std::string& type, const std::string& name,
+                 const std::function<void(VLItemAttributes&)>& adjust = {}) {
+    auto event = VLEvent::make(type, vl_testItem("id-" + name, name, adjust));
+    stream->addEvent(event);
+    return event;
+  }
+  static std::shared_ptr<VLExpectedEvent> insertNamed(const std::string& name) {
+    return VLExpectedEvent::eventWithType(VLEventInsert, [&](VLExpectedItem& item) { item.setFilename(name); });
+  }
+  // Returns the last settled expectation (settling is queued, reading is ordered after it).
+  std::shared_ptr<VLExpectation> lastHandled() {
+    auto handled = validator->handledExpectations();
+    return handled.empty() ? nullptr : handled.back();
+  }
+  size_t streamLength() {
+    size_t length = 0;
+    stream->performWithEvents([&](const std::vector<VLEventRef>& events) { length = events.size(); });
+    return length;
+  }
+
+  std::shared_ptr<VLValidator> validator = VLValidator::make();
+  std::shared_ptr<VLEventStream> stream = VLEventStream::make();
+  std::shared_ptr<VLEventCursor> cursor = VLEventCursor::make(validator, stream);
+};
+
+}  // namespace
+
+TEST_F(EventCursorTest, PresentEventFulfilsWithTypeAndItem) {
+  auto event = add(VLEventInsert, "a.txt");
+  EXPECT_EQ(cursor->check(insertNamed("a.txt")), event);
+  auto expectation = lastHandled();
+  ASSERT_NE(expectation, nullptr);
+  EXPECT_EQ(expectation->description(), "Expecting signal (insert), properties filename: a.txt, pending: 0 on the stream");
+  EXPECT_EQ(expectation->result(), VLValidationResultPassed);
+  EXPECT_EQ(expectation->comment(), "Fulfilled by insert on " + vl_prettyDescription(event->item()));
+  EXPECT_EQ(streamLength(), 1u);  // a check leaves the stream alone
+}
+
+TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
+  add(VLEventDelete, "a");
+  add(VLEventInsert, "b");
+  EXPECT_EQ(cursor->check(insertNamed("a"), 0.01), nullptr);
+  auto timedOut = lastHandled();
+  EXPECT_EQ(timedOut->result(), VLValidationResultFailed);
+  EXPECT_EQ(timedOut->error()->domain(), KsVaultlineValidationErrorDomain);
+  EXPECT_EQ(timedOut->error()->code(), VLValidationErrorCheckFailed);
+  EXPECT_EQ(timedOut->comment(), "Timed out (0.01s)");
+
+  auto sized = add(VLEventInsert, "c", [](VLItemAttributes& a) { a.documentSize = 5; });
+  auto expected = VLExpectedEvent::eventWithType(VLEventInsert, [](VLExpectedItem& item) {
+    item.setFilename("c");
+    item.setDocumentSize(6);
+  });
+  EXPECT_EQ(cursor->check(expected, 0), nullptr);
+  EXPECT_EQ(lastHandled()->comment(), "Closest match was\n" + vl_prettyDescription(sized->item()) +
+                                          "\nbut these keys differed from expectation:\n"
+                                          "documentSize: got 5, but expected 6");
+  EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
+}
+
+TEST_F(EventCursorTest, AdvanceConsumesOneMatchAtATime) {
+  add(VLEventInsert, "x");
+  auto first = add(VLEventInsert, "a");
+  add(VLEventUpdate, "a");
+  auto second = add(VLEventInsert, "a");
+  auto expected = insertNamed("a");
+  EXPECT_EQ(cursor->advance(expected, 0), first);
+  EXPECT_EQ(streamLength(), 2u);
+  EXPECT_EQ(cursor->check(expected, 0), second);
+  cursor->advanceToLastMatch();  // check + advanceToLastMatch is an advance
+  EXPECT_EQ(streamLength(), 0u);
+
+  add(VLEventInsert, "later");
+  EXPECT_EQ(cursor->advance(expected, 0), nullptr);
+  EXPECT_EQ(cursor->lastMatch(), nullptr);
+  EXPECT_EQ(cursor->furthestMatch(), nullptr);
+  cursor->advanceToLastMatch();
+  cursor->advanceToFurthestMatch();
+  EXPECT_EQ(streamLength(), 1u);  // nothing dropped after a failure
+}
+
+TEST_F(EventCursorTest, FurthestMatchSkipsTheVeryFirstEventAndFollowsTheLatestCheck) {
+  auto zero = add(VLEventInsert, "a");
+  auto one = add(VLEventInsert, "b");
+  auto two = add(VLEventInsert, "c");
+  EXPECT_EQ(cursor->check(insertNamed("c"), 0), two);
+  EXPECT_EQ(cursor->check(insertNamed("a"), 0), zero);  // timestamp 0 is never "further"
+  EXPECT_EQ(cursor->furthestMatch(), two);
+  EXPECT_EQ(cursor->check(insertNamed("b"), 0), one);
+  EXPECT_EQ(cursor->furthestMatch(), one);  // not a running maximum
+  EXPECT_EQ(cursor->furthestTimestamp(), 0u);
+  cursor->advanceToFurthestMatch();
+  EXPECT_EQ(streamLength(), 1u);
+}
+
+// The whole road: events fed from another thread while validation threads wait in checks.
+TEST_F(EventCursorTest, ChecksOnSeveralThreadsAreFulfilledByAFeedingThread) {
+  constexpr int kChecks = 4;
+  std::vector<VLEventRef> found(kChecks);
+  std::vector<std::thread> checkers;
+  for (int i = 0; i < kChecks; ++i) {
+    checkers.emplace_back([&, i] {
+      auto own = VLEventCursor::make(validator, stream);
+      found[i] = own->check(insertNamed(std::to_string(i)), 30);
+    });
+  }
+  std::thread feeder([&] {
+    for (int i = kChecks - 1; i >= 0; --i) add(VLEventInsert, std::to_string(i));
+  });
+  feeder.join();
+  for (auto& checker : checkers) checker.join();
+  for (int i = 0; i < kChecks; ++i) {
+    ASSERT_NE(found[i], nullptr);
+    EXPECT_EQ(found[i]->item()->filename(), std::to_string(i));
+  }
+  validator->waitForExpectationsWithTimeout(0);
+  validator->finishValidation();
+  EXPECT_EQ(validator->result(), VLValidationResultPassed);
+  EXPECT_EQ(validator->handledExpectations().size(), static_cast<size_t>(kChecks));
+}
