@@ -1,0 +1,205 @@
+// Transfers and placeholders, thumbnails, the validation service and platform revisions.
+#include <filesystem>
+
+#include "SimulatedHarness.h"
+
+namespace {
+
+using simtest::Event;
+namespace fs = std::filesystem;
+
+class VLSimulatedService : public simtest::SimulatedTest {
+ protected:
+  // Returns the validation proxy (with an error handler) for `item`, or nullptr.
+  std::shared_ptr<VLRemoteObjectProxy> proxyFor(const VLItemRef& item, bool resume = true) {
+    auto done = VLSemaphore::make();
+    std::shared_ptr<VLRemoteObjectProxy> proxy;
+    manager->fetchURLForItem(item, [&, done](std::optional<VLURL> url, VLErrorRef) {
+      VLFileManager::defaultManager().getVaultlineServicesForItemAtURL(*url, [&, done](const VLVaultlineServices& services, VLErrorRef) {
+        auto found = services.find(KsVaultlineValidationServiceV1Name);
+        if (found == services.end()) return done->signal();
+        found->second->getVaultlineConnectionWithCompletionHandler([&, done](std::shared_ptr<VLServiceConnection> connection, VLErrorRef) {
+          connection->setRemoteObjectInterface(KsVaultlineValidationServiceV1ProtocolName);
+          if (resume) connection->resume();
+          proxy = connection->remoteObjectProxyWithErrorHandler([](VLErrorRef) {});
+          done->signal();
+        });
+      });
+    });
+    EXPECT_TRUE(done->wait(simtest::kWait));
+    return proxy;
+  }
+  VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
+    auto done = VLSemaphore::make();
+    VLErrorRef result;
+    proxy->validation_evictDocumentWithCompletionHandler([&, done](VLErrorRef error) {
+      result = error;
+      done->signal();
+    });
+    EXPECT_TRUE(done->wait(simtest::kWait));
+    return result;
+  }
+  // Waits until the file is reported uploaded (the upload follows the import on the service queue).
+  VLItemRef uploaded(const VLItemRef& item) { return lookup(item->itemIdentifier()); }
+};
+
+TEST_F(VLSimulatedService, EvictionLeavesOnlyAPlaceholderAndReadingBringsTheBytesBack) {
+  auto file = importFile("big.dat", std::string(512000, '\0'));
+  ASSERT_TRUE(uploaded(file)->isUploaded());
+  auto url = fetchURL(file, false);
+  auto proxy = proxyFor(file);
+  ASSERT_TRUE(proxy);
+  ASSERT_FALSE(evictThrough(proxy));
+  EXPECT_FALSE(lookup(file->itemIdentifier())->isDownloaded());
+
+  VLErrorRef error;
+  EXPECT_FALSE(fetchURL(file, false, &error)) << "no local copy and no placeholder yet";
+  EXPECT_TRUE(error);
+  auto placeholder = fetchURL(file, true);
+  ASSERT_TRUE(placeholder);
+  EXPECT_EQ(*placeholder, *url);
+  auto& files = VLFileManager::defaultManager();
+  EXPECT_FALSE(files.checkResourceIsReachable(*placeholder));
+  EXPECT_TRUE(files.checkPromisedItemIsReachable(*placeholder));
+
+  std::optional<VLData> read;
+  VLFileCoordinator coordinator;
+  ASSERT_TRUE(coordinator.coordinateReadingItemAtURL(*url, nullptr, [&](const VLURL& at) { read = files.contentsAtURL(at); }));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->length(), 512000u);
+  EXPECT_TRUE(lookup(file->itemIdentifier())->isDownloaded());
+}
+
+TEST_F(VLSimulatedService, DownloadAndEvictActionsChangeTransferState) {
+  auto items = observeContainer(KsVaultlineRootContainerItemIdentifier);
+  auto file = importFile("doc.txt", "body");
+  ASSERT_TRUE(uploaded(file)->isUploaded());
+  ASSERT_FALSE(perform(VLEvictOperation::make({file})));
+  EXPECT_GE(items->waitFor([](const Event& e) { return e.item && e.item->filename() == "doc.txt" && !e.item->isDownloaded(); }), 0);
+  EXPECT_FALSE(fs::exists(fetchURL(file, true)->path()));
+
+  auto done = VLSemaphore::make();
+  std::vector<VLItemRef> downloaded;
+  auto download = VLDownloadOperation::make({file});
+  download->setDownloadCompletionBlock([&, done](const std::vector<VLItemRef>& items, VLErrorRef) {
+    downloaded = items;
+    done->signal();
+  });
+  manager->scheduleAction(download);
+  ASSERT_TRUE(done->wait(simtest::kWait));
+  ASSERT_EQ(downloaded.size(), 1u);
+  EXPECT_TRUE(downloaded[0]->isDownloaded());
+  EXPECT_FALSE(downloaded[0]->isDownloading());
+  EXPECT_TRUE(downloaded[0]->isUploaded());
+  EXPECT_EQ(VLFileManager::defaultManager().contentsAtURL(*fetchURL(file, false))->stringValue(), "body");
+}
+
+TEST_F(VLSimulatedService, ThumbnailsShowThePictureOncePerItem) {
+  VLBitmap picture(50, 50);
+  picture.fillRect(0, 0, 50, 25, 1, 0, 0, 1);
+  picture.fillRect(0, 25, 50, 25, 0, 1, 0, 1);
+  std::string jpeg = VLImageCodec::encodeJPEG(picture).stringValue();
+  auto image = importFile("picture.jpeg", jpeg);
+  auto text = importFile("plain.txt", "no picture");
+  EXPECT_EQ(image->typeIdentifier(), "public.jpeg");
+
+  auto operation = manager->thumbnailsFetchOperationForItems({image, text}, {50, 50}, 1.0);
+  std::vector<std::tuple<VLItemRef, std::optional<VLData>, std::string, VLErrorRef>> calls;
+  std::mutex mutex;
+  operation->setPerThumbnailCompletionBlock([&](const VLItemRef& item, const std::optional<VLData>& data,
+                                                const std::string& format, const VLErrorRef& error) {
+    std::lock_guard lock(mutex);
+    calls.emplace_back(item, data, format, error);
+  });
+  auto queue = VLOperationQueue::make();
+  queue->addOperation(operation);
+  ASSERT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
+  ASSERT_EQ(calls.size(), 2u);
+  auto& [item, data, format, error] = calls[0];
+  EXPECT_EQ(item->itemIdentifier(), image->itemIdentifier());
+  EXPECT_EQ(format, VLThumbnailFormatUndecorated);
+  ASSERT_TRUE(data);
+  auto pixels = VLImageCodec::decode(*data)->floatPixelsScaledTo(50, 50);
+  EXPECT_GT(pixels[10000 / 4 + 1], 0.9f);  // green at the top
+  EXPECT_GT(pixels[29200 / 4], 0.9f);      // red at the bottom
+  EXPECT_TRUE(std::get<3>(calls[1]));      // text has no thumbnail
+}
+
+TEST_F(VLSimulatedService, ValidationServiceAnswersWithTheProvidersOptions) {
+  start("alternate-root=Validation,syncing=no,working-set=no");
+  auto proxy = proxyFor(root());
+  ASSERT_TRUE(proxy);
+  auto done = VLSemaphore::make();
+  bool allowed = false;
+  VLValue::Dictionary options;
+  proxy->validation_allowValidation([&, done](bool a, const VLValue::Dictionary& o) {
+    allowed = a, options = o;
+    done->signal();
+  });
+  ASSERT_TRUE(done->wait(simtest::kWait));
+  EXPECT_TRUE(allowed);
+  ASSERT_TRUE(options.count(KsVaultlineValidationOptionAlternateRootContainer));
+  auto alternate = lookup(*options[KsVaultlineValidationOptionAlternateRootContainer].string());
+  ASSERT_TRUE(alternate);
+  EXPECT_EQ(alternate->filename(), "Validation");
+  EXPECT_EQ(alternate->parentItemIdentifier(), KsVaultlineRootContainerItemIdentifier);
+  EXPECT_FALSE(options[KsVaultlineValidationOptionIsSyncingProvider].boolValue());
+  EXPECT_TRUE(options[VLValidationOptionHasNoWorkingSet].boolValue());
+
+  auto file = importFile("local.txt", "x");
+  EXPECT_TRUE(lookup(file->itemIdentifier())->isUploaded()) << "nothing to upload without syncing";
+  EXPECT_TRUE(evictThrough(proxyFor(file))) << "a provider that does not sync cannot evict";
+}
+
+TEST_F(VLSimulatedService, ConnectionsFailUntilResumedAndServicesCanBeAbsentOrRefuse) {
+  auto failed = VLSemaphore::make();
+  auto unresumed = proxyFor(root(), false);
+  unresumed->remoteObjectProxyWithErrorHandler([failed](VLErrorRef error) {
+    if (error) failed->signal();
+  })->validation_allowValidation([](bool, const VLValue::Dictionary&) { ADD_FAILURE() << "reply on a dead connection"; });
+  EXPECT_TRUE(failed->wait(simtest::kWait));
+
+  start("validation-refused,internal-build=yes");
+  EXPECT_TRUE(service->deviceBooleanProperty("InternalBuild"));
+  auto done = VLSemaphore::make();
+  bool allowed = true;
+  proxyFor(root())->validation_allowValidation([&, done](bool a, const VLValue::Dictionary&) {
+    allowed = a;
+    done->signal();
+  });
+  ASSERT_TRUE(done->wait(simtest::kWait));
+  EXPECT_FALSE(allowed);
+
+  start("no-validation-service");
+  EXPECT_FALSE(proxyFor(root()));
+}
+
+TEST_F(VLSimulatedService, OlderRevisionOffersOnlyTheOlderInitialisers) {
+  start("platform-revision=older");
+  EXPECT_FALSE(VLFetchItemOperation::classExists());
+  EXPECT_FALSE(VLItemID::instancesRespondTo(VLPlatformCapability::ItemIDWithProviderIdentifier));
+  EXPECT_THROW(VLItemID::makeWithProviderDomainID(provider->identifier(), "x"), VLException);
+  EXPECT_THROW(manager->newCollectionWithItemID(itemID(KsVaultlineRootContainerItemIdentifier)), VLException);
+  EXPECT_THROW(VLCopyOperation::makeWithURLs({}, root()), VLException);
+  auto file = importFile("old.txt", "x");  // through makeWithSourceURLs
+  ASSERT_TRUE(file);
+  EXPECT_EQ(lookup(file->itemIdentifier())->filename(), "old.txt");
+
+  start("domain=work");
+  EXPECT_TRUE(VLFetchItemOperation::classExists());
+  auto fetch = VLFetchItemOperation::make(VLItemID::makeWithProviderDomainID(provider->identifier(), KsVaultlineRootContainerItemIdentifier));
+  auto done = VLSemaphore::make();
+  VLItemRef fetched;
+  fetch->setFetchCompletionBlock([&, done](VLItemRef item, VLErrorRef) {
+    fetched = item;
+    done->signal();
+  });
+  manager->scheduleAction(fetch);
+  ASSERT_TRUE(done->wait(simtest::kWait));
+  ASSERT_TRUE(fetched);
+  EXPECT_EQ(fetched->itemIdentifier(), KsVaultlineRootContainerItemIdentifier);
+  auto rootItems = observe(manager->newCollectionWithItemID(itemID(KsVaultlineRootContainerItemIdentifier)));
+  EXPECT_EQ(rootItems->events().back().kind, "reload");
+}
+
+}  // namespace
