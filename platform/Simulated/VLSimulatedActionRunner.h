@@ -1,6 +1,6 @@
 // VLSimulatedActionRunner: carries out the simulated provider's actions for real: it
-// changes the store's tree, moves bytes on disk, schedules uploads and publishes every
-// change to the observing collections.
+// changes the store's tree, moves bytes on disk and publishes every change to the
+// observing collections. New items come in through its VLSimulatedImporter.
 //
 // Each perform…() runs under the store's lock, on the service queue, and returns the
 // completion to run afterwards on a completion thread (never under the lock). The runner
@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "Core/VLError.h"
+#include "Simulated/VLSimulatedImporter.h"
 #include "Simulated/VLSimulatedStore.h"
 #include "Vaultline/VLActionOperation.h"
 
 class VLSimulatedActionRunner : public std::enable_shared_from_this<VLSimulatedActionRunner> {
  public:
-  // Runs a task on the service queue after a delay.
-  using Later = std::function<void(std::chrono::microseconds delay, std::function<void()> task)>;
+  using Later = VLSimulatedImporter::Later;
 
   static std::shared_ptr<VLSimulatedActionRunner> make(std::shared_ptr<VLSimulatedStore> store, Later later);
 
@@ -38,12 +38,10 @@ class VLSimulatedActionRunner : public std::enable_shared_from_this<VLSimulatedA
   const std::shared_ptr<VLSimulatedStore>& store() const { return store_; }
 
  private:
-  VLSimulatedActionRunner(std::shared_ptr<VLSimulatedStore> store, Later later)
-      : store_(std::move(store)), later_(std::move(later)) {}
+  VLSimulatedActionRunner(std::shared_ptr<VLSimulatedStore> store, std::shared_ptr<VLSimulatedImporter> importer)
+      : store_(std::move(store)), importer_(std::move(importer)) {}
 
   std::function<void()> performLocked(const std::shared_ptr<VLActionOperation>& action);
-  std::function<void()> copyLocked(const std::shared_ptr<class VLCopyOperation>& action);
-  std::function<void()> createFolderLocked(const std::shared_ptr<class VLCreateFolderOperation>& action);
   VLErrorRef renameLocked(const class VLRenameOperation& action);
   std::function<void()> moveLocked(const std::shared_ptr<class VLMoveOperation>& action);
   VLErrorRef trashLocked(const std::vector<VLItemRef>& items);
@@ -52,21 +50,9 @@ class VLSimulatedActionRunner : public std::enable_shared_from_this<VLSimulatedA
   std::function<void()> downloadLocked(const std::shared_ptr<class VLDownloadOperation>& action);
   VLErrorRef evictLocked(VLSimulatedNode& node);
 
-  // Imports the file, package or folder tree at `source` into `parent` as `name`.
-  VLSimulatedNode* importLocked(const std::string& source, const std::string& parent, const std::string& name,
-                                VLErrorRef* error);
-  // Returns the container an action targets, or sets `error`.
-  VLSimulatedNode* containerLocked(const VLItemRef& item, VLErrorRef* error);
-  // Returns the node an item names, or sets `error`.
-  VLSimulatedNode* nodeLocked(const VLItemRef& item, VLErrorRef* error);
   // Moves `node` (and its bytes) under `parent` as `name`.
   VLErrorRef reparentLocked(VLSimulatedNode& node, const std::string& parent, const std::string& name);
-  void scheduleUploadLocked(VLSimulatedNode& node);
-  void finishUpload(const std::string& identifier);
-  // Returns the clash error for `name` in `parent`, or none (the collision rules and quirks).
-  VLErrorRef collisionLocked(const std::string& parent, const std::string& name, const std::string& except = "");
-  std::string typeForFileLocked(const std::string& name) const;
 
   const std::shared_ptr<VLSimulatedStore> store_;
-  const Later later_;
+  const std::shared_ptr<VLSimulatedImporter> importer_;
 };

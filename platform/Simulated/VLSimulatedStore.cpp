@@ -6,7 +6,9 @@
 #include <system_error>
 
 #include "Core/VLException.h"
+#include "Core/VLFormat.h"
 #include "Simulated/VLSimulatedCollection.h"
+#include "Simulated/VLSimulatedErrors.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLPersonNameComponents.h"
 
@@ -31,6 +33,15 @@ std::string tagText(const std::vector<std::shared_ptr<const VLTag>>& tags) {
 }
 
 }  // namespace
+
+std::string VLSimulatedStore::extensionOf(const std::string& name) {
+  size_t dot = name.rfind('.');
+  return dot == std::string::npos || dot == 0 ? "" : name.substr(dot + 1);
+}
+
+bool VLSimulatedStore::isValidName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
 
 std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettings& settings,
                                                          std::shared_ptr<VLProvider> provider,
@@ -393,3 +404,43 @@ void VLSimulatedStore::republish(const std::shared_ptr<VLSimulatedCollection>& c
   std::lock_guard guard(mutex_);
   postLocked(*collection, true);
 }
+
+VLSimulatedNode* VLSimulatedStore::nodeForItemLocked(const VLItemRef& item, VLErrorRef* error) {
+  if (!item) {
+    *error = VLSimulatedErrors::invalidArgument("No item was given.");
+    return nullptr;
+  }
+  VLSimulatedNode* node = nodeLocked(item->itemIdentifier());
+  if (!node) *error = VLSimulatedErrors::noSuchItem(item->itemIdentifier());
+  return node;
+}
+
+VLSimulatedNode* VLSimulatedStore::containerForItemLocked(const VLItemRef& item, VLErrorRef* error) {
+  VLSimulatedNode* node = nodeForItemLocked(item, error);
+  if (node && !node->isContainer()) {
+    *error = VLSimulatedErrors::notSupported(VLFormat("The item \"%@\" is not a folder.", node->filename));
+    return nullptr;
+  }
+  return node;
+}
+
+VLErrorRef VLSimulatedStore::collisionErrorLocked(const std::string& parent, const std::string& name,
+                                                     const std::string& except) {
+  if (settings_.has(VLSimulatedQuirk::NoCollisionCheck)) return nullptr;
+  VLSimulatedNode* existing = clashingChildLocked(parent, name, except);
+  if (!existing) return nullptr;
+  VLItemRef reported = snapshotLocked(*existing);
+  if (settings_.has(VLSimulatedQuirk::CollisionNamesOtherItem)) {
+    if (VLSimulatedNode* folder = nodeLocked(parent)) reported = snapshotLocked(*folder);
+  }
+  return VLError::make(KsVaultlineErrorDomain, VLVaultlineErrorFilenameCollision,
+                       {{VLLocalizedDescriptionKey,
+                         VLFormat("An item named \"%@\" already exists in this location.", existing->filename)},
+                        {KsVaultlineErrorItem, reported}});
+}
+
+std::string VLSimulatedStore::fileTypeLocked(const std::string& name) const {
+  if (settings_.has(VLSimulatedQuirk::AllFilesPublicData)) return "public.data";
+  return types().preferredIdentifierForExtension(extensionOf(name), std::string("public.data"));
+}
+

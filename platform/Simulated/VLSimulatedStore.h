@@ -73,6 +73,19 @@ class VLSimulatedStore {
   // Returns the child of `parent` whose name clashes with `name` (by the provider's naming
   // rule), other than `except`, or nullptr.
   VLSimulatedNode* clashingChildLocked(const std::string& parent, const std::string& name, const std::string& except = "");
+  // Returns the node an item names, or sets `error`.
+  VLSimulatedNode* nodeForItemLocked(const VLItemRef& item, VLErrorRef* error);
+  // Returns the folder an item names, or sets `error`.
+  VLSimulatedNode* containerForItemLocked(const VLItemRef& item, VLErrorRef* error);
+  // Returns the filename-collision error for `name` in `parent` (other than `except`), or
+  // none: the naming rule and the collision quirks in one place.
+  VLErrorRef collisionErrorLocked(const std::string& parent, const std::string& name, const std::string& except = "");
+  // Returns the type a file named `name` gets.
+  std::string fileTypeLocked(const std::string& name) const;
+  // Returns the extension of a name without its dot ("" for "README" and ".profile").
+  static std::string extensionOf(const std::string& name);
+  // Returns whether `name` can name an item (not empty, no "/", not "." or "..").
+  static bool isValidName(const std::string& name);
   // Returns `name`, or "name 2.ext", "name 3.ext", … whichever clashes with no child of `parent`.
   std::string uniqueNameLocked(const std::string& parent, const std::string& name);
 
