@@ -47,9 +47,7 @@ TEST(CaseEligibility, AnAllowingProviderIsEligibleAndItsOptionsApply) {
                                     {KsVaultlineValidationOptionIsSyncingProvider, false},
                                     {VLValidationOptionHasNoWorkingSet, 0}}});
   auto provider = makeProvider();
-  expectUntouched(*provider);
   EXPECT_TRUE(decideEligibility(provider));
-  EXPECT_TRUE(provider->isEligibleForValidation());
   EXPECT_EQ(provider->alternateRootContainer(), "folder-7");
   EXPECT_FALSE(provider->isSyncingProvider());
   EXPECT_FALSE(provider->hasNoWorkingSet());
