@@ -86,9 +86,9 @@ TEST(VLSemaphore, CountsSignalsAndTimesOut) {
   semaphore->signal();
   semaphore->signal();
   EXPECT_TRUE(semaphore->wait(0));
-  VLBackgroundQueue::shared().async([semaphore] { semaphore->signal(); });
-  EXPECT_TRUE(semaphore->wait(kPatience));
   EXPECT_TRUE(semaphore->wait(0));
+  VLBackgroundQueue::shared().async([semaphore] { semaphore->signal(); });
+  EXPECT_TRUE(semaphore->wait(kPatience));  // only the other thread's signal can satisfy this
   EXPECT_FALSE(semaphore->wait(0));
 }
 
