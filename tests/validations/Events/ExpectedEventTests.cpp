@@ -23,11 +23,13 @@ std::shared_ptr<VLExpectedEvent> expectInsert(const std::function<void(VLExpecte
 
 }  // namespace
 
-TEST(ExpectedEvent, AnyTypeWithDefaultsMatchesFirstSettledItem) {
+TEST(ExpectedEvent, PendingCandidatesAreSkippedAndItemlessOnesAreNearMisses) {
   auto expected = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem&) {});
-  auto pending = insertOf("a", [](VLItemAttributes& a) { a.pending = true; });
-  EXPECT_FALSE(expected->matchesEvent(pending));
-  EXPECT_EQ(expected->closestMatch(), nullptr);  // rejected up front, not a near miss
+  EXPECT_FALSE(expected->matchesEvent(insertOf("a", [](VLItemAttributes& a) { a.pending = true; })));
+  EXPECT_EQ(expected->closestMatch(), nullptr);
+  EXPECT_FALSE(expected->matchesEvent(VLEvent::make("should-be-reloaded", nullptr)));
+  ASSERT_NE(expected->closestMatch(), nullptr);
+  EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"pending"});
   EXPECT_TRUE(expected->matchesEvent(VLEvent::make(VLEventDelete, vl_testItem("1", "b"))));
 }
 
@@ -40,16 +42,7 @@ TEST(ExpectedEvent, WrongTypeOrIdentityIsNoNearMiss) {
   EXPECT_FALSE(expected->matchesEvent(insertOf("b")));
   EXPECT_EQ(expected->closestMatch(), nullptr);
   EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
-  ASSERT_NE(expected->closestMatch(), nullptr);
   EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"documentSize"});
-}
-
-TEST(ExpectedEvent, EventWithoutItemIsANearMissOnPending) {
-  auto expected = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem&) {});
-  EXPECT_FALSE(expected->matchesEvent(VLEvent::make("should-be-reloaded", nullptr)));
-  ASSERT_NE(expected->closestMatch(), nullptr);
-  EXPECT_EQ(expected->closestMatch()->item(), nullptr);
-  EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"pending"});
 }
 
 TEST(ExpectedEvent, ClosestMatchKeepsFewestDifferencesAndLaterOnTies) {
@@ -58,54 +51,39 @@ TEST(ExpectedEvent, ClosestMatchKeepsFewestDifferencesAndLaterOnTies) {
     item.setTrashed(true);
     item.setChildItemCount(2);
   });
-  auto first = insertOf("first");
+  auto three = insertOf("first");
   auto second = insertOf("second", [](VLItemAttributes& a) { a.childItemCount = 2; });
   auto third = insertOf("third", [](VLItemAttributes& a) { a.favoriteRank = 1; });
-  EXPECT_FALSE(expected->matchesEvent(first));  // differs in three keys
-  EXPECT_FALSE(expected->matchesEvent(second));
-  EXPECT_FALSE(expected->matchesEvent(third));
-  EXPECT_FALSE(expected->matchesEvent(first));
+  for (const auto& candidate : {three, second, third, three}) EXPECT_FALSE(expected->matchesEvent(candidate));
   EXPECT_EQ(expected->closestMatch()->item(), third->item());
   EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), (Keys{"trashed", "childItemCount"}));
 }
 
-TEST(ExpectedEvent, DatesAgreeWithinLessThanOneSecond) {
+TEST(ExpectedEvent, ValuesCompareAsExpected) {
   const double ten = 36000;
   auto expected = expectInsert([&](VLExpectedItem& item) { item.setLastUsedDate(VLDate(ten)); });
-  EXPECT_TRUE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten + 0.9); })));
-  EXPECT_TRUE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten - 0.9); })));
-  EXPECT_FALSE(expected->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(ten + 1); })));
+  auto usedAt = [&](double t) { return insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(t); }); };
+  EXPECT_TRUE(expected->matchesEvent(usedAt(ten + 0.9)));
+  EXPECT_TRUE(expected->matchesEvent(usedAt(ten - 0.9)));
+  EXPECT_FALSE(expected->matchesEvent(usedAt(ten + 1)));
   EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
-}
 
-TEST(ExpectationValues, ComparisonIsAskedOfTheExpectedValue) {
-  EXPECT_FALSE(vl_expectationIsEqual(VLValue(), VLValue()));
+  EXPECT_FALSE(vl_expectationIsEqual(VLValue(), VLValue()));  // absent expected equals nothing
   EXPECT_TRUE(vl_expectationIsEqual(VLValue(true), VLValue(1)));
-  EXPECT_FALSE(vl_expectationIsEqual(VLValue(VLDate(0)), VLValue("1970")));
-  EXPECT_TRUE(vl_expectationIsEqual(VLValue(VLValue::Array{VLTag::make("a", 1)}), VLValue::Array{VLTag::make("a", 1)}));
   EXPECT_FALSE(vl_expectationIsEqual(VLValue(VLValue::Array{VLTag::make("a", 1)}), VLValue::Array{}));
-}
-
-TEST(ExpectationValues, DescriptionsWrapDatesTagsAndArrays) {
-  VLDate date(1700000000.7);
-  EXPECT_EQ(vl_expectationDescription(VLValue(date)), date.description() + " (1700000000)");
-  EXPECT_EQ(vl_expectationDescription(VLValue(VLValue::Array{VLTag::make("red", 6), VLValue(date), 3})),
-            "( red#6, " + date.description() + " (1700000000), 3 )");
-  EXPECT_EQ(vl_expectationDescription(VLValue(false)), "0");
-  EXPECT_EQ(VLExpectedEvent::formatValue(VLValue::Array{1, "x"}), "( 1, x )");
 }
 
 TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
   auto insert = expectInsert([](VLExpectedItem& item) { item.setFilename("a.txt"); });
   EXPECT_EQ(insert->eventDescription(), "signal (insert), properties filename: a.txt, pending: 0");
-  auto any = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem& item) {
+  VLDate date(1700000000.7);
+  auto any = VLExpectedEvent::eventWithType(std::nullopt, [&](VLExpectedItem& item) {
     item.setTags({VLTag::make("red", 6)});
-    item.setDocumentSize(5);
+    item.setLastUsedDate(date);
   });
-  EXPECT_EQ(any->eventDescription(), "signal (any), properties documentSize: 5, pending: 0, tags: ( red#6 )");
-  std::string description = any->description();
-  EXPECT_EQ(description.rfind("<VLExpectedEvent: 0x", 0), 0u);
-  EXPECT_EQ(description.substr(description.find(", signal")), ", " + any->eventDescription() + ">");
+  EXPECT_EQ(any->eventDescription(), "signal (any), properties lastUsedDate: " + date.description() +
+                                          " (1700000000), pending: 0, tags: ( red#6 )");
+  EXPECT_EQ(any->description(), "<VLExpectedEvent: " + any->addressDescription() + ", " + any->eventDescription() + ">");
 }
 
 TEST(ExpectedEvent, NonmatchingReasonListsEveryDifferingKey) {
@@ -118,28 +96,20 @@ TEST(ExpectedEvent, NonmatchingReasonListsEveryDifferingKey) {
   EXPECT_FALSE(expected->matchesEvent(candidate));
   EXPECT_EQ(expected->closestMatch()->nonmatchingReasonForExpectedEvent(*expected),
             "Closest match was\n" + vl_prettyDescription(candidate->item()) +
-                "\nbut these keys differed from expectation:"
-                "\ndocumentSize: got 5, but expected 6"
-                "\ntrashed: got 0, but expected 1");
+                "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6\ntrashed: got 0, but "
+                "expected 1");
 }
 
-TEST(ExpectedEvent, TracesEachMatchingStepAtDebugLevel) {
+TEST(ExpectedEvent, TracesWhyACandidateWasRejected) {
   std::vector<std::string> lines;
   VLLog::setSink([&](VLLogLevel, const std::string& line) { lines.push_back(line); });
   VLLog::setDebugEnabled(true);
   auto expected = expectInsert([](VLExpectedItem& item) { item.setFilename("a"); });
   expected->matchesEvent(insertOf("a", [](VLItemAttributes& a) { a.pending = true; }));
-  expected->matchesEvent(VLEvent::make(VLEventMove, nullptr));
   expected->matchesEvent(insertOf("b"));
-  expected->matchesEvent(insertOf("a"));
   VLLog::setDebugEnabled(false);
   VLLog::setSink([](VLLogLevel, const std::string&) {});
-
-  ASSERT_EQ(lines.size(), 8u);
-  EXPECT_EQ(lines[0].rfind("[DEBUG] checking candidate <VLEvent: 0x", 0), 0u);
-  EXPECT_NE(lines[0].find("insert> against expectation <VLExpectedEvent: 0x"), std::string::npos);
+  ASSERT_EQ(lines.size(), 4u);
   EXPECT_EQ(lines[1], "[DEBUG] excluding candidate up-front since it's a synthesized pending event");
-  EXPECT_EQ(lines[3], "[DEBUG] doesn't match: wrong type");
-  EXPECT_EQ(lines[5], "[DEBUG] doesn't match: value a doesn't match b for key filename");
-  EXPECT_EQ(lines[7], "[DEBUG] matches");
+  EXPECT_EQ(lines[3], "[DEBUG] doesn't match: value a doesn't match b for key filename");
 }

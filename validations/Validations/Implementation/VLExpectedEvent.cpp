@@ -24,6 +24,7 @@ bool lessIgnoringCase(const std::string& a, const std::string& b) {
 
 std::shared_ptr<VLExpectedEvent> VLExpectedEvent::eventWithType(
     std::optional<std::string> type, const std::function<void(VLExpectedItem& item)>& configure) {
+  VL_ASSERT(static_cast<bool>(configure), "expected event %@ needs a configuration callback", type);
   VLExpectedItem item;
   configure(item);
   return std::shared_ptr<VLExpectedEvent>(new VLExpectedEvent(std::move(type), std::move(item)));
