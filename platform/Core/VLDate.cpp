@@ -20,6 +20,8 @@ VLDate VLDate::dateWithTimeIntervalSinceReferenceDate(double seconds) {
 double VLDate::timeIntervalSinceReferenceDate() const { return seconds_ - kReferenceDateSince1970; }
 
 std::string VLDate::description() const {
+  // Beyond what the calendar conversion handles (and NaN) a cast to time_t is undefined.
+  if (!(std::fabs(seconds_) < 1e15)) return "<invalid date " + std::to_string(seconds_) + ">";
   std::time_t whole = static_cast<std::time_t>(std::floor(seconds_));
   std::tm parts{};
   gmtime_r(&whole, &parts);

@@ -19,7 +19,8 @@ class VLDate {
   double timeIntervalSinceDate(const VLDate& other) const { return seconds_ - other.seconds_; }
   VLDate dateByAddingTimeInterval(double seconds) const { return VLDate(seconds_ + seconds); }
 
-  // Returns the stable plain form "2026-11-21 10:00:00 +0000" (UTC, whole seconds).
+  // Returns the stable plain form "2026-11-21 10:00:00 +0000" (UTC, whole seconds), or
+  // "<invalid date …>" for NaN and instants beyond any calendar.
   std::string description() const;
 
   bool operator==(const VLDate& other) const { return seconds_ == other.seconds_; }

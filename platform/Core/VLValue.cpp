@@ -1,8 +1,18 @@
 #include "Core/VLValue.h"
 
 #include <charconv>
+#include <cmath>
+#include <limits>
 
 namespace {
+// Converts like a cast, but saturates instead of leaving out-of-range values undefined.
+int64_t saturatingInteger(double value) {
+  if (std::isnan(value)) return 0;
+  if (value >= 9223372036854775808.0) return std::numeric_limits<int64_t>::max();
+  if (value < -9223372036854775808.0) return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(value);
+}
+
 std::string shortestDouble(double value) {
   char buffer[64];
   auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
@@ -23,7 +33,7 @@ int64_t VLValue::integerValue() const {
   switch (kind()) {
     case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
     case Kind::Integer: return std::get<int64_t>(storage_);
-    case Kind::Double: return static_cast<int64_t>(std::get<double>(storage_));
+    case Kind::Double: return saturatingInteger(std::get<double>(storage_));
     default: return 0;
   }
 }

@@ -55,7 +55,8 @@ class VLValue {
   bool isNone() const { return kind() == Kind::None; }
   bool isNumber() const { return kind() == Kind::Bool || kind() == Kind::Integer || kind() == Kind::Double; }
 
-  // Numeric readings: a number converted; anything else reads as false / 0.
+  // Numeric readings: a number converted (doubles out of integer range saturate, NaN reads
+  // as 0); anything else reads as false / 0.
   bool boolValue() const;
   int64_t integerValue() const;
   double doubleValue() const;

@@ -16,7 +16,6 @@ TEST(VLURL, AbsoluteStringEncodesPathAndMarksDirectories) {
   EXPECT_EQ(VLURL::fileURLWithPath("/x/a+b,c=d;e@f", false).absoluteString(), "file:///x/a+b,c=d;e@f");
   EXPECT_EQ(VLURL::fileURLWithPath("/a/./b/../c", false).path(), "/a/c");
   EXPECT_EQ(VLURL::fileURLWithPath("rel", false).path(), (std::filesystem::current_path() / "rel").string());
-  EXPECT_EQ(VLURL::fileURLWithPath("/a", true).description(), "file:///a/");
 }
 
 TEST(VLURL, ComponentsAndExtensions) {
@@ -24,9 +23,7 @@ TEST(VLURL, ComponentsAndExtensions) {
   EXPECT_EQ(file.lastPathComponent(), "Archive.tar.gz");
   EXPECT_EQ(file.pathExtension(), "gz");
   EXPECT_EQ(VLURL::fileURLWithPath("/a/.hidden", false).pathExtension(), "");
-  EXPECT_EQ(VLURL::fileURLWithPath("/a/noext", false).pathExtension(), "");
   EXPECT_EQ(VLURL::fileURLWithPath("/dir.d/file", false).pathExtension(), "");
-  EXPECT_EQ(VLURL::fileURLWithPath("/", true).lastPathComponent(), "/");
 
   auto parent = file.URLByDeletingLastPathComponent();
   EXPECT_EQ(parent.path(), "/Users/me");
@@ -35,7 +32,6 @@ TEST(VLURL, ComponentsAndExtensions) {
   EXPECT_EQ(parent.URLByAppendingPathComponent("sub", true).absoluteString(), "file:///Users/me/sub/");
   EXPECT_EQ(VLURL::fileURLWithPath("/", true).URLByAppendingPathComponent("x", false).path(), "/x");
   EXPECT_EQ(VLURL::fileURLWithPath("/d/name", false).URLByAppendingPathExtension("jpeg").lastPathComponent(), "name.jpeg");
-  EXPECT_TRUE(VLURL().isEmpty());
 }
 
 TEST(VLURL, ShortDescriptionShowsParentAndName) {
