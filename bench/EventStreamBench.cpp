@@ -1,7 +1,9 @@
 // Event stream and matching costs: appending with checks waiting, the wake-up latency of a
 // waiting check, and the matcher's cost per candidate.
 //
-// Run (Release): ninja -C build-release EventStreamBench && build-release/bench/EventStreamBench
+// Run from the repository root (Release):
+//   cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release &&
+//   ninja -C build-release EventStreamBench && build-release/bench/EventStreamBench
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -119,6 +121,7 @@ std::shared_ptr<VLExpectedEvent> expectation(int keys) {
     item.setLastUsedDate(VLDate(1700000000.5));
     item.setFavoriteRank(3);
     item.setTrashed(false);
+    item.setDownloaded(true);
     item.setTags({VLTag::make("red", 6)});
   });
 }
