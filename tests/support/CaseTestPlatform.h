@@ -47,10 +47,10 @@ class CaseTestPlatform : public VLPlatform, public std::enable_shared_from_this<
   // What the validation service answers.
   struct Service {
     bool present = true;
-    VLErrorRef connectionError;
+    VLErrorRef connectionError = nullptr;
     bool connectionFails = false;  // the allow call goes to the error handler
     bool allowed = true;
-    VLValue::Dictionary options;
+    VLValue::Dictionary options = {};
   };
 
   // Makes the platform (offering every revision-dependent operation) and installs it.

@@ -33,7 +33,9 @@ Outcome schedule(VLErrorRef error, bool expectedToFail, bool withPrevious) {
   validator->itemManager()->scheduleAction(action);
   action->setExpectedToFail(!expectedToFail);  // read once, before scheduling: no effect
   validator->waitForExpectationsWithTimeout(5);
-  if (withPrevious) EXPECT_TRUE(called->wait(5));
+  if (withPrevious) {
+    EXPECT_TRUE(called->wait(5));
+  }
   auto handled = validator->handledExpectations();
   EXPECT_EQ(handled.size(), 1u);
   EXPECT_EQ(handled[0]->description(), "Performing VLTrashOperation(items: [Report.txt id:42])");
