@@ -115,7 +115,7 @@ TEST_F(VLSimulatedQuirks, TrashFaults) {
     std::string name = quirk;
     EXPECT_EQ(restoredFolder->parentItemIdentifier() != KsVaultlineRootContainerItemIdentifier, name == "untrash-elsewhere") << name;
     EXPECT_EQ(restoredChild->parentItemIdentifier() != folder->itemIdentifier(), name == "untrash-detaches-children") << name;
-    if (name == "trashed-children-stay-in-working-set") EXPECT_TRUE(childStayed);
+    EXPECT_EQ(childStayed, name == "trashed-children-stay-in-working-set") << name;
   }
 }
 
