@@ -29,11 +29,11 @@ const char* kindName(VLFormatArgument::Kind kind) {
 }
 
 template <class T>
-std::string printfOne(const std::string& spec, T value) {
-  int length = std::snprintf(nullptr, 0, spec.c_str(), value);
-  if (length < 0) return "<bad format " + spec + ">";
+std::string printfOne(const std::string& pattern, T value) {
+  int length = std::snprintf(nullptr, 0, pattern.c_str(), value);
+  if (length < 0) return "<bad format " + pattern + ">";
   std::string out(static_cast<size_t>(length) + 1, '\0');
-  std::snprintf(out.data(), out.size(), spec.c_str(), value);
+  std::snprintf(out.data(), out.size(), pattern.c_str(), value);
   out.resize(static_cast<size_t>(length));
   return out;
 }
@@ -109,7 +109,7 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       continue;
     }
     const VLFormatArgument& a = arguments[next++];
-    std::string spec = "%" + flags + width + (hasPrecision ? "." + precision : "");
+    std::string pattern = "%" + flags + width + (hasPrecision ? "." + precision : "");
     // printf leaves '0', '#', '+' and ' ' undefined for %s, %c and %p: only '-' is passed on.
     std::string plainSpec = std::string("%") + (flags.find('-') != std::string::npos ? "-" : "") + width +
                             (hasPrecision ? "." + precision : "");
@@ -123,8 +123,8 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
         break;
       case 'd':
       case 'i':
-        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + "lld", (long long)a.signedValue);
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + "llu", (unsigned long long)a.unsignedValue);
+        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(pattern + "lld", (long long)a.signedValue);
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(pattern + "llu", (unsigned long long)a.unsignedValue);
         else mismatch();
         break;
       case 'c':
@@ -139,12 +139,12 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       case 'o': {
         std::string tail = std::string("ll") + conversion;
         if (a.kind == VLFormatArgument::Kind::Unsigned) {
-          out += printfOne(spec + tail, (unsigned long long)a.unsignedValue);
+          out += printfOne(pattern + tail, (unsigned long long)a.unsignedValue);
         } else if (a.kind == VLFormatArgument::Kind::Signed) {
           // As printf would: a negative int reads as the unsigned int of the same bits.
           unsigned long long bits = (unsigned long long)a.signedValue;
           if (a.integerBytes < 8) bits &= (1ULL << (8 * a.integerBytes)) - 1;
-          out += printfOne(spec + tail, bits);
+          out += printfOne(pattern + tail, bits);
         }
         else mismatch();
         break;
@@ -155,9 +155,9 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
         break;
       default: {  // floating conversions; integers are converted, as a reader would expect
         std::string tail(1, conversion);
-        if (a.kind == VLFormatArgument::Kind::Double) out += printfOne(spec + tail, a.doubleValue);
-        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(spec + tail, double(a.signedValue));
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(spec + tail, double(a.unsignedValue));
+        if (a.kind == VLFormatArgument::Kind::Double) out += printfOne(pattern + tail, a.doubleValue);
+        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(pattern + tail, double(a.signedValue));
+        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(pattern + tail, double(a.unsignedValue));
         else mismatch();
         break;
       }
