@@ -30,7 +30,7 @@ class VLSimulatedProviderService : public VLPlatform,
                                    public std::enable_shared_from_this<VLSimulatedProviderService> {
  public:
   // Makes a service from a comma-separated list of quirk names and name=value settings,
-  // e.g. "case-sensitive-names,upload-latency=200ms" (see platform/Simulated/README.md).
+  // e.g. "case-sensitive-names,upload-latency=200ms" (every name is listed in the README).
   // Throws VLException naming an unknown name or a bad value and listing the valid names.
   static std::shared_ptr<VLSimulatedProviderService> make(const std::string& settings = "");
 
