@@ -73,14 +73,3 @@ std::shared_ptr<VLItemManager> ActionRecordingPlatform::defaultItemManager() { r
 void ActionRecordingPlatform::getVaultlineServicesForItemAtURL(const VLURL&, VLServicesCompletion completion) {
   VLBackgroundQueue::shared().async([completion] { completion({}, unsupported()); });
 }
-
-VLItemRef makeTestFileItem(const std::string& name, const std::string& identifier) {
-  VLItemAttributes attributes;
-  attributes.providerIdentifier = "com.example.provider";
-  attributes.itemIdentifier = identifier;
-  attributes.parentItemIdentifier = KsVaultlineRootContainerItemIdentifier;
-  attributes.filename = name;
-  attributes.displayName = name;
-  attributes.typeIdentifier = "public.data";
-  return VLItem::make(attributes);
-}

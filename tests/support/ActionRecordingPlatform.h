@@ -38,6 +38,3 @@ class ActionRecordingPlatform : public VLPlatform, public std::enable_shared_fro
   VLTypeDatabase types_;
   friend class Manager;
 };
-
-// Returns a minimal file item named `name` with identifier `identifier`.
-VLItemRef makeTestFileItem(const std::string& name, const std::string& identifier);

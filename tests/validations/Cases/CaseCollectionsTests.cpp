@@ -2,22 +2,26 @@
 // what the streams are called, and which identifiers get marks.
 #include <gtest/gtest.h>
 
+#include "Simulated/Simulated.h"
+#include "Simulated/VLSimulatedCollection.h"
 #include "Validations/Validations.h"
-#include "support/CaseTestPlatform.h"
 
 namespace {
 
 using Validator = std::shared_ptr<VLValidator>;
+using Scope = VLSimulatedCollection::ScopeKind;
 
 class CaseObservingSuite : public VLValidationCase {
  public:
   // Written on the case's thread, read by the test after the completion.
   std::vector<std::shared_ptr<VLEventStream>> streams;
+  std::vector<std::shared_ptr<VLItemCollection>> observed;
 
   void validateObserving(const Validator& validator) {
-    streams.push_back(newCollectionStreamWithIdentifier("container-1"));
+    streams.push_back(newCollectionStreamWithIdentifier(KsVaultlineRootContainerItemIdentifier));
     streams.push_back(newRootCollectionStream(validator));
     streams.push_back(createWorkingSetCollectionStream());
+    observed = collections();
   }
 };
 
@@ -30,6 +34,8 @@ const bool kRegistered = [] {
 struct Observed {
   std::shared_ptr<CaseObservingSuite> validationCase;
   Validator validator;
+  std::vector<std::string> streamNames;
+  std::vector<std::pair<Scope, std::string>> scopes;
 };
 
 Observed observe(const std::shared_ptr<VLProvider>& provider) {
@@ -38,94 +44,80 @@ Observed observe(const std::shared_ptr<VLProvider>& provider) {
   auto done = VLSemaphore::make(0);
   validationCase->performWithValidator(validator, [done] { done->signal(); });
   EXPECT_TRUE(done->wait(30));
-  return {validationCase, validator};
-}
-
-std::shared_ptr<VLProvider> makeProvider(std::optional<std::string> domain) {
-  return VLProvider::make("p", "com.example.p", VLProvider::Domain{domain, "Domain"}, "p-id");
-}
-
-std::vector<std::string> streamDescriptions(const Observed& observed) {
-  std::vector<std::string> names;
-  for (const auto& stream : observed.validationCase->streams) names.push_back(stream->streamDescription());
-  return names;
-}
-
-TEST(CaseCollections, ObservesThroughItemIDsAndStopsEveryCollectionAtTearDown) {
-  ASSERT_TRUE(kRegistered);
-  auto platform = CaseTestPlatform::install();
-  auto provider = makeProvider("domain-9");
-  provider->setAlternateRootContainer("validation-root");
-  auto observed = observe(provider);
-  EXPECT_EQ(observed.validator->result(), VLValidationResultPassed);
-
-  auto collections = platform->collections();
-  ASSERT_EQ(collections.size(), 3u);
-  EXPECT_EQ(collections[0]->origin, "itemID");
-  EXPECT_EQ(collections[0]->itemID->providerPart(), "com.example.p");
-  EXPECT_EQ(collections[0]->itemID->domainIdentifier(), "domain-9");
-  EXPECT_EQ(collections[0]->itemID->itemIdentifier(), "container-1");
-  EXPECT_EQ(collections[1]->itemID->itemIdentifier(), "validation-root");
-  // An unknown provider is treated as having no working set: the search index stands in.
-  EXPECT_EQ(collections[2]->origin, "provider");
-  EXPECT_EQ(collections[2]->parts, std::vector<std::string>{"p-id"});
-  for (const auto& collection : collections) {
-    EXPECT_EQ(collection->starts(), 1);
-    EXPECT_EQ(collection->stops(), 1);
-    EXPECT_TRUE(collection->observedOnWorkingQueue());
+  Observed observed{validationCase, validator, {}, {}};
+  for (const auto& stream : validationCase->streams) observed.streamNames.push_back(stream->streamDescription());
+  for (const auto& collection : validationCase->observed) {
+    auto simulated = std::dynamic_pointer_cast<VLSimulatedCollection>(collection);
+    observed.scopes.emplace_back(simulated->scope().kind, simulated->scope().identifier);
+    // Tear-down stopped it.
+    EXPECT_FALSE(simulated->isObserving());
     EXPECT_EQ(collection->workingQueue()->label(), "collection-queue");
   }
-  EXPECT_EQ(collections[0]->sortDescriptors(), std::vector<VLSortDescriptor>{vl_sortDescriptorByModifiedDateDescending()});
+  EXPECT_TRUE(validationCase->collections().empty());
+  EXPECT_EQ(validationCase->delegates().size(), 3u);
+  return observed;
+}
 
-  EXPECT_TRUE(observed.validationCase->collections().empty());
-  EXPECT_EQ(observed.validationCase->delegates().size(), 3u);
-  EXPECT_EQ(streamDescriptions(observed),
-            (std::vector<std::string>{"events for container-1", "root collection events", "glimmer events"}));
+std::shared_ptr<VLSimulatedProviderService> eligibleService(const std::string& settings) {
+  auto service = VLSimulatedProviderService::make("alternate-root=Validation," + settings);
+  service->install();
+  auto done = VLSemaphore::make(0);
+  determineValidationEligibility(service->provider(), [done](bool) { done->signal(); });
+  EXPECT_TRUE(done->wait(10));
+  return service;
+}
+
+TEST(CaseCollections, ObserveThroughItemIDsAndStopAtTearDown) {
+  ASSERT_TRUE(kRegistered);
+  auto service = eligibleService("working-set=no");
+  auto observed = observe(service->provider());
+  EXPECT_EQ(observed.validator->result(), VLValidationResultPassed) << observed.validator->description();
+  const std::string validationRoot = service->validationRootIdentifier();
+  // Without a working set the provider's whole index stands in.
+  EXPECT_EQ(observed.scopes, (std::vector<std::pair<Scope, std::string>>{{Scope::Container, KsVaultlineRootContainerItemIdentifier},
+                                                                         {Scope::Container, validationRoot},
+                                                                         {Scope::Provider, ""}}));
+  EXPECT_EQ(observed.streamNames,
+            (std::vector<std::string>{"events for " + KsVaultlineRootContainerItemIdentifier, "root collection events",
+                                      "glimmer events"}));
   auto marks = observed.validator->markedIdentifiers();
   EXPECT_EQ(marks.at("glimmer"), marks.at(KsVaultlineWorkingSetContainerItemIdentifier));
-  EXPECT_NE(marks.at("container-1"), marks.at("validation-root"));
+  EXPECT_NE(marks.at(KsVaultlineRootContainerItemIdentifier), marks.at(validationRoot));
 
-  // Each stream carries what its collection delivered when observation started.
-  for (const auto& stream : observed.validationCase->streams) {
-    auto reload = stream->checkForMatchingEventWithTimeout(5, nullptr, [](const VLEventRef& event) {
-      return event->type() == VLEventReload && event->item() && event->item()->itemIdentifier() == "existing-1";
+  // The root and the whole index both hold the validation folder from their first reload.
+  for (size_t i : {0u, 2u}) {
+    auto reload = observed.validationCase->streams[i]->checkForMatchingEventWithTimeout(5, nullptr, [&](const VLEventRef& event) {
+      return event->type() == VLEventReload && event->item() && event->item()->itemIdentifier() == validationRoot;
     });
-    EXPECT_NE(reload, nullptr) << stream->streamDescription();
+    EXPECT_NE(reload, nullptr) << observed.streamNames[i];
   }
 }
 
-TEST(CaseCollections, OlderRevisionsUseThreePartCollectionsSortedOnTheirQueue) {
-  auto platform = CaseTestPlatform::install();
-  platform->setOffers(VLPlatformCapability::NewCollectionWithItemID, false);
-  platform->setOffers(VLPlatformCapability::ItemIDWithProviderIdentifier, false);
-  auto provider = makeProvider(std::nullopt);
-  provider->setHasNoWorkingSet(false);
-  auto observed = observe(provider);
-
-  auto collections = platform->collections();
-  ASSERT_EQ(collections.size(), 3u);
-  EXPECT_EQ(collections[0]->origin, "identifier");
-  // The older item ID names the provider by its ID; a missing domain is the default domain.
-  EXPECT_EQ(collections[0]->parts,
-            (std::vector<std::string>{"container-1", KsVaultlineDomainDefaultIdentifier, "p-id"}));
-  EXPECT_TRUE(collections[0]->sortedOnWorkingQueue());
-  EXPECT_EQ(collections[1]->parts[0], KsVaultlineRootContainerItemIdentifier);
-  EXPECT_EQ(collections[2]->parts[0], KsVaultlineWorkingSetContainerItemIdentifier);
-
-  EXPECT_EQ(streamDescriptions(observed),
-            (std::vector<std::string>{"events for container-1", "root collection events", "working set events"}));
+TEST(CaseCollections, OlderRevisionsUseThreePartCollectionsAndTheWorkingSet) {
+  // The older revision has no newCollectionWithItemID: calling it would fail the case.
+  auto service = eligibleService("platform-revision=older");
+  auto observed = observe(service->provider());
+  EXPECT_EQ(observed.validator->result(), VLValidationResultPassed) << observed.validator->description();
+  EXPECT_EQ(observed.scopes, (std::vector<std::pair<Scope, std::string>>{
+                                 {Scope::Container, KsVaultlineRootContainerItemIdentifier},
+                                 {Scope::Container, service->validationRootIdentifier()},
+                                 {Scope::WorkingSet, KsVaultlineWorkingSetContainerItemIdentifier}}));
+  EXPECT_EQ(observed.streamNames.at(2), "working set events");
   auto marks = observed.validator->markedIdentifiers();
   EXPECT_EQ(marks.at("working set"), marks.at(KsVaultlineWorkingSetContainerItemIdentifier));
 }
 
 TEST(CaseCollections, StreamsNeedARunningCaseBoundToAProvider) {
-  CaseTestPlatform::install();
+  VLSimulatedProviderService::make()->install();
   auto unbound = VLValidationCase::make<CaseObservingSuite>("validateObserving:", nullptr);
   EXPECT_THROW(unbound->newCollectionStreamWithIdentifier("x"), VLException);
   // Inside a run the same mistake becomes a failed expectation, not a crash.
-  auto observed = observe(nullptr);
-  EXPECT_EQ(observed.validator->result(), VLValidationResultFailed);
-  EXPECT_EQ(observed.validator->handledExpectations().at(0)->description(),
+  auto validator = VLValidator::make();
+  auto done = VLSemaphore::make(0);
+  unbound->performWithValidator(validator, [done] { done->signal(); });
+  EXPECT_TRUE(done->wait(30));
+  EXPECT_EQ(validator->result(), VLValidationResultFailed);
+  EXPECT_EQ(validator->handledExpectations().at(0)->description(),
             "Validation encountered an exception: newCollectionStreamWithIdentifier needs a case bound to a provider");
 }
 

@@ -2,15 +2,17 @@
 #include <gtest/gtest.h>
 
 #include "Validations/Validations.h"
-#include "support/ActionRecordingPlatform.h"
+#include "support/BrokenServiceRoad.h"
 #include "support/CaseTestLogCapture.h"
-#include "support/CaseTestPlatform.h"
+#include "support/TestItems.h"
 
 namespace {
 
-std::shared_ptr<VLProvider> makeProvider() { return VLProvider::make("p", "com.example.p", std::nullopt, "p-id"); }
-
-VLErrorRef testError(const std::string& text) { return VLError::makeWithDescription("test", 7, text); }
+std::shared_ptr<VLSimulatedProviderService> install(const std::string& settings) {
+  auto service = VLSimulatedProviderService::make(settings);
+  service->install();
+  return service;
+}
 
 bool decideEligibility(const std::shared_ptr<VLProvider>& provider) {
   auto done = VLSemaphore::make(0);
@@ -42,85 +44,72 @@ void expectUntouched(const VLProvider& provider) {
 }
 
 TEST(CaseEligibility, AnAllowingProviderIsEligibleAndItsOptionsApply) {
-  auto platform = CaseTestPlatform::install();
-  platform->setService({.options = {{KsVaultlineValidationOptionAlternateRootContainer, "folder-7"},
-                                    {KsVaultlineValidationOptionIsSyncingProvider, false},
-                                    {VLValidationOptionHasNoWorkingSet, 0}}});
-  auto provider = makeProvider();
+  auto service = install("alternate-root=Validation,syncing=no");
+  auto provider = service->provider();
   EXPECT_TRUE(decideEligibility(provider));
-  EXPECT_EQ(provider->alternateRootContainer(), "folder-7");
+  EXPECT_EQ(provider->alternateRootContainer(), service->validationRootIdentifier());
+  EXPECT_NE(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
   EXPECT_FALSE(provider->isSyncingProvider());
   EXPECT_FALSE(provider->hasNoWorkingSet());
 }
 
 TEST(CaseEligibility, ARefusingProviderStillAppliesItsOptions) {
-  auto platform = CaseTestPlatform::install();
-  platform->setService({.allowed = false, .options = {{VLValidationOptionHasNoWorkingSet, false}}});
-  auto provider = makeProvider();
+  auto provider = install("validation-service=refuse,syncing=no")->provider();
   EXPECT_FALSE(decideEligibility(provider));
   EXPECT_FALSE(provider->isEligibleForValidation());
   EXPECT_FALSE(provider->hasNoWorkingSet());
-  EXPECT_TRUE(provider->isSyncingProvider());  // absent options leave their property alone
+  EXPECT_FALSE(provider->isSyncingProvider());
+  // No alternate root offered: the property keeps its value.
   EXPECT_EQ(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
 
   // On an internal build every provider that answers is eligible, even when it refuses.
-  platform->setInternalBuild(true);
+  provider = install("validation-service=refuse,internal-build=yes")->provider();
   EXPECT_TRUE(decideEligibility(provider));
   EXPECT_TRUE(provider->isEligibleForValidation());
 }
 
-TEST(CaseEligibility, AProviderWithoutTheServiceIsEligibleOnlyOnInternalBuilds) {
-  auto platform = CaseTestPlatform::install();
-  platform->setService({.present = false});
-  auto provider = makeProvider();
+TEST(CaseEligibility, WithoutAnAnswerOnlyInternalBuildsAreEligible) {
+  auto provider = install("validation-service=absent")->provider();
   {
     CaseTestLogCapture log;
     EXPECT_FALSE(decideEligibility(provider));
     EXPECT_EQ(log.lines(), std::vector<std::string>{"[ERROR] didn't find validation service " +
-                                                    KsVaultlineValidationServiceV1Name + " for <VLProvider p>"});
+                                                    KsVaultlineValidationServiceV1Name +
+                                                    " for <VLProvider net.vaultline.simulated>"});
   }
-  platform->setInternalBuild(true);
+  provider = install("validation-service=absent,internal-build=yes")->provider();
   EXPECT_TRUE(decideEligibility(provider));
   expectUntouched(*provider);
-}
 
-TEST(CaseEligibility, AConnectionThatFailsDuringTheQuestionAnswersWithTheBuildKind) {
-  auto platform = CaseTestPlatform::install();
-  platform->setService({.connectionFails = true, .options = {{VLValidationOptionHasNoWorkingSet, false}}});
-  auto provider = makeProvider();
-  EXPECT_FALSE(decideEligibility(provider));
-  platform->setInternalBuild(true);
-  EXPECT_TRUE(decideEligibility(provider));
-  expectUntouched(*provider);
+  // A connection that fails while the question is asked answers with the build kind, once.
+  for (const std::string build : {"no", "yes"}) {
+    auto service = VLSimulatedProviderService::make("working-set=yes,internal-build=" + build);
+    vl_installWithBrokenStep(service, VLBrokenStep::FailingConnection);
+    EXPECT_EQ(decideEligibility(service->provider()), build == "yes");
+    expectUntouched(*service->provider());
+  }
 }
 
 TEST(CaseValidationProxy, EachFailingStepLogsItsOwnLineAndGivesNoProxy) {
-  struct Step {
-    std::function<void(CaseTestPlatform&)> breakIt;
-    std::string line;
-  };
-  const std::vector<Step> steps = {
-      {[](CaseTestPlatform& p) { p.setRootError(testError("no root")); },
-       "[ERROR] failed to get root item for provider <VLProvider p>, no root"},
-      {[](CaseTestPlatform& p) { p.setURLError(testError("no url")); },
-       "[ERROR] failed to get root url for provider <VLProvider p>, no url"},
-      {[](CaseTestPlatform& p) { p.setServicesError(testError("no services")); },
-       "[ERROR] failed to get services for provider <VLProvider p>, no services"},
-  };
-  for (const auto& step : steps) {
-    auto platform = CaseTestPlatform::install();
-    step.breakIt(*platform);
+  {
+    install("");
     CaseTestLogCapture log;
-    EXPECT_EQ(reachProxy(makeProvider()), nullptr);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{step.line});
+    EXPECT_EQ(reachProxy(VLProvider::make("p", "com.example.p", std::nullopt, "p-id")), nullptr);
+    EXPECT_EQ(log.lines(), std::vector<std::string>{"[ERROR] failed to get root item for provider <VLProvider p>, "
+                                                    "The item root of provider <VLProvider p> doesn't exist."});
   }
-
-  // A refused connection gives no proxy and no line.
-  auto platform = CaseTestPlatform::install();
-  platform->setService({.connectionError = testError("refused")});
-  CaseTestLogCapture log;
-  EXPECT_EQ(reachProxy(makeProvider()), nullptr);
-  EXPECT_TRUE(log.lines().empty());
+  const std::vector<std::pair<VLBrokenStep, std::string>> steps = {
+      {VLBrokenStep::RootURL, "[ERROR] failed to get root url for provider <VLProvider net.vaultline.simulated>, broken"},
+      {VLBrokenStep::Services, "[ERROR] failed to get services for provider <VLProvider net.vaultline.simulated>, broken"},
+      {VLBrokenStep::RefusedConnection, ""},  // a refused connection writes no line
+  };
+  for (const auto& [step, line] : steps) {
+    auto service = VLSimulatedProviderService::make();
+    vl_installWithBrokenStep(service, step);
+    CaseTestLogCapture log;
+    EXPECT_EQ(reachProxy(service->provider()), nullptr);
+    EXPECT_EQ(log.lines(), line.empty() ? std::vector<std::string>{} : std::vector<std::string>{line});
+  }
 }
 
 // ---- From an item, for a running case -----------------------------------------------------
@@ -135,13 +124,13 @@ struct HelperAnswer {
   VLErrorRef error;
 };
 
-HelperAnswer fetchHelper() {
+HelperAnswer fetchHelper(const std::string& identifier) {
   auto suiteClass = VLValidationCase::describeSuiteClass<CaseServiceSuite>(
       {{"validateNothing:", &CaseServiceSuite::validateNothing}});
-  auto validationCase = VLValidationCase::makeWithSuiteClass(suiteClass, "validateNothing:", makeProvider(), std::nullopt);
+  auto validationCase = VLValidationCase::makeWithSuiteClass(suiteClass, "validateNothing:", nullptr, std::nullopt);
   auto done = VLSemaphore::make(0);
   auto answer = std::make_shared<HelperAnswer>();
-  validationCase->fetchValidationHelperForItem(makeTestFileItem("a.txt", "a-1"),
+  validationCase->fetchValidationHelperForItem(vl_testItem(identifier, "item"),
                                                [done, answer](std::shared_ptr<VLRemoteObjectProxy> proxy, VLErrorRef error) {
                                                  *answer = {std::move(proxy), std::move(error)};
                                                  done->signal();
@@ -151,25 +140,24 @@ HelperAnswer fetchHelper() {
 }
 
 TEST(CaseValidationHelper, PassesFailuresOnWithoutLogging) {
-  auto platform = CaseTestPlatform::install();
   CaseTestLogCapture log;
-  auto found = fetchHelper();
+  install("");
+  auto found = fetchHelper(KsVaultlineRootContainerItemIdentifier);
   EXPECT_NE(found.proxy, nullptr);
   EXPECT_EQ(found.error, nullptr);
 
-  platform->setService({.present = false});
-  auto missing = fetchHelper();
+  auto noURL = fetchHelper("unknown-item");
+  EXPECT_EQ(noURL.proxy, nullptr);
+  ASSERT_NE(noURL.error, nullptr);
+  EXPECT_EQ(noURL.error->code(), VLVaultlineErrorNoSuchItem);
+
+  install("validation-service=absent");
+  auto missing = fetchHelper(KsVaultlineRootContainerItemIdentifier);
   EXPECT_EQ(missing.proxy, nullptr);
   ASSERT_NE(missing.error, nullptr);
   EXPECT_EQ(missing.error->domain(), KsTarragonErrorDomain);
   EXPECT_EQ(missing.error->code(), 3328);
   EXPECT_TRUE(missing.error->userInfo().empty());
-
-  platform->setURLError(testError("no url"));
-  auto noURL = fetchHelper();
-  EXPECT_EQ(noURL.proxy, nullptr);
-  ASSERT_NE(noURL.error, nullptr);
-  EXPECT_EQ(noURL.error->localizedDescription(), "no url");
   EXPECT_TRUE(log.lines().empty());
 }
 

@@ -3,7 +3,7 @@
 
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
-#include "support/CaseTestPlatform.h"
+#include "support/TestItems.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ class CaseRunSuite : public VLValidationCase {
   void validateThrowing(const Validator&) { throw VLException("bang"); }
   void validateWithCleanup(const Validator& validator) {
     validator->expectationWithDescription("done")->fulfill();
-    registerItemToCleanup(makeTestFileItem("Doc.txt", "doc-1"));
+    registerItemToCleanup(vl_testItem("doc-1", "Doc.txt"));
     registerItemToCleanup(nullptr);
   }
 };
@@ -79,7 +79,7 @@ std::vector<std::string> descriptions(const Validator& validator) {
 
 TEST(CaseExecution, APlainCaseWithoutExpectationsPassesWithoutWaiting) {
   ASSERT_TRUE(kRegistered);
-  CaseTestPlatform::install();
+  ActionRecordingPlatform::install();
   auto validationCase = makeCase("validateNothing:");
   auto validator = run(validationCase);
   EXPECT_EQ(validationCase->bodyCalls, 1);
@@ -91,36 +91,28 @@ TEST(CaseExecution, APlainCaseWithoutExpectationsPassesWithoutWaiting) {
   EXPECT_THROW(validationCase->performWithValidator(nullptr, [] {}), VLException);
 }
 
-TEST(CaseExecution, VariantsAreCalledWithOrWithoutTheValidatorAndFeedTheBody) {
-  CaseTestPlatform::install();
+TEST(CaseExecution, VariantsFeedTheBodyOrSkipIt) {
+  ActionRecordingPlatform::install();
   auto withValidator = makeCase("validateWithVariant:variant:", "variantWithValidator:");
   EXPECT_EQ(run(withValidator)->result(), VLValidationResultPassed);
   EXPECT_EQ(withValidator->receivedValue, VLValue("given"));
-
   auto without = makeCase("validateWithVariant:variant:", "variantWithoutValidator");
   run(without);
   EXPECT_EQ(without->receivedValue, VLValue("plain"));
-}
 
-TEST(CaseExecution, AVariantReturningNoneSkipsTheCase) {
-  CaseTestPlatform::install();
-  auto validationCase = makeCase("validateWithVariant:variant:", "variantNone:");
-  auto validator = run(validationCase);
-  EXPECT_EQ(validationCase->bodyCalls, 0);
-  EXPECT_EQ(validator->result(), VLValidationResultPassed);
-}
-
-TEST(CaseExecution, AFailureInTheVariantSkipsTheCase) {
-  CaseTestPlatform::install();
-  auto validationCase = makeCase("validateWithVariant:variant:", "variantFailing:");
-  auto validator = run(validationCase);
-  EXPECT_EQ(validationCase->bodyCalls, 0);
+  // A variant that gives none, or fails, skips the body.
+  auto none = makeCase("validateWithVariant:variant:", "variantNone:");
+  EXPECT_EQ(run(none)->result(), VLValidationResultPassed);
+  EXPECT_EQ(none->bodyCalls, 0);
+  auto failing = makeCase("validateWithVariant:variant:", "variantFailing:");
+  auto validator = run(failing);
+  EXPECT_EQ(failing->bodyCalls, 0);
   EXPECT_EQ(validator->result(), VLValidationResultFailed);
   EXPECT_EQ(descriptions(validator), std::vector<std::string>{"could not set up"});
 }
 
 TEST(CaseExecution, AnExceptionFailsAnExpectationAndOpenOnesStayInconclusive) {
-  CaseTestPlatform::install();
+  ActionRecordingPlatform::install();
   auto withOpen = run(makeCase("validateThrowingWithOpenExpectation:"));
   EXPECT_EQ(withOpen->result(), VLValidationResultInconclusive);
   auto handled = withOpen->handledExpectations();
@@ -136,14 +128,14 @@ TEST(CaseExecution, AnExceptionFailsAnExpectationAndOpenOnesStayInconclusive) {
 }
 
 TEST(CaseTearDown, RunsCleanUpStraightOnTheDefaultManager) {
-  auto platform = CaseTestPlatform::install();
+  auto platform = ActionRecordingPlatform::install();
   auto validationCase = makeCase("validateWithCleanup:");
   auto validator = run(validationCase);
   EXPECT_EQ(validator->result(), VLValidationResultPassed);
   // No "Performing" expectation: clean-up bypasses the logging item manager.
   EXPECT_EQ(descriptions(validator), std::vector<std::string>{"done"});
   EXPECT_TRUE(validationCase->cleanupOperations().empty());
-  auto actions = platform->scheduledActions();
+  auto actions = platform->scheduled();
   ASSERT_EQ(actions.size(), 1u);
   auto deletion = std::dynamic_pointer_cast<VLDeleteOperation>(actions[0]);
   ASSERT_TRUE(deletion);
@@ -153,8 +145,8 @@ TEST(CaseTearDown, RunsCleanUpStraightOnTheDefaultManager) {
 }
 
 TEST(CaseTearDown, ACleanUpThatHangsFailsAfterTheResultWasComputed) {
-  auto platform = CaseTestPlatform::install();
-  platform->setHoldActions(true);
+  auto platform = ActionRecordingPlatform::install();
+  platform->setNeverComplete(true);
   auto validationCase = makeCase("validateWithCleanup:");
   validationCase->setCleanupTimeout(0.2);
   auto validator = run(validationCase);
@@ -164,7 +156,6 @@ TEST(CaseTearDown, ACleanUpThatHangsFailsAfterTheResultWasComputed) {
   EXPECT_EQ(handled[1]->description(), "Cleanup within timeout");
   EXPECT_EQ(handled[1]->result(), VLValidationResultFailed);
   EXPECT_TRUE(validationCase->cleanupOperations().empty());
-  platform->releaseActions();  // the stuck deletion was left running; let it end
 }
 
 }  // namespace

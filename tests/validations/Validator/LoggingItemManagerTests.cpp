@@ -5,6 +5,7 @@
 #include "Dispatch/VLSemaphore.h"
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
+#include "support/TestItems.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ Outcome schedule(VLErrorRef error, bool expectedToFail, bool withPrevious) {
   auto platform = ActionRecordingPlatform::install();
   platform->setCompletionError(error);
   auto validator = VLValidator::make();
-  auto action = VLTrashOperation::make({makeTestFileItem("Report.txt", "42")});
+  auto action = VLTrashOperation::make({vl_testItem("42", "Report.txt")});
   auto called = VLSemaphore::make();
   Outcome outcome{};
   if (withPrevious) {
@@ -76,7 +77,7 @@ TEST(LoggingItemManager, ActionThatNeverCompletesTimesOut) {
   auto platform = ActionRecordingPlatform::install();
   platform->setNeverComplete(true);
   auto validator = VLValidator::make();
-  validator->itemManager()->scheduleAction(VLDeleteOperation::make({makeTestFileItem("a", "1")}));
+  validator->itemManager()->scheduleAction(VLDeleteOperation::make({vl_testItem("1", "a")}));
   validator->waitForExpectationsWithTimeout(0.05);
   auto handled = validator->handledExpectations();
   ASSERT_EQ(handled.size(), 1u);
