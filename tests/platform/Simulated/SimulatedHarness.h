@@ -59,12 +59,7 @@ class Recorder : public VLItemCollectionDelegate {
     old_ = items;
     ++batches_;
   }
-  void collectionDidEncounterError(VLItemCollection&, const VLErrorRef& error) override {
-    std::lock_guard lock(mutex_);
-    events_.push_back({"error", nullptr});
-    lastError_ = error;
-    changed_.notify_all();
-  }
+  void collectionDidEncounterError(VLItemCollection&, const VLErrorRef&) override { push({"error", nullptr}); }
   void collectionDidUpdateObservedItem(VLItemCollection&, const VLItemRef& item) override { push({"observed", item}); }
 
   // Waits until an event satisfying `match` has arrived after index `from`; returns its index or -1.
@@ -95,10 +90,6 @@ class Recorder : public VLItemCollectionDelegate {
     std::lock_guard lock(mutex_);
     return batches_;
   }
-  VLErrorRef lastError() {
-    std::lock_guard lock(mutex_);
-    return lastError_;
-  }
 
  private:
   void push(Event event) {
@@ -121,8 +112,20 @@ class Recorder : public VLItemCollectionDelegate {
   std::vector<Event> events_;
   std::vector<VLItemRef> old_;
   int batches_ = 0;
-  VLErrorRef lastError_;
 };
+
+// Starts `call` with a reply function and blocks until the reply comes.
+template <class T, class Call>
+T await(Call call) {
+  auto done = VLSemaphore::make();
+  auto value = std::make_shared<T>();
+  call([done, value](T answer) {
+    *value = std::move(answer);
+    done->signal();
+  });
+  EXPECT_TRUE(done->wait(kWait)) << "no reply";
+  return *value;
+}
 
 // Installs a fresh simulated service per test and offers blocking helpers.
 class SimulatedTest : public ::testing::Test {
@@ -141,26 +144,15 @@ class SimulatedTest : public ::testing::Test {
 
   // Runs `action` and returns the error it completed with.
   VLErrorRef perform(const std::shared_ptr<VLActionOperation>& action) {
-    auto done = VLSemaphore::make();
-    VLErrorRef result;
-    action->setActionCompletionBlock([&, done](VLErrorRef error) {
-      result = error;
-      done->signal();
+    return await<VLErrorRef>([&](auto reply) {
+      action->setActionCompletionBlock(reply);
+      manager->scheduleAction(action);
     });
-    manager->scheduleAction(action);
-    EXPECT_TRUE(done->wait(kWait)) << "no completion for " << action->description();
-    return result;
   }
-
   VLItemRef lookup(const std::string& identifier) {
-    auto done = VLSemaphore::make();
-    VLItemRef found;
-    manager->fetchItemForItemID(itemID(identifier), [&, done](VLItemRef item, VLErrorRef) {
-      found = item;
-      done->signal();
+    return await<VLItemRef>([&](auto reply) {
+      manager->fetchItemForItemID(itemID(identifier), [reply](VLItemRef item, VLErrorRef) { reply(item); });
     });
-    EXPECT_TRUE(done->wait(kWait));
-    return found;
   }
   std::shared_ptr<const VLItemID> itemID(const std::string& identifier) {
     if (VLItemID::instancesRespondTo(VLPlatformCapability::ItemIDWithProviderIdentifier)) {
@@ -173,57 +165,37 @@ class SimulatedTest : public ::testing::Test {
   // Writes `contents` to a fresh temporary file named `name` and imports it into `parent`.
   VLItemRef importFile(const std::string& name, const std::string& contents, VLItemRef parent = nullptr,
                        VLErrorRef* errorOut = nullptr) {
-    auto directory = VLFileManager::defaultManager().temporaryDirectory().URLByAppendingPathComponent(
-        "source-" + std::to_string(++sourceCounter), true);
-    VLFileManager::defaultManager().createDirectoryAtURL(directory, true);
+    auto& files = VLFileManager::defaultManager();
+    auto directory = files.temporaryDirectory().URLByAppendingPathComponent("source-" + std::to_string(++sourceCounter), true);
+    files.createDirectoryAtURL(directory, true);
     auto url = directory.URLByAppendingPathComponent(name, false);
-    VLFileManager::defaultManager().writeData(VLData::fromString(contents), url, false);
-    return importURL(url, parent, errorOut);
-  }
-  VLItemRef importURL(const VLURL& url, VLItemRef parent = nullptr, VLErrorRef* errorOut = nullptr) {
-    if (!parent) parent = root();
+    files.writeData(VLData::fromString(contents), url, false);
     auto copy = VLPlatform::current()->offers(VLPlatformCapability::CopyWithURLs)
-                    ? VLCopyOperation::makeWithURLs({url}, parent)
-                    : VLCopyOperation::makeWithSourceURLs({url}, parent);
+                    ? VLCopyOperation::makeWithURLs({url}, parent ? parent : root())
+                    : VLCopyOperation::makeWithSourceURLs({url}, parent ? parent : root());
     VLErrorRef error = perform(copy);
     if (errorOut) *errorOut = error;
     auto results = copy->transferResults();
     return results.count(url) ? results[url] : nullptr;
   }
   VLItemRef createFolder(const std::string& name, VLItemRef parent = nullptr, VLErrorRef* errorOut = nullptr) {
-    if (!parent) parent = root();
-    auto done = VLSemaphore::make();
-    VLItemRef created;
-    auto operation = VLCreateFolderOperation::make(parent, name);
-    operation->setCreateFolderCompletionBlock([&, done](VLItemRef item, VLErrorRef error) {
-      created = item;
-      if (errorOut) *errorOut = error;
-      done->signal();
+    auto operation = VLCreateFolderOperation::make(parent ? parent : root(), name);
+    auto [created, error] = await<std::pair<VLItemRef, VLErrorRef>>([&](auto reply) {
+      operation->setCreateFolderCompletionBlock([reply](VLItemRef item, VLErrorRef error) { reply({item, error}); });
+      manager->scheduleAction(operation);
     });
-    manager->scheduleAction(operation);
-    EXPECT_TRUE(done->wait(kWait));
+    if (errorOut) *errorOut = error;
     return created;
   }
   std::optional<VLURL> fetchURL(const VLItemRef& item, bool placeholder, VLErrorRef* errorOut = nullptr) {
-    auto done = VLSemaphore::make();
-    std::optional<VLURL> found;
-    manager->fetchURLForItem(item, placeholder, [&, done](std::optional<VLURL> url, VLErrorRef error) {
-      found = url;
-      if (errorOut) *errorOut = error;
-      done->signal();
+    auto [url, error] = await<std::pair<std::optional<VLURL>, VLErrorRef>>([&](auto reply) {
+      manager->fetchURLForItem(item, placeholder, [reply](std::optional<VLURL> url, VLErrorRef error) { reply({url, error}); });
     });
-    EXPECT_TRUE(done->wait(kWait));
-    return found;
+    if (errorOut) *errorOut = error;
+    return url;
   }
   VLItemRef fetchItemForURL(const VLURL& url) {
-    auto done = VLSemaphore::make();
-    VLItemRef found;
-    manager->fetchItemForURL(url, [&, done](VLItemRef item, VLErrorRef) {
-      found = item;
-      done->signal();
-    });
-    EXPECT_TRUE(done->wait(kWait));
-    return found;
+    return await<VLItemRef>([&](auto reply) { manager->fetchItemForURL(url, [reply](VLItemRef item, VLErrorRef) { reply(item); }); });
   }
 
   // Observes `collection` (ordered newest first) and waits for its first reload.
@@ -246,8 +218,16 @@ class SimulatedTest : public ::testing::Test {
   std::shared_ptr<VLItemManager> manager;
   std::shared_ptr<VLProvider> provider;
   std::vector<std::shared_ptr<VLItemCollection>> collections;
-  std::vector<std::shared_ptr<Recorder>> recorders;
+  std::vector<std::shared_ptr<Recorder>> recorders;  // collections hold their delegates weakly
   int sourceCounter = 0;
 };
+
+// A picture whose orientation a thumbnail shows: red lower half, green upper half, as JPEG.
+inline std::string redGreenJPEG() {
+  VLBitmap picture(50, 50);
+  picture.fillRect(0, 0, 50, 25, 1, 0, 0, 1);
+  picture.fillRect(0, 25, 50, 25, 0, 1, 0, 1);
+  return VLImageCodec::encodeJPEG(picture).stringValue();
+}
 
 }  // namespace simtest

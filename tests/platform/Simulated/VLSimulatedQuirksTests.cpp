@@ -151,11 +151,7 @@ TEST_F(VLSimulatedQuirks, UserStateFaults) {
 }
 
 TEST_F(VLSimulatedQuirks, ThumbnailFaults) {
-  VLBitmap picture(50, 50);
-  picture.fillRect(0, 0, 50, 25, 1, 0, 0, 1);
-  picture.fillRect(0, 25, 50, 25, 0, 1, 0, 1);
-  std::string jpeg = VLImageCodec::encodeJPEG(picture).stringValue();
-
+  std::string jpeg = simtest::redGreenJPEG();
   start("thumbnails-upside-down");
   auto flipped = thumbnailOf(importFile("p.jpeg", jpeg));
   ASSERT_TRUE(flipped);

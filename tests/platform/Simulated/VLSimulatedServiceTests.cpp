@@ -29,23 +29,19 @@ class VLSimulatedService : public simtest::SimulatedTest {
     EXPECT_TRUE(done->wait(simtest::kWait));
     return proxy;
   }
-  VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
-    auto done = VLSemaphore::make();
-    VLErrorRef result;
-    proxy->validation_evictDocumentWithCompletionHandler([&, done](VLErrorRef error) {
-      result = error;
-      done->signal();
+  std::pair<bool, VLValue::Dictionary> allow(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
+    return simtest::await<std::pair<bool, VLValue::Dictionary>>([&](auto reply) {
+      proxy->validation_allowValidation([reply](bool allowed, const VLValue::Dictionary& options) { reply({allowed, options}); });
     });
-    EXPECT_TRUE(done->wait(simtest::kWait));
-    return result;
   }
-  // Waits until the file is reported uploaded (the upload follows the import on the service queue).
-  VLItemRef uploaded(const VLItemRef& item) { return lookup(item->itemIdentifier()); }
+  VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
+    return simtest::await<VLErrorRef>([&](auto reply) { proxy->validation_evictDocumentWithCompletionHandler(reply); });
+  }
 };
 
 TEST_F(VLSimulatedService, EvictionLeavesOnlyAPlaceholderAndReadingBringsTheBytesBack) {
   auto file = importFile("big.dat", std::string(512000, '\0'));
-  ASSERT_TRUE(uploaded(file)->isUploaded());
+  ASSERT_TRUE(lookup(file->itemIdentifier())->isUploaded());
   auto url = fetchURL(file, false);
   auto proxy = proxyFor(file);
   ASSERT_TRUE(proxy);
@@ -73,20 +69,16 @@ TEST_F(VLSimulatedService, EvictionLeavesOnlyAPlaceholderAndReadingBringsTheByte
 TEST_F(VLSimulatedService, DownloadAndEvictActionsChangeTransferState) {
   auto items = observeContainer(KsVaultlineRootContainerItemIdentifier);
   auto file = importFile("doc.txt", "body");
-  ASSERT_TRUE(uploaded(file)->isUploaded());
+  ASSERT_TRUE(lookup(file->itemIdentifier())->isUploaded());
   ASSERT_FALSE(perform(VLEvictOperation::make({file})));
   EXPECT_GE(items->waitFor([](const Event& e) { return e.item && e.item->filename() == "doc.txt" && !e.item->isDownloaded(); }), 0);
   EXPECT_FALSE(fs::exists(fetchURL(file, true)->path()));
 
-  auto done = VLSemaphore::make();
-  std::vector<VLItemRef> downloaded;
   auto download = VLDownloadOperation::make({file});
-  download->setDownloadCompletionBlock([&, done](const std::vector<VLItemRef>& items, VLErrorRef) {
-    downloaded = items;
-    done->signal();
+  auto downloaded = simtest::await<std::vector<VLItemRef>>([&](auto reply) {
+    download->setDownloadCompletionBlock([reply](const std::vector<VLItemRef>& items, VLErrorRef) { reply(items); });
+    manager->scheduleAction(download);
   });
-  manager->scheduleAction(download);
-  ASSERT_TRUE(done->wait(simtest::kWait));
   ASSERT_EQ(downloaded.size(), 1u);
   EXPECT_TRUE(downloaded[0]->isDownloaded());
   EXPECT_FALSE(downloaded[0]->isDownloading());
@@ -95,11 +87,7 @@ TEST_F(VLSimulatedService, DownloadAndEvictActionsChangeTransferState) {
 }
 
 TEST_F(VLSimulatedService, ThumbnailsShowThePictureOncePerItem) {
-  VLBitmap picture(50, 50);
-  picture.fillRect(0, 0, 50, 25, 1, 0, 0, 1);
-  picture.fillRect(0, 25, 50, 25, 0, 1, 0, 1);
-  std::string jpeg = VLImageCodec::encodeJPEG(picture).stringValue();
-  auto image = importFile("picture.jpeg", jpeg);
+  auto image = importFile("picture.jpeg", simtest::redGreenJPEG());
   auto text = importFile("plain.txt", "no picture");
   EXPECT_EQ(image->typeIdentifier(), "public.jpeg");
 
@@ -129,14 +117,7 @@ TEST_F(VLSimulatedService, ValidationServiceAnswersWithTheProvidersOptions) {
   start("alternate-root=Validation,syncing=no,working-set=no");
   auto proxy = proxyFor(root());
   ASSERT_TRUE(proxy);
-  auto done = VLSemaphore::make();
-  bool allowed = false;
-  VLValue::Dictionary options;
-  proxy->validation_allowValidation([&, done](bool a, const VLValue::Dictionary& o) {
-    allowed = a, options = o;
-    done->signal();
-  });
-  ASSERT_TRUE(done->wait(simtest::kWait));
+  auto [allowed, options] = allow(proxy);
   EXPECT_TRUE(allowed);
   ASSERT_TRUE(options.count(KsVaultlineValidationOptionAlternateRootContainer));
   auto alternate = lookup(*options[KsVaultlineValidationOptionAlternateRootContainer].string());
@@ -161,14 +142,7 @@ TEST_F(VLSimulatedService, ConnectionsFailUntilResumedAndServicesCanBeAbsentOrRe
 
   start("validation-refused,internal-build=yes");
   EXPECT_TRUE(service->deviceBooleanProperty("InternalBuild"));
-  auto done = VLSemaphore::make();
-  bool allowed = true;
-  proxyFor(root())->validation_allowValidation([&, done](bool a, const VLValue::Dictionary&) {
-    allowed = a;
-    done->signal();
-  });
-  ASSERT_TRUE(done->wait(simtest::kWait));
-  EXPECT_FALSE(allowed);
+  EXPECT_FALSE(allow(proxyFor(root())).first);
 
   start("no-validation-service");
   EXPECT_FALSE(proxyFor(root()));
@@ -188,14 +162,10 @@ TEST_F(VLSimulatedService, OlderRevisionOffersOnlyTheOlderInitialisers) {
   start("domain=work");
   EXPECT_TRUE(VLFetchItemOperation::classExists());
   auto fetch = VLFetchItemOperation::make(VLItemID::makeWithProviderDomainID(provider->identifier(), KsVaultlineRootContainerItemIdentifier));
-  auto done = VLSemaphore::make();
-  VLItemRef fetched;
-  fetch->setFetchCompletionBlock([&, done](VLItemRef item, VLErrorRef) {
-    fetched = item;
-    done->signal();
+  auto fetched = simtest::await<VLItemRef>([&](auto reply) {
+    fetch->setFetchCompletionBlock([reply](VLItemRef item, VLErrorRef) { reply(item); });
+    manager->scheduleAction(fetch);
   });
-  manager->scheduleAction(fetch);
-  ASSERT_TRUE(done->wait(simtest::kWait));
   ASSERT_TRUE(fetched);
   EXPECT_EQ(fetched->itemIdentifier(), KsVaultlineRootContainerItemIdentifier);
   auto rootItems = observe(manager->newCollectionWithItemID(itemID(KsVaultlineRootContainerItemIdentifier)));
