@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Simulated/Simulated.h"
+#include "support/Await.h"
 
 namespace simtest {
 
@@ -114,19 +115,6 @@ class Recorder : public VLItemCollectionDelegate {
   int batches_ = 0;
 };
 
-// Starts `call` with a reply function and blocks until the reply comes.
-template <class T, class Call>
-T await(Call call) {
-  auto done = VLSemaphore::make();
-  auto value = std::make_shared<T>();
-  call([done, value](T answer) {
-    *value = std::move(answer);
-    done->signal();
-  });
-  EXPECT_TRUE(done->wait(kWait)) << "no reply";
-  return *value;
-}
-
 // Installs a fresh simulated service per test and offers blocking helpers.
 class SimulatedTest : public ::testing::Test {
  protected:
@@ -144,13 +132,13 @@ class SimulatedTest : public ::testing::Test {
 
   // Runs `action` and returns the error it completed with.
   VLErrorRef perform(const std::shared_ptr<VLActionOperation>& action) {
-    return await<VLErrorRef>([&](auto reply) {
+    return vl_await<VLErrorRef>([&](auto reply) {
       action->setActionCompletionBlock(reply);
       manager->scheduleAction(action);
     });
   }
   VLItemRef lookup(const std::string& identifier) {
-    return await<VLItemRef>([&](auto reply) {
+    return vl_await<VLItemRef>([&](auto reply) {
       manager->fetchItemForItemID(itemID(identifier), [reply](VLItemRef item, VLErrorRef) { reply(item); });
     });
   }
@@ -180,7 +168,7 @@ class SimulatedTest : public ::testing::Test {
   }
   VLItemRef createFolder(const std::string& name, VLItemRef parent = nullptr, VLErrorRef* errorOut = nullptr) {
     auto operation = VLCreateFolderOperation::make(parent ? parent : root(), name);
-    auto [created, error] = await<std::pair<VLItemRef, VLErrorRef>>([&](auto reply) {
+    auto [created, error] = vl_await<std::pair<VLItemRef, VLErrorRef>>([&](auto reply) {
       operation->setCreateFolderCompletionBlock([reply](VLItemRef item, VLErrorRef error) { reply({item, error}); });
       manager->scheduleAction(operation);
     });
@@ -188,14 +176,14 @@ class SimulatedTest : public ::testing::Test {
     return created;
   }
   std::optional<VLURL> fetchURL(const VLItemRef& item, bool placeholder, VLErrorRef* errorOut = nullptr) {
-    auto [url, error] = await<std::pair<std::optional<VLURL>, VLErrorRef>>([&](auto reply) {
+    auto [url, error] = vl_await<std::pair<std::optional<VLURL>, VLErrorRef>>([&](auto reply) {
       manager->fetchURLForItem(item, placeholder, [reply](std::optional<VLURL> url, VLErrorRef error) { reply({url, error}); });
     });
     if (errorOut) *errorOut = error;
     return url;
   }
   VLItemRef fetchItemForURL(const VLURL& url) {
-    return await<VLItemRef>([&](auto reply) { manager->fetchItemForURL(url, [reply](VLItemRef item, VLErrorRef) { reply(item); }); });
+    return vl_await<VLItemRef>([&](auto reply) { manager->fetchItemForURL(url, [reply](VLItemRef item, VLErrorRef) { reply(item); }); });
   }
 
   // Observes `collection` (ordered newest first) and waits for its first reload.

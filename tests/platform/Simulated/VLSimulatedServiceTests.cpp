@@ -30,12 +30,12 @@ class VLSimulatedService : public simtest::SimulatedTest {
     return proxy;
   }
   std::pair<bool, VLValue::Dictionary> allow(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
-    return simtest::await<std::pair<bool, VLValue::Dictionary>>([&](auto reply) {
+    return vl_await<std::pair<bool, VLValue::Dictionary>>([&](auto reply) {
       proxy->validation_allowValidation([reply](bool allowed, const VLValue::Dictionary& options) { reply({allowed, options}); });
     });
   }
   VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
-    return simtest::await<VLErrorRef>([&](auto reply) { proxy->validation_evictDocumentWithCompletionHandler(reply); });
+    return vl_await<VLErrorRef>([&](auto reply) { proxy->validation_evictDocumentWithCompletionHandler(reply); });
   }
 };
 
@@ -75,7 +75,7 @@ TEST_F(VLSimulatedService, DownloadAndEvictActionsChangeTransferState) {
   EXPECT_FALSE(fs::exists(fetchURL(file, true)->path()));
 
   auto download = VLDownloadOperation::make({file});
-  auto downloaded = simtest::await<std::vector<VLItemRef>>([&](auto reply) {
+  auto downloaded = vl_await<std::vector<VLItemRef>>([&](auto reply) {
     download->setDownloadCompletionBlock([reply](const std::vector<VLItemRef>& items, VLErrorRef) { reply(items); });
     manager->scheduleAction(download);
   });
@@ -162,7 +162,7 @@ TEST_F(VLSimulatedService, OlderRevisionOffersOnlyTheOlderInitialisers) {
   start("domain=work");
   EXPECT_TRUE(VLFetchItemOperation::classExists());
   auto fetch = VLFetchItemOperation::make(VLItemID::makeWithProviderDomainID(provider->identifier(), KsVaultlineRootContainerItemIdentifier));
-  auto fetched = simtest::await<VLItemRef>([&](auto reply) {
+  auto fetched = vl_await<VLItemRef>([&](auto reply) {
     fetch->setFetchCompletionBlock([reply](VLItemRef item, VLErrorRef) { reply(item); });
     manager->scheduleAction(fetch);
   });

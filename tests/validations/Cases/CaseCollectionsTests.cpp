@@ -5,6 +5,7 @@
 #include "Simulated/Simulated.h"
 #include "Simulated/VLSimulatedCollection.h"
 #include "Validations/Validations.h"
+#include "support/Await.h"
 
 namespace {
 
@@ -38,12 +39,15 @@ struct Observed {
   std::vector<std::pair<Scope, std::string>> scopes;
 };
 
+Validator run(const std::shared_ptr<VLValidationCase>& validationCase) {
+  auto validator = VLValidator::make();
+  vl_await<bool>([&](auto reply) { validationCase->performWithValidator(validator, [reply] { reply(true); }); });
+  return validator;
+}
+
 Observed observe(const std::shared_ptr<VLProvider>& provider) {
   auto validationCase = VLValidationCase::make<CaseObservingSuite>("validateObserving:", provider);
-  auto validator = VLValidator::make();
-  auto done = VLSemaphore::make(0);
-  validationCase->performWithValidator(validator, [done] { done->signal(); });
-  EXPECT_TRUE(done->wait(30));
+  auto validator = run(validationCase);
   Observed observed{validationCase, validator, {}, {}};
   for (const auto& stream : validationCase->streams) observed.streamNames.push_back(stream->streamDescription());
   for (const auto& collection : validationCase->observed) {
@@ -61,9 +65,7 @@ Observed observe(const std::shared_ptr<VLProvider>& provider) {
 std::shared_ptr<VLSimulatedProviderService> eligibleService(const std::string& settings) {
   auto service = VLSimulatedProviderService::make("alternate-root=Validation," + settings);
   service->install();
-  auto done = VLSemaphore::make(0);
-  determineValidationEligibility(service->provider(), [done](bool) { done->signal(); });
-  EXPECT_TRUE(done->wait(10));
+  vl_await<bool>([&](auto reply) { determineValidationEligibility(service->provider(), reply); });
   return service;
 }
 
@@ -112,10 +114,7 @@ TEST(CaseCollections, StreamsNeedARunningCaseBoundToAProvider) {
   auto unbound = VLValidationCase::make<CaseObservingSuite>("validateObserving:", nullptr);
   EXPECT_THROW(unbound->newCollectionStreamWithIdentifier("x"), VLException);
   // Inside a run the same mistake becomes a failed expectation, not a crash.
-  auto validator = VLValidator::make();
-  auto done = VLSemaphore::make(0);
-  unbound->performWithValidator(validator, [done] { done->signal(); });
-  EXPECT_TRUE(done->wait(30));
+  auto validator = run(unbound);
   EXPECT_EQ(validator->result(), VLValidationResultFailed);
   EXPECT_EQ(validator->handledExpectations().at(0)->description(),
             "Validation encountered an exception: newCollectionStreamWithIdentifier needs a case bound to a provider");

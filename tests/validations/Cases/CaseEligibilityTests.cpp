@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Validations/Validations.h"
+#include "support/Await.h"
 #include "support/BrokenServiceRoad.h"
 #include "support/CaseTestLogCapture.h"
 #include "support/TestItems.h"
@@ -15,25 +16,11 @@ std::shared_ptr<VLSimulatedProviderService> install(const std::string& settings)
 }
 
 bool decideEligibility(const std::shared_ptr<VLProvider>& provider) {
-  auto done = VLSemaphore::make(0);
-  auto answer = std::make_shared<bool>(false);
-  determineValidationEligibility(provider, [done, answer](bool eligible) {
-    *answer = eligible;
-    done->signal();
-  });
-  EXPECT_TRUE(done->wait(10));
-  return *answer;
+  return vl_await<bool>([&](auto reply) { determineValidationEligibility(provider, reply); });
 }
 
 std::shared_ptr<VLRemoteObjectProxy> reachProxy(const std::shared_ptr<VLProvider>& provider) {
-  auto done = VLSemaphore::make(0);
-  auto found = std::make_shared<std::shared_ptr<VLRemoteObjectProxy>>();
-  performWithValidationProxy(provider, [done, found](std::shared_ptr<VLRemoteObjectProxy> proxy) {
-    *found = std::move(proxy);
-    done->signal();
-  });
-  EXPECT_TRUE(done->wait(10));
-  return *found;
+  return vl_await<std::shared_ptr<VLRemoteObjectProxy>>([&](auto reply) { performWithValidationProxy(provider, reply); });
 }
 
 void expectUntouched(const VLProvider& provider) {
@@ -128,15 +115,10 @@ HelperAnswer fetchHelper(const std::string& identifier) {
   auto suiteClass = VLValidationCase::describeSuiteClass<CaseServiceSuite>(
       {{"validateNothing:", &CaseServiceSuite::validateNothing}});
   auto validationCase = VLValidationCase::makeWithSuiteClass(suiteClass, "validateNothing:", nullptr, std::nullopt);
-  auto done = VLSemaphore::make(0);
-  auto answer = std::make_shared<HelperAnswer>();
-  validationCase->fetchValidationHelperForItem(vl_testItem(identifier, "item"),
-                                               [done, answer](std::shared_ptr<VLRemoteObjectProxy> proxy, VLErrorRef error) {
-                                                 *answer = {std::move(proxy), std::move(error)};
-                                                 done->signal();
-                                               });
-  EXPECT_TRUE(done->wait(10));
-  return *answer;
+  return vl_await<HelperAnswer>([&](auto reply) {
+    validationCase->fetchValidationHelperForItem(vl_testItem(identifier, "item"),
+                                                 [reply](auto proxy, VLErrorRef error) { reply({proxy, error}); });
+  });
 }
 
 TEST(CaseValidationHelper, PassesFailuresOnWithoutLogging) {

@@ -4,6 +4,7 @@
 
 #include "Simulated/Simulated.h"
 #include "Validations/Validations.h"
+#include "support/Await.h"
 
 namespace {
 
@@ -56,25 +57,13 @@ const bool kRegistered = [] {
   return true;
 }();
 
-template <class T, class Start>
-T await(Start start) {
-  auto done = VLSemaphore::make(0);
-  auto value = std::make_shared<T>();
-  start([done, value](T answer) {
-    *value = std::move(answer);
-    done->signal();
-  });
-  EXPECT_TRUE(done->wait(30));
-  return *value;
-}
-
 TEST(CaseEndToEnd, ARunnerListsRunsAndCleansUpAgainstTheSimulatedProvider) {
   ASSERT_TRUE(kRegistered);
   auto service = VLSimulatedProviderService::make();
   service->install();
   auto provider = service->provider();
 
-  EXPECT_TRUE(await<bool>([&](auto reply) { determineValidationEligibility(provider, reply); }));
+  EXPECT_TRUE(vl_await<bool>([&](auto reply) { determineValidationEligibility(provider, reply); }));
   EXPECT_EQ(provider->alternateRootContainer(), service->validationRootIdentifier());
 
   auto cases = VLValidationCase::allValidationsForProvider(provider);
@@ -86,7 +75,7 @@ TEST(CaseEndToEnd, ARunnerListsRunsAndCleansUpAgainstTheSimulatedProvider) {
   EXPECT_EQ(validationCase->provider(), provider);
 
   auto validator = VLValidator::make();
-  await<bool>([&](auto reply) { validationCase->performWithValidator(validator, [reply] { reply(true); }); });
+  vl_await<bool>([&](auto reply) { validationCase->performWithValidator(validator, [reply] { reply(true); }); });
   EXPECT_EQ(validator->result(), VLValidationResultPassed) << validator->description();
   EXPECT_GT(validator->runtime(), 0.0);
   auto handled = validator->handledExpectations();
@@ -99,7 +88,7 @@ TEST(CaseEndToEnd, ARunnerListsRunsAndCleansUpAgainstTheSimulatedProvider) {
   auto fetch = [&](const std::string& identifier) {
     auto itemID = VLItemID::makeWithProviderIdentifier(
         provider->providerIdentifier(), provider->domain() ? provider->domain()->identifier : std::nullopt, identifier);
-    return await<VLItemRef>([&](auto reply) {
+    return vl_await<VLItemRef>([&](auto reply) {
       VLItemManager::defaultManager()->fetchItemForItemID(itemID, [reply](VLItemRef item, VLErrorRef) { reply(item); });
     });
   };

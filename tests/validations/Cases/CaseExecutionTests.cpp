@@ -3,6 +3,7 @@
 
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
+#include "support/Await.h"
 #include "support/TestItems.h"
 
 namespace {
@@ -65,9 +66,7 @@ std::shared_ptr<CaseRunSuite> makeCase(const std::string& selector, std::optiona
 
 Validator run(const std::shared_ptr<VLValidationCase>& validationCase) {
   auto validator = VLValidator::make();
-  auto done = VLSemaphore::make(0);
-  validationCase->performWithValidator(validator, [done] { done->signal(); });
-  EXPECT_TRUE(done->wait(30));
+  vl_await<bool>([&](auto reply) { validationCase->performWithValidator(validator, [reply] { reply(true); }); });
   return validator;
 }
 
