@@ -111,18 +111,15 @@ void discoverWithLogOnStandardError(const VLValidationSuiteClassRef& suiteClass)
   VLValidationCase::validationsOfSuiteClasses({suiteClass});
 }
 
-TEST(CaseDiscoveryDeathTest, AValidationWithVariantsNeedsVariantOperations) {
-  auto suiteClass = VLValidationCase::describeSuiteClass<VariantlessSuite>(
+TEST(CaseDiscoveryDeathTest, MalformedValidationsStopTheProcess) {
+  auto variantless = VLValidationCase::describeSuiteClass<VariantlessSuite>(
       {{"validateSomething:variant:", &VariantlessSuite::validateSomething}});
-  EXPECT_DEATH(discoverWithLogOnStandardError(suiteClass),
+  EXPECT_DEATH(discoverWithLogOnStandardError(variantless),
                "\\[CRIT\\] \\[ASSERT\\] ‼️ Selector validateSomething:variant: on class VariantlessSuite expects "
                "variants, but the class doesn't define variant selectors\\.");
-}
-
-TEST(CaseDiscoveryDeathTest, AValidationWithoutArgumentsStops) {
-  auto suiteClass = VLValidationCase::describeSuiteClass<ArgumentlessSuite>(
+  auto argumentless = VLValidationCase::describeSuiteClass<ArgumentlessSuite>(
       {{"validateWithoutArguments", &ArgumentlessSuite::validateWithoutArguments}});
-  EXPECT_DEATH(discoverWithLogOnStandardError(suiteClass), "\\[CRIT\\] .*validateWithoutArguments on class ArgumentlessSuite");
+  EXPECT_DEATH(discoverWithLogOnStandardError(argumentless), "\\[CRIT\\] .*validateWithoutArguments on class ArgumentlessSuite");
 }
 
 // ---- The process-wide registry ------------------------------------------------------------

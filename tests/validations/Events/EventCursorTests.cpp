@@ -59,10 +59,12 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
   auto expected = VLExpectedEvent::eventWithType(VLEventInsert, [](VLExpectedItem& item) {
     item.setFilename("c");
     item.setDocumentSize(6);
+    item.setTrashed(true);
   });
   EXPECT_EQ(cursor->check(expected, 0), nullptr);
   EXPECT_EQ(lastHandled()->comment(), "Closest match was\n" + vl_prettyDescription(sized->item()) +
-                                          "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6");
+                                          "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
+                                          "\ntrashed: got 0, but expected 1");
   EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
 }
 

@@ -86,20 +86,6 @@ TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
   EXPECT_EQ(any->description(), "<VLExpectedEvent: " + any->addressDescription() + ", " + any->eventDescription() + ">");
 }
 
-TEST(ExpectedEvent, NonmatchingReasonListsEveryDifferingKey) {
-  auto expected = expectInsert([](VLExpectedItem& item) {
-    item.setFilename("a");
-    item.setDocumentSize(6);
-    item.setTrashed(true);
-  });
-  auto candidate = insertOf("a", [](VLItemAttributes& a) { a.documentSize = 5; });
-  EXPECT_FALSE(expected->matchesEvent(candidate));
-  EXPECT_EQ(expected->closestMatch()->nonmatchingReasonForExpectedEvent(*expected),
-            "Closest match was\n" + vl_prettyDescription(candidate->item()) +
-                "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6\ntrashed: got 0, but "
-                "expected 1");
-}
-
 TEST(ExpectedEvent, TracesWhyACandidateWasRejected) {
   std::vector<std::string> lines;
   VLLog::setSink([&](VLLogLevel, const std::string& line) { lines.push_back(line); });
