@@ -39,16 +39,19 @@ class RankWatcher : public VLItemCollectionDelegate {
       }
     }
   }
-  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&, const VLIndexPaths&, const VLIndexPaths&) override {}
-  void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection&, const ReplayBlock& replay) override { replay(*this); }
+  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&, const VLIndexPaths&,
+                                                        const VLIndexPaths&) override {}
+  void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection&, const ReplayBlock& replay) override {
+    replay(*this);
+  }
   void collectionDidEncounterError(VLItemCollection&, const VLErrorRef&) override { seen_->signal(); }
   void collectionDidUpdateObservedItem(VLItemCollection&, const VLItemRef&) override {}
 
  private:
   std::shared_ptr<VLSemaphore> seen_ = VLSemaphore::make();
   std::mutex mutex_;
-  int64_t wanted_ = -1;             // guarded by mutex_
-  Clock::time_point seenAt_;        // guarded by mutex_
+  int64_t wanted_ = -1;       // guarded by mutex_
+  Clock::time_point seenAt_;  // guarded by mutex_
 };
 
 VLItemRef makeFolder(const VLSimulatedProviderService& service, const std::string& name) {

@@ -4,8 +4,7 @@
 
 VLData::VLData() : bytes_(std::make_shared<const std::vector<uint8_t>>()) {}
 
-VLData::VLData(std::vector<uint8_t> bytes)
-    : bytes_(std::make_shared<const std::vector<uint8_t>>(std::move(bytes))) {}
+VLData::VLData(std::vector<uint8_t> bytes) : bytes_(std::make_shared<const std::vector<uint8_t>>(std::move(bytes))) {}
 
 VLData::VLData(const void* bytes, size_t length)
     : VLData(std::vector<uint8_t>(static_cast<const uint8_t*>(bytes), static_cast<const uint8_t*>(bytes) + length)) {}

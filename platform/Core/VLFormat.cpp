@@ -70,7 +70,10 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       into = std::to_string(value);
       return true;
     };
-    if (*p == '*') { ++p; takeStar(width); }
+    if (*p == '*') {
+      ++p;
+      takeStar(width);
+    }
     while (*p >= '0' && *p <= '9') width += *p++;
     bool hasPrecision = false;
     if (*p == '.') {
@@ -118,20 +121,29 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
       case '@':
       case 's':
       case 'S':
-        if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) { mismatch(); break; }
+        if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) {
+          mismatch();
+          break;
+        }
         out += (width.empty() && !hasPrecision) ? a.text : printfOne(plainSpec + "s", a.text.c_str());
         break;
       case 'd':
       case 'i':
-        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(pattern + "lld", (long long)a.signedValue);
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(pattern + "llu", (unsigned long long)a.unsignedValue);
-        else mismatch();
+        if (a.kind == VLFormatArgument::Kind::Signed)
+          out += printfOne(pattern + "lld", (long long)a.signedValue);
+        else if (a.kind == VLFormatArgument::Kind::Unsigned)
+          out += printfOne(pattern + "llu", (unsigned long long)a.unsignedValue);
+        else
+          mismatch();
         break;
       case 'c':
       case 'C':  // %c reads an int
-        if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(plainSpec + "c", int(a.signedValue));
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(plainSpec + "c", int(a.unsignedValue));
-        else mismatch();
+        if (a.kind == VLFormatArgument::Kind::Signed)
+          out += printfOne(plainSpec + "c", int(a.signedValue));
+        else if (a.kind == VLFormatArgument::Kind::Unsigned)
+          out += printfOne(plainSpec + "c", int(a.unsignedValue));
+        else
+          mismatch();
         break;
       case 'u':
       case 'x':
@@ -145,20 +157,26 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
           unsigned long long bits = (unsigned long long)a.signedValue;
           if (a.integerBytes < 8) bits &= (1ULL << (8 * a.integerBytes)) - 1;
           out += printfOne(pattern + tail, bits);
-        }
-        else mismatch();
+        } else
+          mismatch();
         break;
       }
       case 'p':
-        if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double) mismatch();
-        else out += printfOne(plainSpec + "p", a.pointer);
+        if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double)
+          mismatch();
+        else
+          out += printfOne(plainSpec + "p", a.pointer);
         break;
       default: {  // floating conversions; integers are converted, as a reader would expect
         std::string tail(1, conversion);
-        if (a.kind == VLFormatArgument::Kind::Double) out += printfOne(pattern + tail, a.doubleValue);
-        else if (a.kind == VLFormatArgument::Kind::Signed) out += printfOne(pattern + tail, double(a.signedValue));
-        else if (a.kind == VLFormatArgument::Kind::Unsigned) out += printfOne(pattern + tail, double(a.unsignedValue));
-        else mismatch();
+        if (a.kind == VLFormatArgument::Kind::Double)
+          out += printfOne(pattern + tail, a.doubleValue);
+        else if (a.kind == VLFormatArgument::Kind::Signed)
+          out += printfOne(pattern + tail, double(a.signedValue));
+        else if (a.kind == VLFormatArgument::Kind::Unsigned)
+          out += printfOne(pattern + tail, double(a.unsignedValue));
+        else
+          mismatch();
         break;
       }
     }

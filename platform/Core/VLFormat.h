@@ -34,7 +34,7 @@ class VLFormatArgument {
   uint64_t unsignedValue = 0;
   double doubleValue = 0;
   const void* pointer = nullptr;
-  std::string text;  // what %@ prints (and %s for strings)
+  std::string text;           // what %@ prints (and %s for strings)
   unsigned integerBytes = 8;  // width of the caller's integer, so "%x" of a negative int prints as printf does
 
  private:
@@ -42,12 +42,17 @@ class VLFormatArgument {
   static unsigned promotedBytes(std::size_t bytes) { return unsigned(bytes < sizeof(int) ? sizeof(int) : bytes); }
   void assign(bool v) { kind = Kind::Signed, signedValue = v, integerBytes = sizeof(int), text = v ? "1" : "0"; }
   template <std::signed_integral T>
-  void assign(T v) { kind = Kind::Signed, signedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v); }
+  void assign(T v) {
+    kind = Kind::Signed, signedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v);
+  }
   template <std::unsigned_integral T>
-    requires(!std::same_as<T, bool>)
-  void assign(T v) { kind = Kind::Unsigned, unsignedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v); }
+  requires(!std::same_as<T, bool>) void assign(T v) {
+    kind = Kind::Unsigned, unsignedValue = v, integerBytes = promotedBytes(sizeof(T)), text = std::to_string(v);
+  }
   template <std::floating_point T>
-  void assign(T v) { kind = Kind::Double, doubleValue = v, text = VLValue(double(v)).description(); }
+  void assign(T v) {
+    kind = Kind::Double, doubleValue = v, text = VLValue(double(v)).description();
+  }
   void assign(const char* v) { kind = Kind::String, text = v ? v : "(null)"; }
   void assign(char* v) { assign(static_cast<const char*>(v)); }
   void assign(const std::string& v) { kind = Kind::String, text = v; }
@@ -57,26 +62,33 @@ class VLFormatArgument {
   void assign(const void* v) { kind = Kind::Pointer, pointer = v, text = "<pointer>"; }
   void assign(std::nullptr_t) { text = "(null)"; }
   template <class T>
-    requires std::derived_from<T, VLObject>
+  requires std::derived_from<T, VLObject>
   void assign(const std::shared_ptr<T>& v) {
     pointer = v.get();
     text = v ? v->description() : "(null)";
   }
   template <class T>
-    requires std::derived_from<T, VLObject>
+  requires std::derived_from<T, VLObject>
   void assign(const std::weak_ptr<T>& v) { assign(v.lock()); }
   template <class T>
   void assign(const std::optional<T>& v) {
-    if (v) assign(*v); else text = "(null)";
+    if (v)
+      assign(*v);
+    else
+      text = "(null)";
   }
   template <class T>
-    requires requires(const T& t) { { t.description() } -> std::convertible_to<std::string>; }
+  requires requires(const T& t) {
+    { t.description() } -> std::convertible_to<std::string>;
+  }
   void assign(const T& v) {
     pointer = &v;
     text = v.description();
   }
   template <std::size_t N>
-  void assign(const char (&v)[N]) { assign(static_cast<const char*>(v)); }
+  void assign(const char (&v)[N]) {
+    assign(static_cast<const char*>(v));
+  }
 };
 
 // Formats `format` with already converted arguments.

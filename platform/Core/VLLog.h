@@ -51,7 +51,7 @@ class VLLog {
 [[noreturn]] void vl_assertionFailure(const std::string& text);
 
 // Stops the process with "[CRIT] [ASSERT] ‼️ <formatted text>" unless `condition` holds.
-#define VL_ASSERT(condition, ...)                                                  \
-  do {                                                                             \
+#define VL_ASSERT(condition, ...)                                                          \
+  do {                                                                                     \
     if (!(condition)) ::vl_assertionFailure("[ASSERT] ‼️ " + ::VLFormat(__VA_ARGS__)); \
   } while (0)

@@ -6,9 +6,7 @@
 #include <cstdlib>
 #include <typeinfo>
 
-std::string VLObject::description() const {
-  return "<" + className() + ": " + addressDescription() + ">";
-}
+std::string VLObject::description() const { return "<" + className() + ": " + addressDescription() + ">"; }
 
 bool VLObject::isEqual(const VLObject& other) const { return this == &other; }
 

@@ -32,8 +32,7 @@ class VLValue {
   VLValue(std::nullptr_t) {}
   VLValue(bool value) : storage_(value) {}
   template <std::integral T>
-    requires(!std::same_as<T, bool>)
-  VLValue(T value) : storage_(static_cast<int64_t>(value)) {}
+  requires(!std::same_as<T, bool>) VLValue(T value) : storage_(static_cast<int64_t>(value)) {}
   VLValue(double value) : storage_(value) {}
   VLValue(const char* value) : storage_(std::string(value ? value : "")) {}
   VLValue(std::string value) : storage_(std::move(value)) {}
@@ -42,8 +41,7 @@ class VLValue {
   VLValue(Array value) : storage_(std::move(value)) {}
   VLValue(Dictionary value) : storage_(std::move(value)) {}
   template <class T>
-    requires std::derived_from<T, VLObject>
-  VLValue(std::shared_ptr<T> object) {
+  requires std::derived_from<T, VLObject> VLValue(std::shared_ptr<T> object) {
     if (object) storage_ = Object(std::move(object));
   }
   template <class T>
@@ -85,6 +83,5 @@ class VLValue {
   bool operator==(const VLValue& other) const { return isEqual(other); }
 
  private:
-  std::variant<std::monostate, bool, int64_t, double, std::string, VLDate, VLData, Array, Dictionary, Object>
-      storage_;
+  std::variant<std::monostate, bool, int64_t, double, std::string, VLDate, VLData, Array, Dictionary, Object> storage_;
 };

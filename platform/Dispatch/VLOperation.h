@@ -40,8 +40,8 @@ class VLOperation : public VLObject, public std::enable_shared_from_this<VLOpera
 
  private:
   mutable std::mutex mutex_;
-  bool started_ = false;                         // guarded by mutex_
-  bool finished_ = false;                        // guarded by mutex_
+  bool started_ = false;                          // guarded by mutex_
+  bool finished_ = false;                         // guarded by mutex_
   std::vector<std::function<void()>> observers_;  // guarded by mutex_
 };
 

@@ -48,10 +48,10 @@ class VLOperationQueue : public std::enable_shared_from_this<VLOperationQueue> {
   mutable std::mutex mutex_;
   OperationList operations_;  // guarded by mutex_
 
-  std::recursive_mutex notifyMutex_;             // serialises observer calls
+  std::recursive_mutex notifyMutex_;  // serialises observer calls
   std::mutex observersMutex_;
-  std::map<uint64_t, Observer> observers_;       // guarded by observersMutex_
-  uint64_t nextToken_ = 1;                       // guarded by observersMutex_
+  std::map<uint64_t, Observer> observers_;  // guarded by observersMutex_
+  uint64_t nextToken_ = 1;                  // guarded by observersMutex_
 };
 
 // Waits until `queue` has no unfinished operation, for at most `seconds`. Returns true if the

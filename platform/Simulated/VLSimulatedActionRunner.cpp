@@ -43,7 +43,8 @@ void moveOnDisk(const fs::path& from, const fs::path& to) {
 
 }  // namespace
 
-std::shared_ptr<VLSimulatedActionRunner> VLSimulatedActionRunner::make(std::shared_ptr<VLSimulatedStore> store, Later later) {
+std::shared_ptr<VLSimulatedActionRunner> VLSimulatedActionRunner::make(std::shared_ptr<VLSimulatedStore> store,
+                                                                       Later later) {
   auto importer = VLSimulatedImporter::make(store, std::move(later));
   return std::shared_ptr<VLSimulatedActionRunner>(new VLSimulatedActionRunner(std::move(store), std::move(importer)));
 }
@@ -58,7 +59,8 @@ std::function<void()> VLSimulatedActionRunner::perform(const std::shared_ptr<VLA
 std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_ptr<VLActionOperation>& action) {
   auto done = [action](VLErrorRef error) { return [action, error] { action->completeWithError(error); }; };
   if (auto copy = std::dynamic_pointer_cast<VLCopyOperation>(action)) return importer_->copyLocked(copy);
-  if (auto create = std::dynamic_pointer_cast<VLCreateFolderOperation>(action)) return importer_->createFolderLocked(create);
+  if (auto create = std::dynamic_pointer_cast<VLCreateFolderOperation>(action))
+    return importer_->createFolderLocked(create);
   if (auto rename = std::dynamic_pointer_cast<VLRenameOperation>(action)) return done(renameLocked(*rename));
   if (auto move = std::dynamic_pointer_cast<VLMoveOperation>(action)) return moveLocked(move);
   if (auto trash = std::dynamic_pointer_cast<VLTrashOperation>(action)) return done(trashLocked(trash->items()));
@@ -70,7 +72,8 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
   if (auto fetch = std::dynamic_pointer_cast<VLFetchItemOperation>(action)) {
     VLSimulatedNode* node = fetch->itemID() ? store_->nodeForItemIDLocked(*fetch->itemID()) : nullptr;
     VLItemRef item = node ? store_->lookupSnapshotLocked(*node) : nullptr;
-    VLErrorRef error = node ? nullptr : VLSimulatedErrors::noSuchItem(fetch->itemID() ? fetch->itemID()->itemIdentifier() : "(null)");
+    VLErrorRef error =
+        node ? nullptr : VLSimulatedErrors::noSuchItem(fetch->itemID() ? fetch->itemID()->itemIdentifier() : "(null)");
     return [fetch, item, error] { fetch->completeWithItem(item, error); };
   }
   if (auto evict = std::dynamic_pointer_cast<VLEvictOperation>(action)) {
@@ -85,7 +88,8 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
   }
   if (auto tags = std::dynamic_pointer_cast<VLSetTagsOperation>(action)) {
     if (tags->items().size() != tags->tagsLists().size()) {
-      return done(VLSimulatedErrors::invalidArgument(VLFormat("%lu tag lists for %lu items", tags->tagsLists().size(), tags->items().size())));
+      return done(VLSimulatedErrors::invalidArgument(
+          VLFormat("%lu tag lists for %lu items", tags->tagsLists().size(), tags->items().size())));
     }
     VLErrorRef first;
     for (size_t i = 0; i < tags->items().size(); ++i) {
@@ -103,8 +107,8 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
   }
   if (auto favorites = std::dynamic_pointer_cast<VLModifyFavoritesOperation>(action)) {
     if (favorites->itemsToFavorite().size() != favorites->favoriteRanks().size()) {
-      return done(VLSimulatedErrors::invalidArgument(VLFormat("%lu ranks for %lu items", favorites->favoriteRanks().size(),
-                                           favorites->itemsToFavorite().size())));
+      return done(VLSimulatedErrors::invalidArgument(
+          VLFormat("%lu ranks for %lu items", favorites->favoriteRanks().size(), favorites->itemsToFavorite().size())));
     }
     VLErrorRef first;
     for (size_t i = 0; i < favorites->itemsToFavorite().size(); ++i) {
@@ -137,7 +141,8 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
   return done(VLSimulatedErrors::notSupported("The simulated provider does not support " + action->className() + "."));
 }
 
-VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const std::string& parent, const std::string& name) {
+VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const std::string& parent,
+                                                   const std::string& name) {
   fs::path from = store_->pathLocked(node);
   std::string oldParent = node.parent;
   node.filename = name;
@@ -155,9 +160,11 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   if (!node) return error;
   if (node->kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be renamed.");
   std::string name = action.newName();
-  if (!VLSimulatedStore::isValidName(name)) return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
+  if (!VLSimulatedStore::isValidName(name))
+    return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
   if ((error = store_->collisionErrorLocked(node->parent, name, node->identifier))) return error;
-  if (store_->settings().has(Quirk::NoCollisionCheck) && store_->clashingChildLocked(node->parent, name, node->identifier)) {
+  if (store_->settings().has(Quirk::NoCollisionCheck) &&
+      store_->clashingChildLocked(node->parent, name, node->identifier)) {
     name = store_->uniqueNameLocked(node->parent, name);
   }
   fs::path from = store_->pathLocked(*node);
@@ -185,13 +192,16 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
     if (!destination) break;
     VLErrorRef error;
     VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-    if (node && node->kind == Kind::Root) error = VLSimulatedErrors::notSupported("The root container cannot be moved.");
+    if (node && node->kind == Kind::Root)
+      error = VLSimulatedErrors::notSupported("The root container cannot be moved.");
     if (node && !error && store_->isAncestorLocked(node->identifier, *destination)) {
       error = VLSimulatedErrors::invalidArgument(VLFormat("Cannot move \"%@\" into itself.", node->filename));
     }
     if (node && !error && node->parent != destination->identifier) {
       error = store_->collisionErrorLocked(destination->identifier, node->filename, node->identifier);
-      if (!error) reparentLocked(*node, destination->identifier, store_->uniqueNameLocked(destination->identifier, node->filename));
+      if (!error)
+        reparentLocked(*node, destination->identifier,
+                       store_->uniqueNameLocked(destination->identifier, node->filename));
     }
     if (error) {
       if (!first) first = error;
@@ -208,7 +218,8 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
   for (const auto& item : items) {
     VLErrorRef error;
     VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-    if (node && node->kind == Kind::Root) error = VLSimulatedErrors::notSupported("The root container cannot be trashed.");
+    if (node && node->kind == Kind::Root)
+      error = VLSimulatedErrors::notSupported("The root container cannot be trashed.");
     if (error) {
       if (!first) first = error;
       continue;
@@ -226,7 +237,8 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
   return first;
 }
 
-VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& items, const VLItemRef& restoreDirectory) {
+VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& items,
+                                                  const VLItemRef& restoreDirectory) {
   VLErrorRef first;
   VLSimulatedNode* restore = restoreDirectory ? store_->containerForItemLocked(restoreDirectory, &first) : nullptr;
   if (restoreDirectory && !restore) return first;
@@ -244,7 +256,8 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
       target = KsVaultlineRootContainerItemIdentifier;
     }
     if (!restore && store_->settings().has(Quirk::UntrashElsewhere)) {
-      VLSimulatedNode* recovered = store_->clashingChildLocked(KsVaultlineRootContainerItemIdentifier, kRecoveredFolderName);
+      VLSimulatedNode* recovered =
+          store_->clashingChildLocked(KsVaultlineRootContainerItemIdentifier, kRecoveredFolderName);
       if (!recovered || !recovered->isContainer()) {
         VLSimulatedNode folder;
         folder.parent = KsVaultlineRootContainerItemIdentifier;
@@ -278,7 +291,8 @@ VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& i
   for (const auto& item : items) {
     VLErrorRef error;
     VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-    if (node && node->kind == Kind::Root) error = VLSimulatedErrors::notSupported("The root container cannot be deleted.");
+    if (node && node->kind == Kind::Root)
+      error = VLSimulatedErrors::notSupported("The root container cannot be deleted.");
     if (error) {
       if (!first) first = error;
       continue;
@@ -337,12 +351,15 @@ std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_
 }
 
 VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
-  if (!store_->settings().syncing) return VLSimulatedErrors::notSupported("A provider that does not sync cannot evict local copies.");
+  if (!store_->settings().syncing)
+    return VLSimulatedErrors::notSupported("A provider that does not sync cannot evict local copies.");
   if (node.kind != Kind::File && node.kind != Kind::Package) {
-    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" is not a document; only documents can be evicted.", node.filename));
+    return VLSimulatedErrors::notSupported(
+        VLFormat("\"%@\" is not a document; only documents can be evicted.", node.filename));
   }
   if (!node.uploaded) {
-    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
+    return VLSimulatedErrors::notSupported(
+        VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
   if (!node.downloaded) return nullptr;
   if (!store_->settings().has(Quirk::EvictionKeepsContent)) {
@@ -380,7 +397,8 @@ bool VLSimulatedActionRunner::materialize(const std::string& path, VLErrorRef* e
   VLSimulatedNode* node = store_->nodeForPathLocked(path);
   if (!node || node->downloaded) return true;
   std::error_code code;
-  fs::copy(store_->serverCopyPath(node->identifier), path, fs::copy_options::recursive | fs::copy_options::overwrite_existing, code);
+  fs::copy(store_->serverCopyPath(node->identifier), path,
+           fs::copy_options::recursive | fs::copy_options::overwrite_existing, code);
   if (code) {
     if (error) *error = VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(path, false));
     return false;

@@ -73,7 +73,8 @@ int compareValues(const VLValue& a, const VLValue& b) {
 
 }  // namespace
 
-std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store, Scope scope) {
+std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store,
+                                                                   Scope scope) {
   return std::shared_ptr<VLSimulatedCollection>(new VLSimulatedCollection(std::move(store), std::move(scope)));
 }
 
@@ -132,7 +133,8 @@ void VLSimulatedCollection::sortEntries(std::vector<Entry>& entries) const {
   });
 }
 
-void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std::optional<Entry> observed, bool reload) {
+void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std::optional<Entry> observed,
+                                 bool reload) {
   if (entries) sortEntries(*entries);
   Posting posting;
   {
@@ -143,11 +145,12 @@ void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std:
   posting.entries = std::move(entries);
   posting.observed = std::move(observed);
   std::weak_ptr<VLItemCollection> weak = shared_from_this();
-  VLSimulatedTimer::shared().after(store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
-    auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
-    if (!self) return;
-    self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
-  });
+  VLSimulatedTimer::shared().after(
+      store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
+        auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
+        if (!self) return;
+        self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
+      });
 }
 
 void VLSimulatedCollection::deliver(const Posting& posting) {
@@ -171,21 +174,25 @@ void VLSimulatedCollection::deliver(const Posting& posting) {
   auto delegate = this->delegate();
   if (!delegate) return;
   if (!posting.entries) {
-    VLErrorRef error = scope_.error ? scope_.error
-                                    : VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
-                                                                   "The container \"" + scope_.identifier + "\" no longer exists.");
+    VLErrorRef error =
+        scope_.error ? scope_.error
+                     : VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
+                                                    "The container \"" + scope_.identifier + "\" no longer exists.");
     delegate->collectionDidEncounterError(*this, error);
     return;
   }
   if (posting.reload) {
     delegate->dataForCollectionShouldBeReloaded(*this);
   } else if (Changes changes = difference(before, *posting.entries); !changes.empty()) {
-    delegate->collectionDidPerformBatchUpdateWithReplayBlock(*this, [this, changes](VLItemCollectionIndexPathBasedDelegate& target) {
-      if (!changes.deleted.empty()) target.collectionDidDeleteItemsAtIndexPaths(*this, changes.deleted);
-      if (!changes.inserted.empty()) target.collectionDidInsertItemsAtIndexPaths(*this, changes.inserted);
-      if (!changes.updated.empty()) target.collectionDidUpdateItemsAtIndexPathsChanges(*this, changes.updated, changes.updateKeys);
-      if (!changes.movedTo.empty()) target.collectionDidMoveItemsFromIndexPathsToIndexPaths(*this, changes.movedFrom, changes.movedTo);
-    });
+    delegate->collectionDidPerformBatchUpdateWithReplayBlock(
+        *this, [this, changes](VLItemCollectionIndexPathBasedDelegate& target) {
+          if (!changes.deleted.empty()) target.collectionDidDeleteItemsAtIndexPaths(*this, changes.deleted);
+          if (!changes.inserted.empty()) target.collectionDidInsertItemsAtIndexPaths(*this, changes.inserted);
+          if (!changes.updated.empty())
+            target.collectionDidUpdateItemsAtIndexPathsChanges(*this, changes.updated, changes.updateKeys);
+          if (!changes.movedTo.empty())
+            target.collectionDidMoveItemsFromIndexPathsToIndexPaths(*this, changes.movedFrom, changes.movedTo);
+        });
   }
   if (observedChanged) delegate->collectionDidUpdateObservedItem(*this, posting.observed->item);
 }

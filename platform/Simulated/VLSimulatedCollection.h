@@ -67,9 +67,9 @@ class VLSimulatedCollection : public VLItemCollection {
   std::recursive_mutex deliveryMutex_;
 
   mutable std::mutex mutex_;
-  uint64_t generation_ = 0;                             // guarded by mutex_: bumped by start and stop
-  std::vector<VLSortDescriptor> descriptors_;           // guarded by mutex_
-  std::vector<VLSimulatedStore::Entry> delivered_;      // guarded by mutex_: the list the delegate last saw
-  uint64_t observedRevision_ = 0;                       // guarded by mutex_
-  bool failed_ = false;                                 // guarded by mutex_: the error was delivered
+  uint64_t generation_ = 0;                         // guarded by mutex_: bumped by start and stop
+  std::vector<VLSortDescriptor> descriptors_;       // guarded by mutex_
+  std::vector<VLSimulatedStore::Entry> delivered_;  // guarded by mutex_: the list the delegate last saw
+  uint64_t observedRevision_ = 0;                   // guarded by mutex_
+  bool failed_ = false;                             // guarded by mutex_: the error was delivered
 };

@@ -45,7 +45,7 @@ std::shared_ptr<VLSimulatedImporter> VLSimulatedImporter::make(std::shared_ptr<V
 }
 
 VLSimulatedNode* VLSimulatedImporter::importLocked(const std::string& source, const std::string& parent,
-                                                       const std::string& name, VLErrorRef* error) {
+                                                   const std::string& name, VLErrorRef* error) {
   std::error_code code;
   auto status = fs::status(source, code);
   if (!fs::exists(status)) {
@@ -158,7 +158,8 @@ std::function<void()> VLSimulatedImporter::createFolderLocked(const std::shared_
   VLItemRef created;
   VLSimulatedNode* parent = store_->containerForItemLocked(action->parentItem(), &error);
   std::string name = action->folderName();
-  if (parent && !VLSimulatedStore::isValidName(name)) error = VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid folder name.", name));
+  if (parent && !VLSimulatedStore::isValidName(name))
+    error = VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid folder name.", name));
   if (parent && !error) error = store_->collisionErrorLocked(parent->identifier, name);
   if (parent && !error) {
     name = store_->uniqueNameLocked(parent->identifier, name);
@@ -177,4 +178,3 @@ std::function<void()> VLSimulatedImporter::createFolderLocked(const std::shared_
   }
   return [action, created, error] { action->completeWithItem(created, error); };
 }
-

@@ -41,7 +41,8 @@ bool VLSimulatedItemManager::providerMatches(const std::string& part) const {
   return part == provider->providerIdentifier() || part == provider->identifier() || part == provider->providerID();
 }
 
-void VLSimulatedItemManager::fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider, ItemCompletion completion) {
+void VLSimulatedItemManager::fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider,
+                                                      ItemCompletion completion) {
   bool known = provider && providerMatches(provider->providerIdentifier());
   answer([known, provider, completion = std::move(completion), store = store_] {
     VLItemRef root;
@@ -59,7 +60,8 @@ void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, URLCompletio
     std::optional<VLURL> url;
     auto lock = store->lock();
     VLSimulatedNode* node = item ? store->nodeLocked(item->itemIdentifier()) : nullptr;
-    if (node) url = VLURL::fileURLWithPath(store->pathLocked(*node).string(), node->kind != VLSimulatedNode::Kind::File);
+    if (node)
+      url = VLURL::fileURLWithPath(store->pathLocked(*node).string(), node->kind != VLSimulatedNode::Kind::File);
     VLErrorRef error = node ? nullptr : noSuchItem(item ? item->itemIdentifier() : "(null)");
     return [completion, url, error] { completion(url, error); };
   });
@@ -94,7 +96,8 @@ void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, bool creatin
   });
 }
 
-void VLSimulatedItemManager::fetchItemForItemID(const std::shared_ptr<const VLItemID>& itemID, ItemCompletion completion) {
+void VLSimulatedItemManager::fetchItemForItemID(const std::shared_ptr<const VLItemID>& itemID,
+                                                ItemCompletion completion) {
   answer([itemID, completion = std::move(completion), store = store_] {
     auto lock = store->lock();
     VLSimulatedNode* node = itemID ? store->nodeForItemIDLocked(*itemID) : nullptr;
@@ -141,7 +144,8 @@ std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collectionForFolderIte
   return containerCollection(folder->itemIdentifier(), providerMatches(folder->providerIdentifier()));
 }
 
-std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionWithItemID(const std::shared_ptr<const VLItemID>& itemID) {
+std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionWithItemID(
+    const std::shared_ptr<const VLItemID>& itemID) {
   if (store_->settings().revision != VLSimulatedRevision::Current) {
     throw VLException("VLItemManager does not respond to newCollectionWithItemID: on this platform revision");
   }
@@ -149,15 +153,15 @@ std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionWithItemI
   return containerCollection(itemID->itemIdentifier(), providerMatches(itemID->providerPart()));
 }
 
-std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collectionWithIdentifier(const std::string& identifier,
-                                                                                   const std::optional<std::string>&,
-                                                                                   const std::string& providerIdentifier,
-                                                                                   const std::vector<std::string>&) {
+std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collectionWithIdentifier(
+    const std::string& identifier, const std::optional<std::string>&, const std::string& providerIdentifier,
+    const std::vector<std::string>&) {
   return containerCollection(identifier, providerMatches(providerIdentifier));
 }
 
 std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionForProvider(const std::string& providerID) {
-  if (!providerMatches(providerID)) return VLSimulatedCollection::make(store_, unavailable(noSuchItem("of another provider")));
+  if (!providerMatches(providerID))
+    return VLSimulatedCollection::make(store_, unavailable(noSuchItem("of another provider")));
   return VLSimulatedCollection::make(store_, {VLSimulatedCollection::ScopeKind::Provider, "", nullptr});
 }
 

@@ -19,9 +19,9 @@ struct VLSimulatedNode {
   enum class Kind { Root, Folder, File, Package };
 
   std::string identifier;
-  std::string parent;       // the trash container while trashed
-  std::string trashedFrom;  // the parent it had before it was trashed
-  std::string formerParent; // the folder it last moved out of (only with the move-out-as-update quirk)
+  std::string parent;        // the trash container while trashed
+  std::string trashedFrom;   // the parent it had before it was trashed
+  std::string formerParent;  // the folder it last moved out of (only with the move-out-as-update quirk)
   std::string filename;
   Kind kind = Kind::File;
   std::string typeIdentifier;
@@ -31,7 +31,7 @@ struct VLSimulatedNode {
   std::optional<int64_t> favoriteRank;
   std::vector<std::shared_ptr<const VLTag>> tags;
   bool trashed = false;
-  bool downloaded = true;            // the content is on disk at the item's path
+  bool downloaded = true;  // the content is on disk at the item's path
   bool uploaded = false;
   bool uploading = false;
   bool shared = false;

@@ -17,7 +17,8 @@
 namespace fs = std::filesystem;
 
 std::shared_ptr<VLSimulatedProviderService> VLSimulatedProviderService::make(const std::string& settings) {
-  return std::shared_ptr<VLSimulatedProviderService>(new VLSimulatedProviderService(VLSimulatedSettings::parse(settings)));
+  return std::shared_ptr<VLSimulatedProviderService>(
+      new VLSimulatedProviderService(VLSimulatedSettings::parse(settings)));
 }
 
 VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings settings) : settings_(std::move(settings)) {
@@ -34,9 +35,10 @@ VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings setti
   vl_declareSimulatedTypes(*types_);
   queue_ = VLDispatchQueue::make("simulated-provider-service");
   store_ = VLSimulatedStore::make(settings_, provider_, types_, fs::path(VLPlatform::temporaryDirectory().path()));
-  runner_ = VLSimulatedActionRunner::make(store_, [queue = queue_](std::chrono::microseconds delay, std::function<void()> task) {
-    VLSimulatedTimer::shared().after(delay, [queue, task = std::move(task)] { queue->async(task); });
-  });
+  runner_ = VLSimulatedActionRunner::make(
+      store_, [queue = queue_](std::chrono::microseconds delay, std::function<void()> task) {
+        VLSimulatedTimer::shared().after(delay, [queue, task = std::move(task)] { queue->async(task); });
+      });
   itemManager_ = VLSimulatedItemManager::make(runner_, queue_);
 }
 
@@ -59,11 +61,9 @@ bool VLSimulatedProviderService::offers(VLPlatformCapability capability) const {
     case VLPlatformCapability::ItemIDWithProviderIdentifier:
     case VLPlatformCapability::CopyWithURLs:
     case VLPlatformCapability::FetchItemOperationClass:
-    case VLPlatformCapability::NewCollectionWithItemID:
-      return current;
+    case VLPlatformCapability::NewCollectionWithItemID: return current;
     case VLPlatformCapability::ItemIDWithProviderID:
-    case VLPlatformCapability::CopyWithSourceURLs:
-      return !current;
+    case VLPlatformCapability::CopyWithSourceURLs: return !current;
   }
   return false;
 }
@@ -79,7 +79,8 @@ void VLSimulatedProviderService::getVaultlineServicesForItemAtURL(const VLURL& u
         error = VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
                                              VLFormat("No item of this provider is at %@.", url));
       } else if (store->settings().validationServicePresent) {
-        services[KsVaultlineValidationServiceV1Name] = VLSimulatedValidationService::make(runner, queue, node->identifier);
+        services[KsVaultlineValidationServiceV1Name] =
+            VLSimulatedValidationService::make(runner, queue, node->identifier);
       }
     }
     VLBackgroundQueue::shared().async([completion, services, error] { completion(services, error); });

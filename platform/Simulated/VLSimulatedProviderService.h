@@ -26,8 +26,7 @@ class VLSimulatedActionRunner;
 class VLSimulatedItemManager;
 class VLSimulatedStore;
 
-class VLSimulatedProviderService : public VLPlatform,
-                                   public std::enable_shared_from_this<VLSimulatedProviderService> {
+class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_from_this<VLSimulatedProviderService> {
  public:
   // Makes a service from a comma-separated list of quirk names and name=value settings,
   // e.g. "case-sensitive-names,upload-latency=200ms" (every name is listed in the README).

@@ -5,9 +5,9 @@
 #include "Vaultline/KsVaultlineValidationServiceV1.h"
 #include "Vaultline/VLConstants.h"
 
-std::shared_ptr<VLSimulatedServiceConnection> VLSimulatedServiceConnection::make(std::shared_ptr<VLSimulatedActionRunner> runner,
-                                                                                 std::shared_ptr<VLDispatchQueue> queue,
-                                                                                 std::string itemIdentifier) {
+std::shared_ptr<VLSimulatedServiceConnection> VLSimulatedServiceConnection::make(
+    std::shared_ptr<VLSimulatedActionRunner> runner, std::shared_ptr<VLDispatchQueue> queue,
+    std::string itemIdentifier) {
   return std::shared_ptr<VLSimulatedServiceConnection>(
       new VLSimulatedServiceConnection(std::move(runner), std::move(queue), std::move(itemIdentifier)));
 }

@@ -25,7 +25,8 @@ class VLSimulatedServiceConnection : public VLServiceConnection,
   void resume() override;
   void invalidate() override;
   std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxy() override;
-  std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(std::function<void(VLErrorRef)> handler) override;
+  std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
+      std::function<void(VLErrorRef)> handler) override;
 
   // For proxies: runs `work` on the service queue if the connection can carry calls, else
   // reports the failure to `handler` (if any). Either way on another thread, later.

@@ -41,9 +41,9 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
 }
 
 const std::vector<std::string> kSettingNames = {
-    "provider-identifier", "domain",           "syncing",           "working-set",
-    "alternate-root",      "validation-service", "internal-build",  "platform-revision",
-    "action-latency",      "collection-latency", "upload-latency",
+    "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
+    "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
+    "upload-latency",
 };
 
 std::string trim(const std::string& text) {
@@ -95,10 +95,12 @@ VLSimulatedSettings::Duration parseDuration(const std::string& name, const std::
 
 void applySetting(VLSimulatedSettings& settings, const std::string& name, const std::string& value) {
   if (name == "provider-identifier") {
-    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a non-empty identifier without '/'");
+    if (value.empty() || value.find('/') != std::string::npos)
+      badValue(name, value, "a non-empty identifier without '/'");
     settings.providerIdentifier = value;
   } else if (name == "domain") {
-    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a non-empty identifier without '/'");
+    if (value.empty() || value.find('/') != std::string::npos)
+      badValue(name, value, "a non-empty identifier without '/'");
     settings.domainIdentifier = value;
   } else if (name == "syncing") {
     settings.syncing = parseBool(name, value);

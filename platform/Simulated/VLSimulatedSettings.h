@@ -14,31 +14,31 @@
 
 // A deliberate fault that the service can be told to have. Each is off by default.
 enum class VLSimulatedQuirk {
-  CaseSensitiveNames,            // names differing only in case do not collide
-  NoCollisionCheck,              // a clashing copy silently gets another name
-  CollisionNamesOtherItem,       // the collision error carries another item than the existing one
-  RenameChangesIdentifier,       // a renamed item gets a new identifier
-  NoChildCount,                  // folders report no child item count
-  StaleChildCount,               // a folder's child count is not updated when children come or go
-  MoveOutAsUpdate,               // a move out of a folder shows there as an update, not a deletion
-  UntrashElsewhere,              // untrash restores into another folder than the original one
-  UntrashDetachesChildren,       // untrash puts a folder's children beside it instead of inside
+  CaseSensitiveNames,       // names differing only in case do not collide
+  NoCollisionCheck,         // a clashing copy silently gets another name
+  CollisionNamesOtherItem,  // the collision error carries another item than the existing one
+  RenameChangesIdentifier,  // a renamed item gets a new identifier
+  NoChildCount,             // folders report no child item count
+  StaleChildCount,          // a folder's child count is not updated when children come or go
+  MoveOutAsUpdate,          // a move out of a folder shows there as an update, not a deletion
+  UntrashElsewhere,         // untrash restores into another folder than the original one
+  UntrashDetachesChildren,  // untrash puts a folder's children beside it instead of inside
   TrashedChildrenStayInWorkingSet,
-  AllFilesPublicData,            // every file is typed "public.data"
+  AllFilesPublicData,  // every file is typed "public.data"
   ThumbnailsUpsideDown,
   NoThumbnails,
-  EvictionKeepsContent,          // eviction reports "not downloaded" but leaves the bytes on disk
+  EvictionKeepsContent,  // eviction reports "not downloaded" but leaves the bytes on disk
   NeverUpload,
   NoValidationService,
   ValidationRefused,
-  DeleteLeavesChildrenFetchable, // a deleted folder's children still resolve by URL
-  LookupReturnsOtherIdentifier,  // item look-ups answer with an alias identifier
-  EnumerationWrongParent,        // full enumerations name a wrong parent for every item
+  DeleteLeavesChildrenFetchable,  // a deleted folder's children still resolve by URL
+  LookupReturnsOtherIdentifier,   // item look-ups answer with an alias identifier
+  EnumerationWrongParent,         // full enumerations name a wrong parent for every item
   TagsDropped,
-  LastUsedDateOffset,            // last-used dates are stored two seconds late
-  CorruptContent,                // imported bytes are stored damaged
-  NoSubitemCapability,           // containers lack the "allows adding sub-items" capability
-  RenameMarksNotDownloaded,      // a renamed file reports its content as not downloaded
+  LastUsedDateOffset,        // last-used dates are stored two seconds late
+  CorruptContent,            // imported bytes are stored damaged
+  NoSubitemCapability,       // containers lack the "allows adding sub-items" capability
+  RenameMarksNotDownloaded,  // a renamed file reports its content as not downloaded
 };
 
 // Which revision of the platform interface the service plays.

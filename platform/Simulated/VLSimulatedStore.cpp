@@ -57,7 +57,8 @@ std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettin
                         code.message());
     }
   }
-  std::shared_ptr<VLSimulatedStore> store(new VLSimulatedStore(settings, std::move(provider), std::move(types), storage));
+  std::shared_ptr<VLSimulatedStore> store(
+      new VLSimulatedStore(settings, std::move(provider), std::move(types), storage));
   auto lock = store->lock();
   VLSimulatedNode root;
   root.identifier = KsVaultlineRootContainerItemIdentifier;
@@ -324,14 +325,14 @@ bool VLSimulatedStore::inWorkingSetLocked(VLSimulatedNode& node) {
   return !isInTrashLocked(node);
 }
 
-std::optional<std::vector<VLSimulatedStore::Entry>> VLSimulatedStore::entriesLocked(const VLSimulatedCollection& collection) {
+std::optional<std::vector<VLSimulatedStore::Entry>> VLSimulatedStore::entriesLocked(
+    const VLSimulatedCollection& collection) {
   using ScopeKind = VLSimulatedCollection::ScopeKind;
   const auto& scope = collection.scope();
   std::vector<Entry> entries;
   auto add = [&](VLSimulatedNode& node) { entries.push_back({snapshotLocked(node), node.revision}); };
   switch (scope.kind) {
-    case ScopeKind::Unavailable:
-      return std::nullopt;
+    case ScopeKind::Unavailable: return std::nullopt;
     case ScopeKind::Container: {
       if (scope.identifier == VLSimulatedTrashContainerIdentifier) {
         for (const auto& child : childrenLocked(scope.identifier)) add(*nodeLocked(child));
@@ -425,7 +426,7 @@ VLSimulatedNode* VLSimulatedStore::containerForItemLocked(const VLItemRef& item,
 }
 
 VLErrorRef VLSimulatedStore::collisionErrorLocked(const std::string& parent, const std::string& name,
-                                                     const std::string& except) {
+                                                  const std::string& except) {
   if (settings_.has(VLSimulatedQuirk::NoCollisionCheck)) return nullptr;
   VLSimulatedNode* existing = clashingChildLocked(parent, name, except);
   if (!existing) return nullptr;
@@ -443,4 +444,3 @@ std::string VLSimulatedStore::fileTypeLocked(const std::string& name) const {
   if (settings_.has(VLSimulatedQuirk::AllFilesPublicData)) return "public.data";
   return types().preferredIdentifierForExtension(extensionOf(name), std::string("public.data"));
 }
-

@@ -72,7 +72,8 @@ class VLSimulatedStore {
   bool isAncestorLocked(const std::string& ancestor, const VLSimulatedNode& node);
   // Returns the child of `parent` whose name clashes with `name` (by the provider's naming
   // rule), other than `except`, or nullptr.
-  VLSimulatedNode* clashingChildLocked(const std::string& parent, const std::string& name, const std::string& except = "");
+  VLSimulatedNode* clashingChildLocked(const std::string& parent, const std::string& name,
+                                       const std::string& except = "");
   // Returns the node an item names, or sets `error`.
   VLSimulatedNode* nodeForItemLocked(const VLItemRef& item, VLErrorRef* error);
   // Returns the folder an item names, or sets `error`.
@@ -92,7 +93,9 @@ class VLSimulatedStore {
   // --- Paths (caller holds the lock) ---------------------------------------------------
   std::filesystem::path pathLocked(const VLSimulatedNode& node);
   static std::filesystem::path placeholderPath(const std::filesystem::path& path);
-  std::filesystem::path serverCopyPath(const std::string& identifier) const { return storage_ / ".Server" / identifier; }
+  std::filesystem::path serverCopyPath(const std::string& identifier) const {
+    return storage_ / ".Server" / identifier;
+  }
   // Returns the node whose file, placeholder or directory is at `path`, or nullptr.
   VLSimulatedNode* nodeForPathLocked(const std::filesystem::path& path);
   // Returns the last snapshot of a deleted item that is still reachable at `path` (quirk).

@@ -11,9 +11,8 @@
 
 namespace fs = std::filesystem;
 
-std::shared_ptr<VLSimulatedThumbnailOperation> VLSimulatedThumbnailOperation::make(std::vector<VLItemRef> items,
-                                                                                   VLSize size, double scale,
-                                                                                   std::shared_ptr<VLSimulatedStore> store) {
+std::shared_ptr<VLSimulatedThumbnailOperation> VLSimulatedThumbnailOperation::make(
+    std::vector<VLItemRef> items, VLSize size, double scale, std::shared_ptr<VLSimulatedStore> store) {
   return std::shared_ptr<VLSimulatedThumbnailOperation>(
       new VLSimulatedThumbnailOperation(std::move(items), size, scale, std::move(store)));
 }

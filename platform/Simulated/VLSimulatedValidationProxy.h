@@ -15,7 +15,8 @@ class VLSimulatedValidationProxy : public VLRemoteObjectProxy {
   static std::shared_ptr<VLSimulatedValidationProxy> make(std::shared_ptr<VLSimulatedServiceConnection> connection,
                                                           std::function<void(VLErrorRef)> errorHandler);
 
-  std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(std::function<void(VLErrorRef)> handler) override;
+  std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
+      std::function<void(VLErrorRef)> handler) override;
 
   // Replies whether validation is allowed, with the provider's options.
   void validation_allowValidation(AllowReply reply) override;

@@ -4,9 +4,9 @@
 #include "Simulated/VLSimulatedServiceConnection.h"
 #include "Vaultline/KsVaultlineValidationServiceV1.h"
 
-std::shared_ptr<VLSimulatedValidationService> VLSimulatedValidationService::make(std::shared_ptr<VLSimulatedActionRunner> runner,
-                                                                                 std::shared_ptr<VLDispatchQueue> queue,
-                                                                                 std::string itemIdentifier) {
+std::shared_ptr<VLSimulatedValidationService> VLSimulatedValidationService::make(
+    std::shared_ptr<VLSimulatedActionRunner> runner, std::shared_ptr<VLDispatchQueue> queue,
+    std::string itemIdentifier) {
   return std::shared_ptr<VLSimulatedValidationService>(
       new VLSimulatedValidationService(std::move(runner), std::move(queue), std::move(itemIdentifier)));
 }
@@ -15,5 +15,6 @@ std::string VLSimulatedValidationService::name() const { return KsVaultlineValid
 
 void VLSimulatedValidationService::getVaultlineConnectionWithCompletionHandler(ConnectionCompletion completion) {
   auto connection = VLSimulatedServiceConnection::make(runner_, queue_, itemIdentifier_);
-  VLBackgroundQueue::shared().async([completion = std::move(completion), connection] { completion(connection, nullptr); });
+  VLBackgroundQueue::shared().async(
+      [completion = std::move(completion), connection] { completion(connection, nullptr); });
 }

@@ -5,14 +5,13 @@
 
 namespace {
 
-uint8_t toByte(double component) {
-  return static_cast<uint8_t>(std::lround(std::clamp(component, 0.0, 1.0) * 255.0));
-}
+uint8_t toByte(double component) { return static_cast<uint8_t>(std::lround(std::clamp(component, 0.0, 1.0) * 255.0)); }
 
 }  // namespace
 
 VLBitmap::VLBitmap(int width, int height)
-    : width_(std::max(width, 1)), height_(std::max(height, 1)),
+    : width_(std::max(width, 1)),
+      height_(std::max(height, 1)),
       pixels_(static_cast<size_t>(width_) * static_cast<size_t>(height_) * 4, 0) {}
 
 void VLBitmap::fillRect(double x, double y, double width, double height, double red, double green, double blue,

@@ -16,7 +16,8 @@ std::shared_ptr<VLCopyOperation> VLCopyOperation::makeWithURLs(std::vector<VLURL
   return std::shared_ptr<VLCopyOperation>(new VLCopyOperation(std::move(urls), std::move(destinationFolder)));
 }
 
-std::shared_ptr<VLCopyOperation> VLCopyOperation::makeWithSourceURLs(std::vector<VLURL> urls, VLItemRef destinationFolder) {
+std::shared_ptr<VLCopyOperation> VLCopyOperation::makeWithSourceURLs(std::vector<VLURL> urls,
+                                                                     VLItemRef destinationFolder) {
   require(VLPlatformCapability::CopyWithSourceURLs, "initWithSourceURLs:destinationFolder:");
   return std::shared_ptr<VLCopyOperation>(new VLCopyOperation(std::move(urls), std::move(destinationFolder)));
 }

@@ -1,7 +1,8 @@
 #include "Vaultline/VLCreateFolderOperation.h"
 
 std::shared_ptr<VLCreateFolderOperation> VLCreateFolderOperation::make(VLItemRef parentItem, std::string folderName) {
-  return std::shared_ptr<VLCreateFolderOperation>(new VLCreateFolderOperation(std::move(parentItem), std::move(folderName)));
+  return std::shared_ptr<VLCreateFolderOperation>(
+      new VLCreateFolderOperation(std::move(parentItem), std::move(folderName)));
 }
 
 void VLCreateFolderOperation::setCreateFolderCompletionBlock(CreateFolderCompletionBlock block) {

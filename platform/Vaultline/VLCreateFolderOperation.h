@@ -24,7 +24,8 @@ class VLCreateFolderOperation : public VLActionOperation {
   void callOwnCompletion(const VLErrorRef& error) override;
 
  private:
-  VLCreateFolderOperation(VLItemRef parent, std::string name) : parentItem_(std::move(parent)), folderName_(std::move(name)) {}
+  VLCreateFolderOperation(VLItemRef parent, std::string name)
+      : parentItem_(std::move(parent)), folderName_(std::move(name)) {}
   const VLItemRef parentItem_;
   const std::string folderName_;
   CreateFolderCompletionBlock block_;  // guarded by mutex_

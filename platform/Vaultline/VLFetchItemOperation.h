@@ -21,7 +21,9 @@ class VLFetchItemOperation : public VLActionOperation {
   void completeWithItem(VLItemRef item, VLErrorRef error);
 
  protected:
-  std::string argumentsDescription() const override { return "itemID: " + (itemID_ ? itemID_->description() : "(null)"); }
+  std::string argumentsDescription() const override {
+    return "itemID: " + (itemID_ ? itemID_->description() : "(null)");
+  }
   void callOwnCompletion(const VLErrorRef& error) override;
 
  private:

@@ -43,12 +43,15 @@ const std::vector<std::pair<std::string, Getter>>& getters() {
       {"downloadingError", [](const VLItemAttributes& a) { return VLValue(a.downloadingError); }},
       {"capabilities", [](const VLItemAttributes& a) { return VLValue(a.capabilities); }},
       {"ownerNameComponents", [](const VLItemAttributes& a) { return VLValue(a.ownerNameComponents); }},
-      {"mostRecentEditorNameComponents", [](const VLItemAttributes& a) { return VLValue(a.mostRecentEditorNameComponents); }},
+      {"mostRecentEditorNameComponents",
+       [](const VLItemAttributes& a) { return VLValue(a.mostRecentEditorNameComponents); }},
       {"versionIdentifier", [](const VLItemAttributes& a) { return VLValue(a.versionIdentifier); }},
       {"userInfo", [](const VLItemAttributes& a) { return VLValue(a.userInfo); }},
       {"tags", tagsValue},
-      {"supportsMostRecentVersionDownloaded", [](const VLItemAttributes& a) { return VLValue(a.supportsMostRecentVersionDownloaded); }},
-      {"appContainerBundleIdentifier", [](const VLItemAttributes& a) { return VLValue(a.appContainerBundleIdentifier); }},
+      {"supportsMostRecentVersionDownloaded",
+       [](const VLItemAttributes& a) { return VLValue(a.supportsMostRecentVersionDownloaded); }},
+      {"appContainerBundleIdentifier",
+       [](const VLItemAttributes& a) { return VLValue(a.appContainerBundleIdentifier); }},
       {"cloudContainerIdentifier", [](const VLItemAttributes& a) { return VLValue(a.cloudContainerIdentifier); }},
       {"pending", [](const VLItemAttributes& a) { return VLValue(a.pending); }},
       {"offline", [](const VLItemAttributes& a) { return VLValue(a.offline); }},
@@ -85,8 +88,8 @@ const std::vector<std::string>& VLItem::keys() {
 }
 
 std::string VLItem::description() const {
-  return VLFormat("<VLItem id:%@ name:%@ parent:%@ type:%@>", a_.itemIdentifier, a_.filename,
-                  a_.parentItemIdentifier, a_.typeIdentifier);
+  return VLFormat("<VLItem id:%@ name:%@ parent:%@ type:%@>", a_.itemIdentifier, a_.filename, a_.parentItemIdentifier,
+                  a_.typeIdentifier);
 }
 
 bool VLItem::isEqual(const VLObject& other) const {

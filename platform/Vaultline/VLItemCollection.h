@@ -38,6 +38,6 @@ class VLItemCollection : public std::enable_shared_from_this<VLItemCollection> {
 
  private:
   mutable std::mutex mutex_;
-  std::weak_ptr<VLItemCollectionDelegate> delegate_;  // guarded by mutex_
+  std::weak_ptr<VLItemCollectionDelegate> delegate_;       // guarded by mutex_
   mutable std::shared_ptr<VLDispatchQueue> workingQueue_;  // guarded by mutex_; made on first use
 };

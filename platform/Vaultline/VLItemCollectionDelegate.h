@@ -42,7 +42,8 @@ class VLItemCollectionDelegate : public VLItemCollectionMinimalDelegate, public 
   using ReplayBlock = std::function<void(VLItemCollectionIndexPathBasedDelegate& delegate)>;
 
   // A batch of incremental changes; `replay` calls the index-path callbacks on the delegate given.
-  virtual void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection, const ReplayBlock& replay) = 0;
+  virtual void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection,
+                                                              const ReplayBlock& replay) = 0;
   // The enumeration failed.
   virtual void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) = 0;
   // The observed container item itself changed.

@@ -10,9 +10,7 @@ void require(VLPlatformCapability capability, const char* name) {
 }
 }  // namespace
 
-bool VLItemID::instancesRespondTo(VLPlatformCapability capability) {
-  return VLPlatform::current()->offers(capability);
-}
+bool VLItemID::instancesRespondTo(VLPlatformCapability capability) { return VLPlatform::current()->offers(capability); }
 
 std::shared_ptr<const VLItemID> VLItemID::makeWithProviderDomainID(const std::string& providerDomainID,
                                                                    const std::string& itemIdentifier) {
@@ -26,7 +24,8 @@ std::shared_ptr<const VLItemID> VLItemID::makeWithProviderDomainID(const std::st
 std::shared_ptr<const VLItemID> VLItemID::makeWithProviderIdentifier(const std::string& providerIdentifier,
                                                                      const std::optional<std::string>& domainIdentifier,
                                                                      const std::string& itemIdentifier) {
-  require(VLPlatformCapability::ItemIDWithProviderIdentifier, "initWithProviderIdentifier:domainIdentifier:itemIdentifier:");
+  require(VLPlatformCapability::ItemIDWithProviderIdentifier,
+          "initWithProviderIdentifier:domainIdentifier:itemIdentifier:");
   return std::shared_ptr<const VLItemID>(new VLItemID(providerIdentifier, domainIdentifier, itemIdentifier));
 }
 

@@ -59,6 +59,6 @@ class VLItemManager {
   // Returns a collection over every item of the provider (the system search index).
   virtual std::shared_ptr<VLItemCollection> newCollectionForProvider(const std::string& providerID) = 0;
   // Returns an operation that fetches thumbnails of `items` at `size` points and `scale`.
-  virtual std::shared_ptr<VLThumbnailFetchOperation> thumbnailsFetchOperationForItems(const std::vector<VLItemRef>& items,
-                                                                                      VLSize size, double scale) = 0;
+  virtual std::shared_ptr<VLThumbnailFetchOperation> thumbnailsFetchOperationForItems(
+      const std::vector<VLItemRef>& items, VLSize size, double scale) = 0;
 };

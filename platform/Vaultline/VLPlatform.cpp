@@ -29,7 +29,9 @@ std::shared_ptr<VLPlatform> VLPlatform::currentOrNull() {
 std::shared_ptr<VLPlatform> VLPlatform::current() {
   auto platform = currentOrNull();
   if (!platform) {
-    throw VLException("no Vaultline platform is installed: install one (for example the simulated provider service) before using the library");
+    throw VLException(
+        "no Vaultline platform is installed: install one (for example the simulated provider service) before using the "
+        "library");
   }
   return platform;
 }
@@ -38,8 +40,9 @@ bool VLPlatform::checkResourceIsReachable(const VLURL& url, VLErrorRef* error) {
   std::error_code code;
   if (std::filesystem::exists(url.path(), code)) return true;
   if (error) {
-    *error = VLError::makeWithDescription(VLPOSIXErrorDomain, ENOENT,
-                                          "The file \"" + url.lastPathComponent() + "\" couldn't be opened because there is no such file.");
+    *error = VLError::makeWithDescription(
+        VLPOSIXErrorDomain, ENOENT,
+        "The file \"" + url.lastPathComponent() + "\" couldn't be opened because there is no such file.");
   }
   return false;
 }

@@ -46,7 +46,8 @@ class VLProvider : public VLObject {
   std::string description() const override;
 
  private:
-  VLProvider(std::string identifier, std::string providerIdentifier, std::optional<Domain> domain, std::string providerID);
+  VLProvider(std::string identifier, std::string providerIdentifier, std::optional<Domain> domain,
+             std::string providerID);
 
   const std::string identifier_;
   const std::string providerIdentifier_;

@@ -13,5 +13,6 @@
 class VLRemoteObjectProxy : public VLObject, public KsVaultlineValidationServiceV1 {
  public:
   // Returns a proxy to the same object whose failed calls go to `handler`.
-  virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(std::function<void(VLErrorRef)> handler) = 0;
+  virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
+      std::function<void(VLErrorRef)> handler) = 0;
 };

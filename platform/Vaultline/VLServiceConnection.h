@@ -24,7 +24,8 @@ class VLServiceConnection : public VLObject {
   // Returns a proxy without an error handler.
   virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxy() = 0;
   // Returns a proxy whose failed calls go to `handler`.
-  virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(std::function<void(VLErrorRef)> handler) = 0;
+  virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
+      std::function<void(VLErrorRef)> handler) = 0;
 
  private:
   mutable std::mutex mutex_;

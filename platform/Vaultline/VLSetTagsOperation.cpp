@@ -1,6 +1,7 @@
 #include "Vaultline/VLSetTagsOperation.h"
 
-std::shared_ptr<VLSetTagsOperation> VLSetTagsOperation::make(std::vector<VLItemRef> items, std::vector<TagList> tagsLists) {
+std::shared_ptr<VLSetTagsOperation> VLSetTagsOperation::make(std::vector<VLItemRef> items,
+                                                             std::vector<TagList> tagsLists) {
   return std::shared_ptr<VLSetTagsOperation>(new VLSetTagsOperation(std::move(items), std::move(tagsLists)));
 }
 

@@ -5,6 +5,6 @@ std::shared_ptr<VLUntrashOperation> VLUntrashOperation::make(std::vector<VLItemR
 }
 
 std::string VLUntrashOperation::argumentsDescription() const {
-  return "items: " + describeItems(items_) +
-         ", restoreDirectory: " + (restoreDirectory_ ? describeItems({restoreDirectory_}) : std::string("(provider's choice)"));
+  return "items: " + describeItems(items_) + ", restoreDirectory: " +
+         (restoreDirectory_ ? describeItems({restoreDirectory_}) : std::string("(provider's choice)"));
 }

@@ -2,7 +2,8 @@
 
 namespace {
 VLErrorRef unsupported() {
-  return VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported, "not supported by the test double");
+  return VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                                      "not supported by the test double");
 }
 }  // namespace
 
@@ -29,9 +30,12 @@ class ActionRecordingPlatform::Manager : public VLItemManager {
   void fetchItemForItemID(const std::shared_ptr<const VLItemID>&, ItemCompletion c) override { later(c); }
   void fetchItemForURL(const VLURL&, ItemCompletion c) override { later(c); }
   std::shared_ptr<VLItemCollection> collectionForFolderItem(const VLItemRef&) override { return nullptr; }
-  std::shared_ptr<VLItemCollection> newCollectionWithItemID(const std::shared_ptr<const VLItemID>&) override { return nullptr; }
+  std::shared_ptr<VLItemCollection> newCollectionWithItemID(const std::shared_ptr<const VLItemID>&) override {
+    return nullptr;
+  }
   std::shared_ptr<VLItemCollection> collectionWithIdentifier(const std::string&, const std::optional<std::string>&,
-                                                             const std::string&, const std::vector<std::string>&) override {
+                                                             const std::string&,
+                                                             const std::vector<std::string>&) override {
     return nullptr;
   }
   std::shared_ptr<VLItemCollection> newCollectionForProvider(const std::string&) override { return nullptr; }
@@ -41,8 +45,12 @@ class ActionRecordingPlatform::Manager : public VLItemManager {
   }
 
  private:
-  static void later(ItemCompletion c) { VLBackgroundQueue::shared().async([c] { c(nullptr, unsupported()); }); }
-  static void laterURL(URLCompletion c) { VLBackgroundQueue::shared().async([c] { c(std::nullopt, unsupported()); }); }
+  static void later(ItemCompletion c) {
+    VLBackgroundQueue::shared().async([c] { c(nullptr, unsupported()); });
+  }
+  static void laterURL(URLCompletion c) {
+    VLBackgroundQueue::shared().async([c] { c(std::nullopt, unsupported()); });
+  }
   std::weak_ptr<ActionRecordingPlatform> platform_;
 };
 

@@ -31,8 +31,8 @@ class ActionRecordingPlatform : public VLPlatform, public std::enable_shared_fro
 
  private:
   std::mutex mutex_;
-  VLErrorRef error_;                                        // guarded by mutex_
-  bool never_ = false;                                      // guarded by mutex_
+  VLErrorRef error_;                                         // guarded by mutex_
+  bool never_ = false;                                       // guarded by mutex_
   std::vector<std::shared_ptr<VLActionOperation>> actions_;  // guarded by mutex_
   std::shared_ptr<VLItemManager> manager_;
   VLTypeDatabase types_;

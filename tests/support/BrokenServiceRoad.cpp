@@ -13,7 +13,9 @@ class NoURLManager : public VLItemManager {
   void fetchRootItemForProvider(const std::shared_ptr<VLProvider>& p, ItemCompletion c) override {
     inner_->fetchRootItemForProvider(p, std::move(c));
   }
-  void fetchURLForItem(const VLItemRef&, URLCompletion c) override { later([c] { c(std::nullopt, broken()); }); }
+  void fetchURLForItem(const VLItemRef&, URLCompletion c) override {
+    later([c] { c(std::nullopt, broken()); });
+  }
   void fetchURLForItem(const VLItemRef& item, bool, URLCompletion c) override { fetchURLForItem(item, std::move(c)); }
   void fetchItemForItemID(const std::shared_ptr<const VLItemID>& id, ItemCompletion c) override {
     inner_->fetchItemForItemID(id, std::move(c));
@@ -26,7 +28,8 @@ class NoURLManager : public VLItemManager {
   std::shared_ptr<VLItemCollection> newCollectionWithItemID(const std::shared_ptr<const VLItemID>& id) override {
     return inner_->newCollectionWithItemID(id);
   }
-  std::shared_ptr<VLItemCollection> collectionWithIdentifier(const std::string& identifier, const std::optional<std::string>& domain,
+  std::shared_ptr<VLItemCollection> collectionWithIdentifier(const std::string& identifier,
+                                                             const std::optional<std::string>& domain,
                                                              const std::string& provider,
                                                              const std::vector<std::string>& keys) override {
     return inner_->collectionWithIdentifier(identifier, domain, provider, keys);
@@ -34,8 +37,8 @@ class NoURLManager : public VLItemManager {
   std::shared_ptr<VLItemCollection> newCollectionForProvider(const std::string& id) override {
     return inner_->newCollectionForProvider(id);
   }
-  std::shared_ptr<VLThumbnailFetchOperation> thumbnailsFetchOperationForItems(const std::vector<VLItemRef>& items, VLSize size,
-                                                                              double scale) override {
+  std::shared_ptr<VLThumbnailFetchOperation> thumbnailsFetchOperationForItems(const std::vector<VLItemRef>& items,
+                                                                              VLSize size, double scale) override {
     return inner_->thumbnailsFetchOperationForItems(items, size, scale);
   }
 
@@ -64,7 +67,9 @@ class BrokenService : public VLVaultlineService {
 class BrokenPlatform : public VLPlatform {
  public:
   BrokenPlatform(std::shared_ptr<VLSimulatedProviderService> service, VLBrokenStep step)
-      : service_(std::move(service)), step_(step), noURL_(std::make_shared<NoURLManager>(service_->defaultItemManager())) {}
+      : service_(std::move(service)),
+        step_(step),
+        noURL_(std::make_shared<NoURLManager>(service_->defaultItemManager())) {}
 
   std::shared_ptr<VLItemManager> defaultItemManager() override {
     return step_ == VLBrokenStep::RootURL ? noURL_ : service_->defaultItemManager();
@@ -72,10 +77,11 @@ class BrokenPlatform : public VLPlatform {
   bool offers(VLPlatformCapability capability) const override { return service_->offers(capability); }
   void getVaultlineServicesForItemAtURL(const VLURL& url, VLServicesCompletion completion) override {
     if (step_ == VLBrokenStep::Services) return later([completion] { completion({}, broken()); });
-    service_->getVaultlineServicesForItemAtURL(url, [step = step_, completion](VLVaultlineServices services, VLErrorRef error) {
-      for (auto& [name, service] : services) service = std::make_shared<BrokenService>(service, step);
-      completion(services, error);
-    });
+    service_->getVaultlineServicesForItemAtURL(
+        url, [step = step_, completion](VLVaultlineServices services, VLErrorRef error) {
+          for (auto& [name, service] : services) service = std::make_shared<BrokenService>(service, step);
+          completion(services, error);
+        });
   }
   bool checkPromisedItemIsReachable(const VLURL& url, VLErrorRef* error) override {
     return service_->checkPromisedItemIsReachable(url, error);

@@ -18,7 +18,9 @@ class CaseTestLogCapture {
       lines->text.push_back(line);
     });
   }
-  ~CaseTestLogCapture() { VLLog::setSink([](VLLogLevel, const std::string&) {}); }
+  ~CaseTestLogCapture() {
+    VLLog::setSink([](VLLogLevel, const std::string&) {});
+  }
   CaseTestLogCapture(const CaseTestLogCapture&) = delete;
   CaseTestLogCapture& operator=(const CaseTestLogCapture&) = delete;
 

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "Validations/VLEventStream.h"
 #include "Vaultline/VLItemCollection.h"
 #include "Vaultline/VLItemCollectionDelegate.h"
-#include "Validations/VLEventStream.h"
 
 class VLEventGeneratingDelegate : public VLItemCollectionDelegate {
  public:

@@ -65,9 +65,9 @@ class VLExpectation : public VLObject, public std::enable_shared_from_this<VLExp
   void handOver();
 
   mutable std::mutex mutex_;
-  std::string description_;                // guarded by mutex_
-  std::weak_ptr<VLValidator> validator_;   // guarded by mutex_
-  std::optional<std::string> comment_{""};  // guarded by mutex_
+  std::string description_;                                     // guarded by mutex_
+  std::weak_ptr<VLValidator> validator_;                        // guarded by mutex_
+  std::optional<std::string> comment_{""};                      // guarded by mutex_
   VLValidationResult result_ = VLValidationResultInconclusive;  // guarded by mutex_
-  VLErrorRef error_;                       // guarded by mutex_
+  VLErrorRef error_;                                            // guarded by mutex_
 };

@@ -29,14 +29,14 @@
 #include <vector>
 
 #include "Core/VLObject.h"
+#include "Validations/VLValidationOperation.h"
+#include "Validations/VLValidationSuiteClass.h"
+#include "Validations/VLValidator.h"
 #include "Vaultline/VLActionOperation.h"
 #include "Vaultline/VLItem.h"
 #include "Vaultline/VLItemCollection.h"
 #include "Vaultline/VLProvider.h"
 #include "Vaultline/VLRemoteObjectProxy.h"
-#include "Validations/VLValidationOperation.h"
-#include "Validations/VLValidationSuiteClass.h"
-#include "Validations/VLValidator.h"
 
 class VLEventGeneratingDelegate;
 class VLEventStream;
@@ -221,7 +221,7 @@ VLValidationSuiteClassRef VLValidationCase::describeSuiteClass(std::vector<VLVal
   }
   std::string name = makeSuiteInstance<Suite>()->className();
   return VLValidationSuiteClass::make(std::move(name), std::type_index(typeid(Suite)), !redefinesMarker,
-                                     &makeSuiteInstance<Suite>, std::move(operations));
+                                      &makeSuiteInstance<Suite>, std::move(operations));
 }
 
 template <class Suite>

@@ -25,4 +25,4 @@ void performWithValidationProxy(const std::shared_ptr<VLProvider>& provider,
 // provider that can't be asked counts as eligible there and nowhere else. Throws VLException
 // when no platform is installed.
 void determineValidationEligibility(const std::shared_ptr<VLProvider>& provider,
-                                   std::function<void(bool eligible)> callback);
+                                    std::function<void(bool eligible)> callback);

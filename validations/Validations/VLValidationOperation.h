@@ -45,7 +45,7 @@ struct VLMemberTraits<R (C::*)(A...) const noexcept> : VLMemberTraits<R (C::*)(A
 template <class T>
 struct VLSharedConstObject : std::false_type {};
 template <class T>
-  requires std::derived_from<T, VLObject>
+requires std::derived_from<T, VLObject>
 struct VLSharedConstObject<std::shared_ptr<const T>> : std::true_type {
   using Element = T;
 };
@@ -75,8 +75,7 @@ class VLValidationOperation {
   // Describes `member` under the name `selector`. The member must belong to the suite class
   // (or a base of it); its type decides the arity, the result and what can be passed.
   template <class Member>
-    requires std::is_member_function_pointer_v<Member>
-  VLValidationOperation(std::string selector, Member member);
+  requires std::is_member_function_pointer_v<Member> VLValidationOperation(std::string selector, Member member);
 
   // Returns the full selector string, e.g. "variantTrashingFolder:".
   const std::string& selector() const { return selector_; }
@@ -121,8 +120,9 @@ VLValue VLValidationOperation::callAndWrap(Call&& call) {
 }
 
 template <class Member>
-  requires std::is_member_function_pointer_v<Member>
-VLValidationOperation::VLValidationOperation(std::string selector, Member member) : selector_(std::move(selector)) {
+requires std::is_member_function_pointer_v<Member> VLValidationOperation::VLValidationOperation(std::string selector,
+                                                                                                Member member)
+    : selector_(std::move(selector)) {
   using Traits = vl_detail::VLMemberTraits<Member>;
   using Class = typename Traits::Class;
   using Result = typename Traits::Result;
@@ -156,9 +156,8 @@ VLValidationOperation::VLValidationOperation(std::string selector, Member member
           auto& self = static_cast<Class&>(receiver);
           std::shared_ptr<VLValidator> argument = validator;
           VLValue value = variantValue;
-          return callAndWrap<Class, Result>([&]() -> decltype(auto) {
-            return (self.*member)(argument, vl_detail::variantArgument<Second>(value));
-          });
+          return callAndWrap<Class, Result>(
+              [&]() -> decltype(auto) { return (self.*member)(argument, vl_detail::variantArgument<Second>(value)); });
         };
       }
     }

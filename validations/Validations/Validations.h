@@ -1,16 +1,11 @@
 // Umbrella header of the validation harness: everything a runner or a suite needs.
 #pragma once
 
-#include "Vaultline/Vaultline.h"
-#include "Validations/VLExpectation.h"
-#include "Validations/VLValidationErrors.h"
-#include "Validations/VLValidationLoggingItemManager.h"
-#include "Validations/VLValidationResult.h"
-#include "Validations/VLValidator.h"
 #include "Validations/VLEvent.h"
 #include "Validations/VLEventCursor.h"
 #include "Validations/VLEventGeneratingDelegate.h"
 #include "Validations/VLEventStream.h"
+#include "Validations/VLExpectation.h"
 #include "Validations/VLExpectationCloseMatch.h"
 #include "Validations/VLExpectationValues.h"
 #include "Validations/VLExpectedEvent.h"
@@ -18,5 +13,10 @@
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLValidationCase.h"
 #include "Validations/VLValidationEligibility.h"
+#include "Validations/VLValidationErrors.h"
+#include "Validations/VLValidationLoggingItemManager.h"
 #include "Validations/VLValidationOperation.h"
+#include "Validations/VLValidationResult.h"
 #include "Validations/VLValidationSuiteClass.h"
+#include "Validations/VLValidator.h"
+#include "Vaultline/Vaultline.h"

@@ -58,7 +58,8 @@ TEST(VLFormat, NumericConversionsMatchPrintf) {
   EXPECT_EQ(VLFormat("%d %i %ld %lu %lld %llu %u", -1, 2, -3L, 4UL, -5LL, 6ULL, 7u), "-1 2 -3 4 -5 6 7");
   EXPECT_EQ(VLFormat("%d %lld %llu", INT_MIN, LLONG_MIN, ULLONG_MAX),
             cFormat("%d %lld %llu", INT_MIN, LLONG_MIN, ULLONG_MAX));
-  EXPECT_EQ(VLFormat("%g %g %g %f %.01f", 5.0, 0.1, 1e20, 1.5, 42.45), cFormat("%g %g %g %f %.01f", 5.0, 0.1, 1e20, 1.5, 42.45));
+  EXPECT_EQ(VLFormat("%g %g %g %f %.01f", 5.0, 0.1, 1e20, 1.5, 42.45),
+            cFormat("%g %g %g %f %.01f", 5.0, 0.1, 1e20, 1.5, 42.45));
   EXPECT_EQ(VLFormat("%.01f%% ", 0.425 * 100.0), "42.5% ");
   EXPECT_EQ(VLFormat("%g", 15), "15");  // integers for floating conversions are converted
   EXPECT_EQ(VLFormat("%x %X %o %c", 255, 255u, 8, 'A'), "ff FF 10 A");

@@ -31,7 +31,8 @@ TEST(VLURL, ComponentsAndExtensions) {
   EXPECT_EQ(VLURL::fileURLWithPath("/top", false).URLByDeletingLastPathComponent().absoluteString(), "file:///");
   EXPECT_EQ(parent.URLByAppendingPathComponent("sub", true).absoluteString(), "file:///Users/me/sub/");
   EXPECT_EQ(VLURL::fileURLWithPath("/", true).URLByAppendingPathComponent("x", false).path(), "/x");
-  EXPECT_EQ(VLURL::fileURLWithPath("/d/name", false).URLByAppendingPathExtension("jpeg").lastPathComponent(), "name.jpeg");
+  EXPECT_EQ(VLURL::fileURLWithPath("/d/name", false).URLByAppendingPathExtension("jpeg").lastPathComponent(),
+            "name.jpeg");
 }
 
 TEST(VLURL, ShortDescriptionShowsParentAndName) {

@@ -32,8 +32,10 @@ TEST(VLDispatchQueue, RunsTasksOneAtATimeInOrderUnderManyProducers) {
     producers.emplace_back([&, p] {
       // Mixing in sync calls exercises the path where the caller runs the task itself.
       for (int i = 0; i < kPerProducer; ++i) {
-        if (i % 7 == 0) queue->sync([&, p, i] { record(p, i); });
-        else queue->async([&, p, i] { record(p, i); });
+        if (i % 7 == 0)
+          queue->sync([&, p, i] { record(p, i); });
+        else
+          queue->async([&, p, i] { record(p, i); });
       }
     });
   }

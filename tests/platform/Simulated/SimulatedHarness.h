@@ -37,7 +37,9 @@ class Recorder : public VLItemCollectionDelegate {
     old_ = items;
     changed_.notify_all();
   }
-  void collectionDidInsertItemsAtIndexPaths(VLItemCollection& c, const VLIndexPaths& paths) override { add("insert", c.items(), paths); }
+  void collectionDidInsertItemsAtIndexPaths(VLItemCollection& c, const VLIndexPaths& paths) override {
+    add("insert", c.items(), paths);
+  }
   void collectionDidDeleteItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths& paths) override {
     std::vector<VLItemRef> old;
     {
@@ -50,10 +52,12 @@ class Recorder : public VLItemCollectionDelegate {
                                                    const std::vector<std::set<std::string>>&) override {
     add("update", c.items(), paths);
   }
-  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection& c, const VLIndexPaths&, const VLIndexPaths& to) override {
+  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection& c, const VLIndexPaths&,
+                                                        const VLIndexPaths& to) override {
     add("move", c.items(), to);
   }
-  void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection, const ReplayBlock& replay) override {
+  void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection,
+                                                      const ReplayBlock& replay) override {
     replay(*this);
     auto items = collection.items();
     std::lock_guard lock(mutex_);
@@ -154,7 +158,8 @@ class SimulatedTest : public ::testing::Test {
   VLItemRef importFile(const std::string& name, const std::string& contents, VLItemRef parent = nullptr,
                        VLErrorRef* errorOut = nullptr) {
     auto& files = VLFileManager::defaultManager();
-    auto directory = files.temporaryDirectory().URLByAppendingPathComponent("source-" + std::to_string(++sourceCounter), true);
+    auto directory =
+        files.temporaryDirectory().URLByAppendingPathComponent("source-" + std::to_string(++sourceCounter), true);
     files.createDirectoryAtURL(directory, true);
     auto url = directory.URLByAppendingPathComponent(name, false);
     files.writeData(VLData::fromString(contents), url, false);
@@ -177,13 +182,16 @@ class SimulatedTest : public ::testing::Test {
   }
   std::optional<VLURL> fetchURL(const VLItemRef& item, bool placeholder, VLErrorRef* errorOut = nullptr) {
     auto [url, error] = vl_await<std::pair<std::optional<VLURL>, VLErrorRef>>([&](auto reply) {
-      manager->fetchURLForItem(item, placeholder, [reply](std::optional<VLURL> url, VLErrorRef error) { reply({url, error}); });
+      manager->fetchURLForItem(item, placeholder, [reply](std::optional<VLURL> url, VLErrorRef error) {
+        reply({url, error});
+      });
     });
     if (errorOut) *errorOut = error;
     return url;
   }
   VLItemRef fetchItemForURL(const VLURL& url) {
-    return vl_await<VLItemRef>([&](auto reply) { manager->fetchItemForURL(url, [reply](VLItemRef item, VLErrorRef) { reply(item); }); });
+    return vl_await<VLItemRef>(
+        [&](auto reply) { manager->fetchItemForURL(url, [reply](VLItemRef item, VLErrorRef) { reply(item); }); });
   }
 
   // Observes `collection` (ordered newest first) and waits for its first reload.

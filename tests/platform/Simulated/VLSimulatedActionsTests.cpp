@@ -72,11 +72,14 @@ TEST_F(VLSimulatedActions, CopiesFolderTreesAndPackages) {
   auto& files = VLFileManager::defaultManager();
   files.createDirectoryAtURL(tree.URLByAppendingPathComponent("Inner", true), true);
   files.writeData(VLData::fromString("a"), tree.URLByAppendingPathComponent("a.txt", false), false);
-  files.writeData(VLData::fromString("b"), tree.URLByAppendingPathComponent("Inner", true).URLByAppendingPathComponent("b.txt", false), false);
+  files.writeData(VLData::fromString("b"),
+                  tree.URLByAppendingPathComponent("Inner", true).URLByAppendingPathComponent("b.txt", false), false);
   files.createDirectoryAtURL(package, true);
-  files.writeData(VLData::fromString("{\\rtf1 Not very fancy}"), package.URLByAppendingPathComponent("TXT.rtf", false), false);
+  files.writeData(VLData::fromString("{\\rtf1 Not very fancy}"), package.URLByAppendingPathComponent("TXT.rtf", false),
+                  false);
 
-  auto copy = VLCopyOperation::makeWithURLs({tree, package, temp.URLByAppendingPathComponent("missing", false)}, root());
+  auto copy =
+      VLCopyOperation::makeWithURLs({tree, package, temp.URLByAppendingPathComponent("missing", false)}, root());
   VLErrorRef error = perform(copy);
   auto results = copy->transferResults();
   ASSERT_EQ(results.size(), 2u);
@@ -172,13 +175,16 @@ TEST_F(VLSimulatedActions, TrashAndUntrashThroughTheWorkingSet) {
   size_t mark = workingSet->count();
 
   ASSERT_FALSE(perform(VLTrashOperation::make({folder})));
-  EXPECT_GE(workingSet->waitFor([](const Event& e) { return e.item && e.item->filename() == "Bin me" && e.item->isTrashed(); }, mark), 0);
+  EXPECT_GE(workingSet->waitFor(
+                [](const Event& e) { return e.item && e.item->filename() == "Bin me" && e.item->isTrashed(); }, mark),
+            0);
   EXPECT_GE(workingSet->waitFor("delete", "kid.txt", mark), 0);
   EXPECT_EQ(root()->childItemCount(), 0);
 
   mark = workingSet->count();
   ASSERT_FALSE(perform(VLUntrashOperation::make({folder}, nullptr)));
-  int back = workingSet->waitFor([](const Event& e) { return e.item && e.item->filename() == "Bin me" && !e.item->isTrashed(); }, mark);
+  int back = workingSet->waitFor(
+      [](const Event& e) { return e.item && e.item->filename() == "Bin me" && !e.item->isTrashed(); }, mark);
   ASSERT_GE(back, 0);
   EXPECT_EQ(workingSet->events()[back].item->parentItemIdentifier(), KsVaultlineRootContainerItemIdentifier);
   int kid = workingSet->waitFor("insert", "kid.txt", mark);
@@ -193,7 +199,9 @@ TEST_F(VLSimulatedActions, UserStateActionsReachContainerAndWorkingSet) {
   auto workingSet = observeContainer(KsVaultlineWorkingSetContainerItemIdentifier);
   auto red = VLTag::make("Red", 7);
   ASSERT_FALSE(perform(VLSetTagsOperation::make({file}, {{red}})));
-  auto hasTag = [&](const Event& e) { return e.item && e.item->tags().size() == 1 && e.item->tags()[0]->isEqual(*red); };
+  auto hasTag = [&](const Event& e) {
+    return e.item && e.item->tags().size() == 1 && e.item->tags()[0]->isEqual(*red);
+  };
   EXPECT_GE(container->waitFor(hasTag), 0);
   EXPECT_GE(workingSet->waitFor(hasTag), 0);
 

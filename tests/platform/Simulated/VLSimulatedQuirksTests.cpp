@@ -13,8 +13,8 @@ class VLSimulatedQuirks : public simtest::SimulatedTest {
   std::optional<VLData> thumbnailOf(const VLItemRef& item) {
     auto operation = manager->thumbnailsFetchOperationForItems({item}, {50, 50}, 1.0);
     std::optional<VLData> kept;
-    operation->setPerThumbnailCompletionBlock([&](const VLItemRef&, const std::optional<VLData>& data, const std::string&,
-                                                  const VLErrorRef&) { kept = data; });
+    operation->setPerThumbnailCompletionBlock([&](const VLItemRef&, const std::optional<VLData>& data,
+                                                  const std::string&, const VLErrorRef&) { kept = data; });
     auto queue = VLOperationQueue::make();
     queue->addOperation(operation);
     EXPECT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
@@ -68,8 +68,10 @@ TEST_F(VLSimulatedQuirks, HierarchyFaults) {
   auto rootItems = observeContainer(KsVaultlineRootContainerItemIdentifier);
   ASSERT_FALSE(perform(VLMoveOperation::make({file}, folder)));
   EXPECT_GE(rootItems->waitFor([&](const Event& e) {
-    return e.kind == "update" && e.item->filename() == "moved.txt" && e.item->parentItemIdentifier() == folder->itemIdentifier();
-  }), 0);
+    return e.kind == "update" && e.item->filename() == "moved.txt" &&
+           e.item->parentItemIdentifier() == folder->itemIdentifier();
+  }),
+            0);
   for (const auto& event : rootItems->events()) EXPECT_NE(event.kind, "delete");
 
   start("enumeration-wrong-parent");
@@ -105,16 +107,20 @@ TEST_F(VLSimulatedQuirks, TrashFaults) {
     ASSERT_FALSE(perform(VLSetLastOpenDateOperation::make({child}, VLDate::now())));
     auto workingSet = observeContainer(KsVaultlineWorkingSetContainerItemIdentifier);
     ASSERT_FALSE(perform(VLTrashOperation::make({folder})));
-    ASSERT_GE(workingSet->waitFor([](const Event& e) { return e.item && e.item->filename() == "F" && e.item->isTrashed(); }), 0);
+    ASSERT_GE(
+        workingSet->waitFor([](const Event& e) { return e.item && e.item->filename() == "F" && e.item->isTrashed(); }),
+        0);
     auto events = workingSet->events();  // the trash arrives as one batch: a deletion comes with it
-    bool childStayed = std::none_of(events.begin(), events.end(),
-                                    [](const Event& e) { return e.kind == "delete"; });
+    bool childStayed = std::none_of(events.begin(), events.end(), [](const Event& e) { return e.kind == "delete"; });
     ASSERT_FALSE(perform(VLUntrashOperation::make({folder}, nullptr)));
     auto restoredFolder = lookup(folder->itemIdentifier());
     auto restoredChild = lookup(child->itemIdentifier());
     std::string name = quirk;
-    EXPECT_EQ(restoredFolder->parentItemIdentifier() != KsVaultlineRootContainerItemIdentifier, name == "untrash-elsewhere") << name;
-    EXPECT_EQ(restoredChild->parentItemIdentifier() != folder->itemIdentifier(), name == "untrash-detaches-children") << name;
+    EXPECT_EQ(restoredFolder->parentItemIdentifier() != KsVaultlineRootContainerItemIdentifier,
+              name == "untrash-elsewhere")
+        << name;
+    EXPECT_EQ(restoredChild->parentItemIdentifier() != folder->itemIdentifier(), name == "untrash-detaches-children")
+        << name;
     EXPECT_EQ(childStayed, name == "trashed-children-stay-in-working-set") << name;
   }
 }

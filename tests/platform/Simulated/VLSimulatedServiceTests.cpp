@@ -15,23 +15,27 @@ class VLSimulatedService : public simtest::SimulatedTest {
     auto done = VLSemaphore::make();
     std::shared_ptr<VLRemoteObjectProxy> proxy;
     manager->fetchURLForItem(item, [&, done](std::optional<VLURL> url, VLErrorRef) {
-      VLFileManager::defaultManager().getVaultlineServicesForItemAtURL(*url, [&, done](const VLVaultlineServices& services, VLErrorRef) {
-        auto found = services.find(KsVaultlineValidationServiceV1Name);
-        if (found == services.end()) return done->signal();
-        found->second->getVaultlineConnectionWithCompletionHandler([&, done](std::shared_ptr<VLServiceConnection> connection, VLErrorRef) {
-          connection->setRemoteObjectInterface(KsVaultlineValidationServiceV1ProtocolName);
-          if (resume) connection->resume();
-          proxy = connection->remoteObjectProxyWithErrorHandler([](VLErrorRef) {});
-          done->signal();
-        });
-      });
+      VLFileManager::defaultManager().getVaultlineServicesForItemAtURL(
+          *url, [&, done](const VLVaultlineServices& services, VLErrorRef) {
+            auto found = services.find(KsVaultlineValidationServiceV1Name);
+            if (found == services.end()) return done->signal();
+            found->second->getVaultlineConnectionWithCompletionHandler(
+                [&, done](std::shared_ptr<VLServiceConnection> connection, VLErrorRef) {
+                  connection->setRemoteObjectInterface(KsVaultlineValidationServiceV1ProtocolName);
+                  if (resume) connection->resume();
+                  proxy = connection->remoteObjectProxyWithErrorHandler([](VLErrorRef) {});
+                  done->signal();
+                });
+          });
     });
     EXPECT_TRUE(done->wait(simtest::kWait));
     return proxy;
   }
   std::pair<bool, VLValue::Dictionary> allow(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
     return vl_await<std::pair<bool, VLValue::Dictionary>>([&](auto reply) {
-      proxy->validation_allowValidation([reply](bool allowed, const VLValue::Dictionary& options) { reply({allowed, options}); });
+      proxy->validation_allowValidation([reply](bool allowed, const VLValue::Dictionary& options) {
+        reply({allowed, options});
+      });
     });
   }
   VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
@@ -60,7 +64,8 @@ TEST_F(VLSimulatedService, EvictionLeavesOnlyAPlaceholderAndReadingBringsTheByte
 
   std::optional<VLData> read;
   VLFileCoordinator coordinator;
-  ASSERT_TRUE(coordinator.coordinateReadingItemAtURL(*url, nullptr, [&](const VLURL& at) { read = files.contentsAtURL(at); }));
+  ASSERT_TRUE(
+      coordinator.coordinateReadingItemAtURL(*url, nullptr, [&](const VLURL& at) { read = files.contentsAtURL(at); }));
   ASSERT_TRUE(read);
   EXPECT_EQ(read->length(), 512000u);
   EXPECT_TRUE(lookup(file->itemIdentifier())->isDownloaded());
@@ -71,7 +76,9 @@ TEST_F(VLSimulatedService, DownloadAndEvictActionsChangeTransferState) {
   auto file = importFile("doc.txt", "body");
   ASSERT_TRUE(lookup(file->itemIdentifier())->isUploaded());
   ASSERT_FALSE(perform(VLEvictOperation::make({file})));
-  EXPECT_GE(items->waitFor([](const Event& e) { return e.item && e.item->filename() == "doc.txt" && !e.item->isDownloaded(); }), 0);
+  EXPECT_GE(items->waitFor(
+                [](const Event& e) { return e.item && e.item->filename() == "doc.txt" && !e.item->isDownloaded(); }),
+            0);
   EXPECT_FALSE(fs::exists(fetchURL(file, true)->path()));
 
   auto download = VLDownloadOperation::make({file});
@@ -135,9 +142,12 @@ TEST_F(VLSimulatedService, ValidationServiceAnswersWithTheProvidersOptions) {
 TEST_F(VLSimulatedService, ConnectionsFailUntilResumedAndServicesCanBeAbsentOrRefuse) {
   auto failed = VLSemaphore::make();
   auto unresumed = proxyFor(root(), false);
-  unresumed->remoteObjectProxyWithErrorHandler([failed](VLErrorRef error) {
-    if (error) failed->signal();
-  })->validation_allowValidation([](bool, const VLValue::Dictionary&) { ADD_FAILURE() << "reply on a dead connection"; });
+  unresumed
+      ->remoteObjectProxyWithErrorHandler([failed](VLErrorRef error) {
+        if (error) failed->signal();
+      })
+      ->validation_allowValidation(
+          [](bool, const VLValue::Dictionary&) { ADD_FAILURE() << "reply on a dead connection"; });
   EXPECT_TRUE(failed->wait(simtest::kWait));
 
   start("validation-refused,internal-build=yes");
@@ -161,7 +171,8 @@ TEST_F(VLSimulatedService, OlderRevisionOffersOnlyTheOlderInitialisers) {
 
   start("domain=work");
   EXPECT_TRUE(VLFetchItemOperation::classExists());
-  auto fetch = VLFetchItemOperation::make(VLItemID::makeWithProviderDomainID(provider->identifier(), KsVaultlineRootContainerItemIdentifier));
+  auto fetch = VLFetchItemOperation::make(
+      VLItemID::makeWithProviderDomainID(provider->identifier(), KsVaultlineRootContainerItemIdentifier));
   auto fetched = vl_await<VLItemRef>([&](auto reply) {
     fetch->setFetchCompletionBlock([reply](VLItemRef item, VLErrorRef) { reply(item); });
     manager->scheduleAction(fetch);

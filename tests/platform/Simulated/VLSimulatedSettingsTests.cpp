@@ -16,7 +16,8 @@ std::string messageOf(const std::string& settings) {
 }
 
 TEST(VLSimulatedSettings, ReadsQuirksAndValues) {
-  auto settings = VLSimulatedSettings::parse(" case-sensitive-names , upload-latency=200ms,action-latency=1.5s,domain=work");
+  auto settings =
+      VLSimulatedSettings::parse(" case-sensitive-names , upload-latency=200ms,action-latency=1.5s,domain=work");
   EXPECT_TRUE(settings.has(VLSimulatedQuirk::CaseSensitiveNames));
   EXPECT_EQ(settings.quirks.size(), 1u);
   EXPECT_EQ(settings.uploadLatency, std::chrono::milliseconds(200));
@@ -49,7 +50,8 @@ TEST(VLSimulatedTypeTable, ResolvesExtensionsByParent) {
   vl_declareSimulatedTypes(types);
   EXPECT_EQ(types.preferredIdentifierForExtension("JPG"), "public.jpeg");
   EXPECT_TRUE(types.conforms("public.jpeg", "public.data"));
-  EXPECT_TRUE(types.conforms(types.preferredIdentifierForExtension("txt", std::string("public.data")), "public.plain-text"));
+  EXPECT_TRUE(
+      types.conforms(types.preferredIdentifierForExtension("txt", std::string("public.data")), "public.plain-text"));
   EXPECT_TRUE(types.conforms("public.folder", "public.item"));
   EXPECT_FALSE(types.conforms("public.folder", "public.data"));
 
@@ -66,7 +68,8 @@ TEST(VLSimulatedTypeTable, ResolvesExtensionsByParent) {
   EXPECT_TRUE(types.conforms(package, VLPackageTypeIdentifier));
   EXPECT_EQ(types.preferredIdentifierForExtension("brindle"), flat);
 
-  std::string unknown = types.preferredIdentifierForExtension("randomWeirdExtensionThatProbablyIsntDefined", std::string("public.data"));
+  std::string unknown =
+      types.preferredIdentifierForExtension("randomWeirdExtensionThatProbablyIsntDefined", std::string("public.data"));
   EXPECT_FALSE(types.isDeclared(unknown));
   EXPECT_TRUE(types.conforms(unknown, "public.data"));
 }

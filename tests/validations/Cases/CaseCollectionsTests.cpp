@@ -76,21 +76,22 @@ TEST(CaseCollections, ObserveThroughItemIDsAndStopAtTearDown) {
   EXPECT_EQ(observed.validator->result(), VLValidationResultPassed) << observed.validator->description();
   const std::string validationRoot = service->validationRootIdentifier();
   // Without a working set the provider's whole index stands in.
-  EXPECT_EQ(observed.scopes, (std::vector<std::pair<Scope, std::string>>{{Scope::Container, KsVaultlineRootContainerItemIdentifier},
-                                                                         {Scope::Container, validationRoot},
-                                                                         {Scope::Provider, ""}}));
-  EXPECT_EQ(observed.streamNames,
-            (std::vector<std::string>{"events for " + KsVaultlineRootContainerItemIdentifier, "root collection events",
-                                      "glimmer events"}));
+  EXPECT_EQ(observed.scopes,
+            (std::vector<std::pair<Scope, std::string>>{{Scope::Container, KsVaultlineRootContainerItemIdentifier},
+                                                        {Scope::Container, validationRoot},
+                                                        {Scope::Provider, ""}}));
+  EXPECT_EQ(observed.streamNames, (std::vector<std::string>{"events for " + KsVaultlineRootContainerItemIdentifier,
+                                                            "root collection events", "glimmer events"}));
   auto marks = observed.validator->markedIdentifiers();
   EXPECT_EQ(marks.at("glimmer"), marks.at(KsVaultlineWorkingSetContainerItemIdentifier));
   EXPECT_NE(marks.at(KsVaultlineRootContainerItemIdentifier), marks.at(validationRoot));
 
   // The root and the whole index both hold the validation folder from their first reload.
   for (size_t i : {0u, 2u}) {
-    auto reload = observed.validationCase->streams[i]->checkForMatchingEventWithTimeout(5, nullptr, [&](const VLEventRef& event) {
-      return event->type() == VLEventReload && event->item() && event->item()->itemIdentifier() == validationRoot;
-    });
+    auto reload =
+        observed.validationCase->streams[i]->checkForMatchingEventWithTimeout(5, nullptr, [&](const VLEventRef& event) {
+          return event->type() == VLEventReload && event->item() && event->item()->itemIdentifier() == validationRoot;
+        });
     EXPECT_NE(reload, nullptr) << observed.streamNames[i];
   }
 }

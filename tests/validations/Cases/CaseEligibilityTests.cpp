@@ -20,7 +20,8 @@ bool decideEligibility(const std::shared_ptr<VLProvider>& provider) {
 }
 
 std::shared_ptr<VLRemoteObjectProxy> reachProxy(const std::shared_ptr<VLProvider>& provider) {
-  return vl_await<std::shared_ptr<VLRemoteObjectProxy>>([&](auto reply) { performWithValidationProxy(provider, reply); });
+  return vl_await<std::shared_ptr<VLRemoteObjectProxy>>(
+      [&](auto reply) { performWithValidationProxy(provider, reply); });
 }
 
 void expectUntouched(const VLProvider& provider) {
@@ -60,9 +61,9 @@ TEST(CaseEligibility, WithoutAnAnswerOnlyInternalBuildsAreEligible) {
   {
     CaseTestLogCapture log;
     EXPECT_FALSE(decideEligibility(provider));
-    EXPECT_EQ(log.lines(), std::vector<std::string>{"[ERROR] didn't find validation service " +
-                                                    KsVaultlineValidationServiceV1Name +
-                                                    " for <VLProvider net.vaultline.simulated>"});
+    EXPECT_EQ(log.lines(),
+              std::vector<std::string>{"[ERROR] didn't find validation service " + KsVaultlineValidationServiceV1Name +
+                                       " for <VLProvider net.vaultline.simulated>"});
   }
   provider = install("validation-service=absent,internal-build=yes")->provider();
   EXPECT_TRUE(decideEligibility(provider));
@@ -86,8 +87,10 @@ TEST(CaseValidationProxy, EachFailingStepLogsItsOwnLineAndGivesNoProxy) {
                                                     "The item root of provider <VLProvider p> doesn't exist."});
   }
   const std::vector<std::pair<VLBrokenStep, std::string>> steps = {
-      {VLBrokenStep::RootURL, "[ERROR] failed to get root url for provider <VLProvider net.vaultline.simulated>, broken"},
-      {VLBrokenStep::Services, "[ERROR] failed to get services for provider <VLProvider net.vaultline.simulated>, broken"},
+      {VLBrokenStep::RootURL,
+       "[ERROR] failed to get root url for provider <VLProvider net.vaultline.simulated>, broken"},
+      {VLBrokenStep::Services,
+       "[ERROR] failed to get services for provider <VLProvider net.vaultline.simulated>, broken"},
       {VLBrokenStep::RefusedConnection, ""},  // a refused connection writes no line
   };
   for (const auto& [step, line] : steps) {
@@ -117,7 +120,9 @@ HelperAnswer fetchHelper(const std::string& identifier) {
   auto validationCase = VLValidationCase::makeWithSuiteClass(suiteClass, "validateNothing:", nullptr, std::nullopt);
   return vl_await<HelperAnswer>([&](auto reply) {
     validationCase->fetchValidationHelperForItem(vl_testItem(identifier, "item"),
-                                                 [reply](auto proxy, VLErrorRef error) { reply({proxy, error}); });
+                                                 [reply](auto proxy, VLErrorRef error) {
+                                                   reply({proxy, error});
+                                                 });
   });
 }
 

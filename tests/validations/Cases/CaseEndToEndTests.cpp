@@ -43,10 +43,9 @@ class CaseEndToEndSuite : public VLValidationCase {
     createdIdentifier = folder->itemIdentifier();
 
     auto appears = validator->expectationWithDescription("Folder %@ appears in the root", name);
-    auto event = stream->checkForMatchingEventWithTimeout(validator->defaultTimeout(), nullptr,
-                                                          [name](const VLEventRef& event) {
-                                                            return event->item() && event->item()->filename() == name;
-                                                          });
+    auto event = stream->checkForMatchingEventWithTimeout(
+        validator->defaultTimeout(), nullptr,
+        [name](const VLEventRef& event) { return event->item() && event->item()->filename() == name; });
     event ? appears->fulfill() : appears->failWithComment("never appeared");
   }
 };

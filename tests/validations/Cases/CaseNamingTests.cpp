@@ -108,7 +108,8 @@ TEST_F(CaseDocumentation, ComesFromTheDescribeHookThenRichTextFilesThenBundles) 
   auto placeholder = plainCase<VLPlaceholderValidation>("validatePlaceholderIsWritten:");
   write(folder_ / "VLPlaceholderValidation-PlaceholderIsWritten.rtfd" / "TXT.rtf", "{\\rtf1 From the bundle.}");
   EXPECT_EQ(placeholder->documentationText(), "From the bundle.");
-  write(folder_ / "VLPlaceholderValidation-PlaceholderIsWritten.rtf", "{\\rtf1\\ansi {\\fonttbl\\f0 Helvetica;}\\f0 Plain.}");
+  write(folder_ / "VLPlaceholderValidation-PlaceholderIsWritten.rtf",
+        "{\\rtf1\\ansi {\\fonttbl\\f0 Helvetica;}\\f0 Plain.}");
   EXPECT_EQ(placeholder->documentationText(), "Plain.");
 
   // Missing documentation logs one error and gives none.

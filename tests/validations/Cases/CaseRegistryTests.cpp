@@ -71,13 +71,12 @@ TEST(CaseDiscovery, AppliesTheNamingAndSignatureRules) {
   auto table = VLValidationCase::validationsOfSuiteClasses(
       {VLValidationCase::describeSuiteClass<VLTrashValidation>(trashOperations())});
   ASSERT_EQ(table.size(), 1u);
-  EXPECT_EQ(names(table.at("VLTrashValidation")),
-            (std::vector<std::string>{
-                "VLTrashValidation_validateTrashUntrash:variantTrashingFolder:",
-                "VLTrashValidation_validateTrashUntrash:variantTrashingFile",
-                "VLTrashValidation_validateTrashUntrash:variantReturningNothing:",
-                "VLTrashValidation_validatePlain:",
-            }));
+  EXPECT_EQ(names(table.at("VLTrashValidation")), (std::vector<std::string>{
+                                                      "VLTrashValidation_validateTrashUntrash:variantTrashingFolder:",
+                                                      "VLTrashValidation_validateTrashUntrash:variantTrashingFile",
+                                                      "VLTrashValidation_validateTrashUntrash:variantReturningNothing:",
+                                                      "VLTrashValidation_validatePlain:",
+                                                  }));
 }
 
 TEST(CaseDiscovery, VariantsAreTheClassesOwnZeroOrOneArgumentVariantOperations) {
@@ -114,7 +113,8 @@ TEST(CaseDiscoveryDeathTest, MalformedValidationsStopTheProcess) {
                "variants, but the class doesn't define variant selectors\\.");
   auto argumentless = VLValidationCase::describeSuiteClass<ArgumentlessSuite>(
       {{"validateWithoutArguments", &ArgumentlessSuite::validateWithoutArguments}});
-  EXPECT_DEATH(discoverWithLogOnStandardError(argumentless), "\\[CRIT\\] .*validateWithoutArguments on class ArgumentlessSuite");
+  EXPECT_DEATH(discoverWithLogOnStandardError(argumentless),
+               "\\[CRIT\\] .*validateWithoutArguments on class ArgumentlessSuite");
 }
 
 // ---- The process-wide registry ------------------------------------------------------------
@@ -128,7 +128,8 @@ class CaseRegistryPlainSuite : public VLValidationCase {
 // Registered at start-up, as a runner registers its suites.
 const bool kRegistered = [] {
   VLValidationCase::registerSuiteClass<CaseRegistryTrashSuite>(trashOperations());
-  VLValidationCase::registerSuiteClass<CaseRegistryPlainSuite>({{"validateOne:", &CaseRegistryPlainSuite::validateOne}});
+  VLValidationCase::registerSuiteClass<CaseRegistryPlainSuite>(
+      {{"validateOne:", &CaseRegistryPlainSuite::validateOne}});
   return true;
 }();
 
@@ -163,11 +164,13 @@ TEST(CaseRegistry, EachProviderListingMakesNewCasesOverTheSameTemplates) {
 
 TEST(CaseRegistry, MakeChecksTheClassAndItsOperations) {
   // The pretty name always loses the last character, expecting a ":" there.
-  auto made = VLValidationCase::make<CaseRegistryTrashSuite>("validateTrashUntrash:variant:", nullptr, "variantTrashingFile");
+  auto made =
+      VLValidationCase::make<CaseRegistryTrashSuite>("validateTrashUntrash:variant:", nullptr, "variantTrashingFile");
   EXPECT_EQ(made->description(), "- [CaseRegistryTrashSuite TrashUntrash: (TrashingFil)]");
   EXPECT_THROW(VLValidationCase::make<CaseRegistryTrashSuite>("validateMissing:", nullptr), VLException);
-  EXPECT_THROW(VLValidationCase::make<CaseRegistryTrashSuite>("validateTrashUntrash:variant:", nullptr, "variantMissing:"),
-               VLException);
+  EXPECT_THROW(
+      VLValidationCase::make<CaseRegistryTrashSuite>("validateTrashUntrash:variant:", nullptr, "variantMissing:"),
+      VLException);
   EXPECT_THROW(VLValidationCase::make<ThreeArgumentSuite>("validateA:b:c:", nullptr), VLException);
 }
 

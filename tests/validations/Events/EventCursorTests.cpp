@@ -2,10 +2,10 @@
 
 #include <thread>
 
-#include "support/TestItems.h"
 #include "Validations/VLEventCursor.h"
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLValidationErrors.h"
+#include "support/TestItems.h"
 
 namespace {
 
@@ -40,7 +40,8 @@ class EventCursorTest : public ::testing::Test {
 TEST_F(EventCursorTest, PresentEventFulfilsWithTypeAndItem) {
   auto event = add(VLEventInsert, "a.txt");
   EXPECT_EQ(cursor->check(insertNamed("a.txt")), event);
-  EXPECT_EQ(lastHandled()->description(), "Expecting signal (insert), properties filename: a.txt, pending: 0 on the stream");
+  EXPECT_EQ(lastHandled()->description(),
+            "Expecting signal (insert), properties filename: a.txt, pending: 0 on the stream");
   EXPECT_EQ(lastHandled()->result(), VLValidationResultPassed);
   EXPECT_EQ(lastHandled()->comment(), "Fulfilled by insert on " + vl_prettyDescription(event->item()));
   EXPECT_EQ(streamLength(), 1u);  // a check leaves the stream alone
@@ -62,9 +63,10 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
     item.setTrashed(true);
   });
   EXPECT_EQ(cursor->check(expected, 0), nullptr);
-  EXPECT_EQ(lastHandled()->comment(), "Closest match was\n" + vl_prettyDescription(sized->item()) +
-                                          "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
-                                          "\ntrashed: got 0, but expected 1");
+  EXPECT_EQ(lastHandled()->comment(),
+            "Closest match was\n" + vl_prettyDescription(sized->item()) +
+                "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
+                "\ntrashed: got 0, but expected 1");
   EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
 }
 

@@ -5,8 +5,8 @@
 
 #include "Core/VLError.h"
 #include "Core/VLLog.h"
-#include "support/TestItems.h"
 #include "Validations/VLEventGeneratingDelegate.h"
+#include "support/TestItems.h"
 
 namespace {
 

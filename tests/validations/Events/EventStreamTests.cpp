@@ -7,8 +7,8 @@
 
 #include "Core/VLLog.h"
 #include "Dispatch/VLSemaphore.h"
-#include "support/TestItems.h"
 #include "Validations/VLEventStream.h"
+#include "support/TestItems.h"
 
 namespace {
 
@@ -41,9 +41,9 @@ TEST(EventStream, WaitingCheckSeesEachNewEventBeforeAddEventReturns) {
   uint64_t timestamp = 0;
   std::thread checker([&] {
     found = stream->checkForMatchingEventWithTimeout(30, &timestamp, signallingOnMarker(seen, [&](const VLEventRef& e) {
-      ++calls;
-      return named("b")(e);
-    }));
+                                                       ++calls;
+                                                       return named("b")(e);
+                                                     }));
   });
   seen->wait();
   stream->addEvent(insertOf("a"));
@@ -131,6 +131,8 @@ TEST(EventStreamDeathTest, MisuseStopsTheProcess) {
   auto event = insertOf("a");
   EXPECT_DEATH((VLLog::setSink({}), stream->dropEventsUntil(event)), "is not in stream");
   stream->addEvent(event);
-  auto checkInside = [&](const std::vector<VLEventRef>&) { stream->checkForMatchingEventWithTimeout(0, nullptr, named("a")); };
+  auto checkInside = [&](const std::vector<VLEventRef>&) {
+    stream->checkForMatchingEventWithTimeout(0, nullptr, named("a"));
+  };
   EXPECT_DEATH((VLLog::setSink({}), stream->performWithEvents(checkInside)), "from its own queue");
 }

@@ -4,10 +4,10 @@
 #include <string>
 
 #include "Core/VLLog.h"
-#include "support/TestItems.h"
 #include "Validations/VLExpectationValues.h"
 #include "Validations/VLExpectedEvent.h"
 #include "Validations/VLItemDescription.h"
+#include "support/TestItems.h"
 
 namespace {
 
@@ -82,8 +82,9 @@ TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
     item.setLastUsedDate(date);
   });
   EXPECT_EQ(any->eventDescription(), "signal (any), properties lastUsedDate: " + date.description() +
-                                          " (1700000000), pending: 0, tags: ( red#6 )");
-  EXPECT_EQ(any->description(), "<VLExpectedEvent: " + any->addressDescription() + ", " + any->eventDescription() + ">");
+                                         " (1700000000), pending: 0, tags: ( red#6 )");
+  EXPECT_EQ(any->description(),
+            "<VLExpectedEvent: " + any->addressDescription() + ", " + any->eventDescription() + ">");
 }
 
 TEST(ExpectedEvent, TracesWhyACandidateWasRejected) {

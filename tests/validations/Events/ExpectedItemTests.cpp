@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Core/VLLog.h"
-#include "Vaultline/VLItem.h"
 #include "Validations/VLExpectedItem.h"
+#include "Vaultline/VLItem.h"
 
 using Keys = std::set<std::string>;
 

@@ -1,29 +1,31 @@
 #include <gtest/gtest.h>
 
 #include "Core/VLError.h"
-#include "Vaultline/VLConstants.h"
-#include "support/TestItems.h"
 #include "Validations/VLExpectationValues.h"
 #include "Validations/VLItemDescription.h"
+#include "Vaultline/VLConstants.h"
+#include "support/TestItems.h"
 
 namespace {
 VLErrorRef offline() { return VLError::make(KsVaultlineErrorDomain, VLVaultlineErrorServerUnreachable); }
 }  // namespace
 
 TEST(ItemDescription, TransferStatesAndTheGhost) {
-  EXPECT_EQ(vl_prettyDescription(vl_testItem("x", "a", [](VLItemAttributes& a) { a.pending = true; })),
-            "a id:x 👻📱 ");
-  EXPECT_EQ(vl_prettyDescription(vl_testItem("1", "f", [](VLItemAttributes& a) {
-              a.isCloudItem = a.downloading = true;
-              a.downloadingProgress = VLProgress::make(0, true);
-              a.downloadingError = offline();
-            })),
+  EXPECT_EQ(vl_prettyDescription(vl_testItem("x", "a", [](VLItemAttributes& a) { a.pending = true; })), "a id:x 👻📱 ");
+  EXPECT_EQ(vl_prettyDescription(vl_testItem("1", "f",
+                                             [](VLItemAttributes& a) {
+                                               a.isCloudItem = a.downloading = true;
+                                               a.downloadingProgress = VLProgress::make(0, true);
+                                               a.downloadingError = offline();
+                                             })),
             "f id:1 ⬇  (indeterminate) (offline) ");
-  EXPECT_EQ(vl_prettyDescription(vl_testItem("2", "g", [](VLItemAttributes& a) {
-              a.isCloudItem = a.downloaded = a.uploaded = a.uploading = true;
-              a.uploadingProgress = VLProgress::make(0.425);
-              a.uploadingError = VLError::make(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem);
-            })),
+  EXPECT_EQ(vl_prettyDescription(vl_testItem("2", "g",
+                                             [](VLItemAttributes& a) {
+                                               a.isCloudItem = a.downloaded = a.uploaded = a.uploading = true;
+                                               a.uploadingProgress = VLProgress::make(0.425);
+                                               a.uploadingError =
+                                                   VLError::make(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem);
+                                             })),
             "g id:2 ⬆  42.5% 📱 \u2601\uFE0F  ");
 }
 

@@ -125,7 +125,8 @@ TEST(Validator, ManyThreadsSettleWhileOneWaits) {
   auto validator = started();
   constexpr int kThreads = 8, kPerThread = 50;
   std::vector<std::shared_ptr<VLExpectation>> expectations;
-  for (int i = 0; i < kThreads * kPerThread; ++i) expectations.push_back(validator->expectationWithDescription("e%d", i));
+  for (int i = 0; i < kThreads * kPerThread; ++i)
+    expectations.push_back(validator->expectationWithDescription("e%d", i));
   std::atomic<int> reports{0};
   validator->setStatusBlock([&](const std::shared_ptr<VLExpectation>&, const VLValidator::MarkTable&) { ++reports; });
   std::vector<std::thread> threads;
@@ -133,7 +134,10 @@ TEST(Validator, ManyThreadsSettleWhileOneWaits) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kPerThread; ++i) {
         auto& expectation = expectations[t * kPerThread + i];
-        if (i % 2) expectation->fulfill(); else expectation->failWithComment("odd %d", i);
+        if (i % 2)
+          expectation->fulfill();
+        else
+          expectation->failWithComment("odd %d", i);
         validator->registerIdentifiers({"id" + std::to_string(t)});
       }
     });

@@ -12,6 +12,4 @@ VLEventRef VLEvent::make(std::string type, VLItemRef item) {
   return VLEventRef(new VLEvent(std::move(type), std::move(item)));
 }
 
-std::string VLEvent::description() const {
-  return VLFormat("<%@: %@, %@>", className(), addressDescription(), type_);
-}
+std::string VLEvent::description() const { return VLFormat("<%@: %@, %@>", className(), addressDescription(), type_); }

@@ -15,9 +15,8 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
 }
 
 VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout) {
-  auto expectation =
-      validator_->expectationWithDescription("Expecting %@ on %@", expected->eventDescription(),
-                                             stream_->streamDescription());
+  auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", expected->eventDescription(),
+                                                            stream_->streamDescription());
   uint64_t timestamp = 0;
   VLEventRef match = stream_->checkForMatchingEventWithTimeout(
       timeout, &timestamp, [expected](const VLEventRef& event) { return expected->matchesEvent(event); });

@@ -78,8 +78,7 @@ VLEventRef VLEventStream::checkForMatchingEventWithTimeout(double timeout, uint6
 void VLEventStream::dropEventsUntil(const VLEventRef& event) {
   queue_->sync([&] {
     auto found = std::find(events_.begin(), events_.end(), event);
-    VL_ASSERT(event && found != events_.end(), "event %@ to drop until is not in stream %@", event,
-              streamDescription_);
+    VL_ASSERT(event && found != events_.end(), "event %@ to drop until is not in stream %@", event, streamDescription_);
     auto count = static_cast<uint64_t>(found - events_.begin()) + 1;
     droppedEventCount_ += count;
     events_.erase(events_.begin(), found + 1);

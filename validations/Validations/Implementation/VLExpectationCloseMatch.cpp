@@ -6,7 +6,7 @@
 #include "Validations/VLItemDescription.h"
 
 std::shared_ptr<const VLExpectationCloseMatch> VLExpectationCloseMatch::make(VLItemRef item,
-                                                                            std::set<std::string> nonmatchingKeys) {
+                                                                             std::set<std::string> nonmatchingKeys) {
   return std::shared_ptr<const VLExpectationCloseMatch>(
       new VLExpectationCloseMatch(std::move(item), std::move(nonmatchingKeys)));
 }

@@ -26,11 +26,11 @@ VLExpectedItem::VLExpectedItem() { setPending(false); }
 
 // Each setter records the key derived from its own name, once per process, so that the
 // recorded key can never drift from the setter that records it.
-#define VL_RECORDING_SETTER(Name, Type, field)                           \
-  void VLExpectedItem::set##Name(Type value) {                           \
-    static const std::string key = vl_keyFromSetter("set" #Name ":");    \
-    expectedKeys_.insert(key);                                           \
-    field = std::move(value);                                            \
+#define VL_RECORDING_SETTER(Name, Type, field)                        \
+  void VLExpectedItem::set##Name(Type value) {                        \
+    static const std::string key = vl_keyFromSetter("set" #Name ":"); \
+    expectedKeys_.insert(key);                                        \
+    field = std::move(value);                                         \
   }
 
 VL_RECORDING_SETTER(ProviderIdentifier, std::optional<std::string>, providerIdentifier_)

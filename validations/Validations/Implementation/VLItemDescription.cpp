@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "Core/VLFormat.h"
-#include "Vaultline/VLConstants.h"
 #include "Validations/VLExpectationValues.h"
+#include "Vaultline/VLConstants.h"
 
 std::string vl_byteCountDescription(int64_t bytes) {
   if (std::llabs(bytes) < 1000) return VLFormat(bytes == 1 ? "%lld byte" : "%lld bytes", bytes);
@@ -45,7 +45,8 @@ std::string vl_prettyDescription(const VLItemRef& item) {
   // The ghost has no trailing space: the next piece follows it directly.
   text += VLFormat(item->isPending() ? "id:%@ 👻" : "id:%@ ", item->itemIdentifier());
   if (item->isCloudItem()) {
-    if (item->isDownloading()) validation_dumpProgress(text, item->downloadingProgress(), "⬇ ", item->downloadingError());
+    if (item->isDownloading())
+      validation_dumpProgress(text, item->downloadingProgress(), "⬇ ", item->downloadingError());
     if (item->isUploading()) validation_dumpProgress(text, item->uploadingProgress(), "⬆ ", item->uploadingError());
   }
   if (item->isDownloaded() || !item->isCloudItem()) text += "📱 ";

@@ -10,9 +10,10 @@ namespace {
 
 // Destinations whose contents are not body text.
 const std::set<std::string> kSkippedDestinations = {
-    "fonttbl", "colortbl", "stylesheet", "info",    "pict",     "header", "footer", "headerl", "headerr",
-    "footerl", "footerr",  "footnote",   "listtable", "listoverridetable", "expandedcolortbl", "generator",
-    "themedata", "datastore", "latentstyles", "rsidtbl", "xmlnstbl", "object", "nonshppict", "field"};
+    "fonttbl",      "colortbl",          "stylesheet",       "info",      "pict",       "header",
+    "footer",       "headerl",           "headerr",          "footerl",   "footerr",    "footnote",
+    "listtable",    "listoverridetable", "expandedcolortbl", "generator", "themedata",  "datastore",
+    "latentstyles", "rsidtbl",           "xmlnstbl",         "object",    "nonshppict", "field"};
 
 void appendUTF8(std::string& out, uint32_t code) {
   if (code < 0x80) {
@@ -42,8 +43,8 @@ uint32_t fromWindows1252(unsigned byte) {
 }
 
 struct GroupState {
-  bool skipped = false;   // inside a destination that is not body text
-  int unicodeSkip = 1;    // characters that stand in for each \uN (\ucN)
+  bool skipped = false;  // inside a destination that is not body text
+  int unicodeSkip = 1;   // characters that stand in for each \uN (\ucN)
 };
 
 class Parser {
@@ -109,11 +110,16 @@ class Parser {
     if (!std::isalpha(static_cast<unsigned char>(symbol))) {
       ++position_;
       switch (symbol) {
-        case '\\': case '{': case '}': emit(state, std::string(1, symbol)); break;
+        case '\\':
+        case '{':
+        case '}': emit(state, std::string(1, symbol)); break;
         case '~': emit(state, 0xA0u); break;
         case '_': emit(state, 0x2011u); break;
-        case '\n': case '\r': emit(state, "\n"); break;
-        case '*': if (atGroupStart) state.skipped = true; break;
+        case '\n':
+        case '\r': emit(state, "\n"); break;
+        case '*':
+          if (atGroupStart) state.skipped = true;
+          break;
         case '\'': {
           std::string hex = text_.substr(position_, 2);
           position_ += hex.size();
@@ -130,7 +136,8 @@ class Parser {
     bool hasParameter = false;
     long parameter = 0;
     size_t numberStart = position_;
-    if (position_ < text_.size() && (text_[position_] == '-' || std::isdigit(static_cast<unsigned char>(text_[position_])))) {
+    if (position_ < text_.size() &&
+        (text_[position_] == '-' || std::isdigit(static_cast<unsigned char>(text_[position_])))) {
       ++position_;
       while (position_ < text_.size() && std::isdigit(static_cast<unsigned char>(text_[position_]))) ++position_;
       parameter = std::strtol(text_.substr(numberStart, position_ - numberStart).c_str(), nullptr, 10);

@@ -77,7 +77,8 @@ std::shared_ptr<VLEventStream> VLValidationCase::newWorkingSetCollectionStream()
   if (provider->hasNoWorkingSet()) {
     // Without a working set, the provider's items in the search index stand in for it.
     auto collection = validator->itemManager()->newCollectionForProvider(provider->providerID());
-    if (!collection) throw VLException("the item manager returned no collection for provider " + provider->providerID());
+    if (!collection)
+      throw VLException("the item manager returned no collection for provider " + provider->providerID());
     auto stream = _addCollection(collection);
     stream->setStreamDescription("glimmer events");
     validator->registerIdentifiers({"glimmer", KsVaultlineWorkingSetContainerItemIdentifier});

@@ -72,13 +72,14 @@ const VLValidationCase::ValidationTable& VLValidationCase::allValidations() {
   return *templates;
 }
 
-VLValidationCase::ValidationTable VLValidationCase::allValidationsForProvider(const std::shared_ptr<VLProvider>& provider) {
+VLValidationCase::ValidationTable VLValidationCase::allValidationsForProvider(
+    const std::shared_ptr<VLProvider>& provider) {
   ValidationTable cases;
   for (const auto& [className, templates] : allValidations()) {
     CaseList& list = cases[className];
     for (const auto& prototype : templates) {
-      list.push_back(makeWithSuiteClass(prototype->suiteClass(), prototype->selector(), provider,
-                                        prototype->variantSelector()));
+      list.push_back(
+          makeWithSuiteClass(prototype->suiteClass(), prototype->selector(), provider, prototype->variantSelector()));
     }
   }
   return cases;

@@ -14,34 +14,35 @@ void performWithValidationProxy(const std::shared_ptr<VLProvider>& provider,
                                 std::function<void(std::shared_ptr<VLRemoteObjectProxy> proxy)> callback) {
   if (!provider) throw VLException("performWithValidationProxy: no provider given");
   if (!callback) throw VLException("performWithValidationProxy: no callback given");
-  VLItemManager::defaultManager()->fetchRootItemForProvider(provider, [provider, callback](VLItemRef root, VLErrorRef error) {
-    if (!root) {
-      VLLog::error("failed to get root item for provider %@, %@", provider, vl_prettyDescription(error));
-      callback(nullptr);
-      return;
-    }
-    vl_reachValidationService(root, [provider, callback](std::shared_ptr<VLRemoteObjectProxy> proxy, VLErrorRef error,
-                                                         VLValidationServiceFailure failure) {
-      switch (failure) {
-        case VLValidationServiceFailure::None: break;
-        case VLValidationServiceFailure::URL:
-          VLLog::error("failed to get root url for provider %@, %@", provider, vl_prettyDescription(error));
-          break;
-        case VLValidationServiceFailure::Services:
-          VLLog::error("failed to get services for provider %@, %@", provider, vl_prettyDescription(error));
-          break;
-        case VLValidationServiceFailure::MissingService:
-          VLLog::error("didn't find validation service %@ for %@", KsVaultlineValidationServiceV1Name, provider);
-          break;
-        case VLValidationServiceFailure::Connection: break;  // no line for a refused connection
-      }
-      callback(proxy);
-    });
-  });
+  VLItemManager::defaultManager()->fetchRootItemForProvider(
+      provider, [provider, callback](VLItemRef root, VLErrorRef error) {
+        if (!root) {
+          VLLog::error("failed to get root item for provider %@, %@", provider, vl_prettyDescription(error));
+          callback(nullptr);
+          return;
+        }
+        vl_reachValidationService(root, [provider, callback](std::shared_ptr<VLRemoteObjectProxy> proxy,
+                                                             VLErrorRef error, VLValidationServiceFailure failure) {
+          switch (failure) {
+            case VLValidationServiceFailure::None: break;
+            case VLValidationServiceFailure::URL:
+              VLLog::error("failed to get root url for provider %@, %@", provider, vl_prettyDescription(error));
+              break;
+            case VLValidationServiceFailure::Services:
+              VLLog::error("failed to get services for provider %@, %@", provider, vl_prettyDescription(error));
+              break;
+            case VLValidationServiceFailure::MissingService:
+              VLLog::error("didn't find validation service %@ for %@", KsVaultlineValidationServiceV1Name, provider);
+              break;
+            case VLValidationServiceFailure::Connection: break;  // no line for a refused connection
+          }
+          callback(proxy);
+        });
+      });
 }
 
 void determineValidationEligibility(const std::shared_ptr<VLProvider>& provider,
-                                   std::function<void(bool eligible)> callback) {
+                                    std::function<void(bool eligible)> callback) {
   if (!provider) throw VLException("determineValidationEligibility: no provider given");
   if (!callback) throw VLException("determineValidationEligibility: no callback given");
   const bool internalBuild = VLPlatform::current()->deviceBooleanProperty("InternalBuild");

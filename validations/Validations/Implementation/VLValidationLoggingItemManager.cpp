@@ -77,7 +77,8 @@ std::shared_ptr<VLItemCollection> VLValidationLoggingItemManager::collectionWith
   return base()->collectionWithIdentifier(identifier, domainIdentifier, providerIdentifier, fileTypes);
 }
 
-std::shared_ptr<VLItemCollection> VLValidationLoggingItemManager::newCollectionForProvider(const std::string& providerID) {
+std::shared_ptr<VLItemCollection> VLValidationLoggingItemManager::newCollectionForProvider(
+    const std::string& providerID) {
   return base()->newCollectionForProvider(providerID);
 }
 

@@ -7,6 +7,7 @@
 
 namespace {
 // 256 short words, one per byte value, so that four random bytes make a readable name.
+// clang-format off
 constexpr std::array<const char*, 256> kWords = {
     "ack", "alabama", "alanine", "alaska", "alpha", "angel", "apart", "april", "arizona", "arkansas", "artist",
     "asparagus", "aspen", "august", "autumn", "avocado", "bacon", "bakerloo", "batman", "beer", "berlin",
@@ -32,6 +33,7 @@ constexpr std::array<const char*, 256> kWords = {
     "uncle", "undress", "uniform", "uranus", "utah", "vegan", "venus", "vermont", "victor", "video", "violet",
     "virginia", "washington", "west", "whiskey", "white", "william", "winner", "winter", "wisconsin", "wolfram",
     "wyoming", "xray", "yankee", "yellow", "zebra", "zulu"};
+// clang-format on
 
 // The stored mark that stands for "not marked" in robust look-ups.
 constexpr uint64_t kNotFound = 0x7fffffffffffffffULL;
