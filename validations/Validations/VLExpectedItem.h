@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -131,7 +132,15 @@ class VLExpectedItem {
   uint64_t capabilities() const { return capabilities_; }
 
  private:
+  // Converts a stored attribute to what valueForKey() reads: tags as an array of VLTag objects.
+  static VLValue valueOf(const Tags& tags);
+  template <class T>
+  static VLValue valueOf(const T& value) {
+    return VLValue(value);
+  }
+
   std::set<std::string> expectedKeys_;
+  std::map<std::string, VLValue> values_;  // every set key, as the matcher reads it
 
   std::optional<std::string> providerIdentifier_;
   std::optional<std::string> itemIdentifier_;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Core/VLLog.h"
+#include "Vaultline/VLItem.h"
 
 std::string vl_setterFromKey(const std::string& key) {
   std::string first = key.substr(0, 1);
@@ -31,6 +32,7 @@ VLExpectedItem::VLExpectedItem() { setPending(false); }
     static const std::string key = vl_keyFromSetter("set" #Name ":"); \
     expectedKeys_.insert(key);                                        \
     field = std::move(value);                                         \
+    values_[key] = valueOf(field);                                    \
   }
 
 VL_RECORDING_SETTER(ProviderIdentifier, std::optional<std::string>, providerIdentifier_)
@@ -75,82 +77,15 @@ VL_RECORDING_SETTER(Capabilities, uint64_t, capabilities_)
 
 #undef VL_RECORDING_SETTER
 
-namespace {
-
-using Getter = std::function<VLValue(const VLExpectedItem&)>;
-
-VLValue tagsValue(const VLExpectedItem& item) {
-  VLValue::Array tags;
-  for (const auto& tag : item.tags()) tags.emplace_back(tag);
-  return tags;
-}
-
-// Same keys, same order as VLItem's table, so both sides of a comparison read alike.
-const std::vector<std::pair<std::string, Getter>>& getters() {
-  using I = VLExpectedItem;
-  static const std::vector<std::pair<std::string, Getter>> table = {
-      {"providerIdentifier", [](const I& i) { return VLValue(i.providerIdentifier()); }},
-      {"itemIdentifier", [](const I& i) { return VLValue(i.itemIdentifier()); }},
-      {"parentItemIdentifier", [](const I& i) { return VLValue(i.parentItemIdentifier()); }},
-      {"filename", [](const I& i) { return VLValue(i.filename()); }},
-      {"displayName", [](const I& i) { return VLValue(i.displayName()); }},
-      {"typeIdentifier", [](const I& i) { return VLValue(i.typeIdentifier()); }},
-      {"documentSize", [](const I& i) { return VLValue(i.documentSize()); }},
-      {"creationDate", [](const I& i) { return VLValue(i.creationDate()); }},
-      {"contentModificationDate", [](const I& i) { return VLValue(i.contentModificationDate()); }},
-      {"favoriteRank", [](const I& i) { return VLValue(i.favoriteRank()); }},
-      {"lastUsedDate", [](const I& i) { return VLValue(i.lastUsedDate()); }},
-      {"tagData", [](const I& i) { return VLValue(i.tagData()); }},
-      {"childItemCount", [](const I& i) { return VLValue(i.childItemCount()); }},
-      {"downloaded", [](const I& i) { return VLValue(i.isDownloaded()); }},
-      {"downloading", [](const I& i) { return VLValue(i.isDownloading()); }},
-      {"mostRecentVersionDownloaded", [](const I& i) { return VLValue(i.isMostRecentVersionDownloaded()); }},
-      {"uploaded", [](const I& i) { return VLValue(i.isUploaded()); }},
-      {"uploading", [](const I& i) { return VLValue(i.isUploading()); }},
-      {"trashed", [](const I& i) { return VLValue(i.isTrashed()); }},
-      {"shared", [](const I& i) { return VLValue(i.isShared()); }},
-      {"sharedByCurrentUser", [](const I& i) { return VLValue(i.isSharedByCurrentUser()); }},
-      {"progress", [](const I& i) { return VLValue(i.progress()); }},
-      {"uploadingError", [](const I& i) { return VLValue(i.uploadingError()); }},
-      {"downloadingError", [](const I& i) { return VLValue(i.downloadingError()); }},
-      {"capabilities", [](const I& i) { return VLValue(i.capabilities()); }},
-      {"ownerNameComponents", [](const I& i) { return VLValue(i.ownerNameComponents()); }},
-      {"mostRecentEditorNameComponents", [](const I& i) { return VLValue(i.mostRecentEditorNameComponents()); }},
-      {"versionIdentifier", [](const I& i) { return VLValue(i.versionIdentifier()); }},
-      {"userInfo", [](const I& i) { return VLValue(i.userInfo()); }},
-      {"tags", tagsValue},
-      {"supportsMostRecentVersionDownloaded",
-       [](const I& i) { return VLValue(i.supportsMostRecentVersionDownloaded()); }},
-      {"appContainerBundleIdentifier", [](const I& i) { return VLValue(i.appContainerBundleIdentifier()); }},
-      {"cloudContainerIdentifier", [](const I& i) { return VLValue(i.cloudContainerIdentifier()); }},
-      {"pending", [](const I& i) { return VLValue(i.isPending()); }},
-      {"offline", [](const I& i) { return VLValue(i.isOffline()); }},
-      {"formerItemID", [](const I& i) { return VLValue(i.formerItemID()); }},
-  };
-  return table;
-}
-
-const std::unordered_map<std::string, const Getter*>& getterIndex() {
-  static const auto index = [] {
-    std::unordered_map<std::string, const Getter*> map;
-    for (const auto& [key, getter] : getters()) map.emplace(key, &getter);
-    return map;
-  }();
-  return index;
-}
-
-}  // namespace
-
 VLValue VLExpectedItem::valueForKey(const std::string& key) const {
-  auto found = getterIndex().find(key);
-  return found == getterIndex().end() ? VLValue() : (*found->second)(*this);
+  auto found = values_.find(key);
+  return found == values_.end() ? VLValue() : found->second;
 }
 
-const std::vector<std::string>& VLExpectedItem::keys() {
-  static const std::vector<std::string> all = [] {
-    std::vector<std::string> list;
-    for (const auto& entry : getters()) list.push_back(entry.first);
-    return list;
-  }();
-  return all;
+const std::vector<std::string>& VLExpectedItem::keys() { return VLItem::keys(); }
+
+VLValue VLExpectedItem::valueOf(const Tags& tags) {
+  VLValue::Array array;
+  for (const auto& tag : tags) array.emplace_back(tag);
+  return array;
 }
