@@ -77,66 +77,39 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
     return [fetch, item, error] { fetch->completeWithItem(item, error); };
   }
   if (auto evict = std::dynamic_pointer_cast<VLEvictOperation>(action)) {
-    VLErrorRef first;
-    for (const auto& item : evict->items()) {
-      VLErrorRef error;
-      VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-      if (node) error = evictLocked(*node);
-      if (!first) first = error;
-    }
-    return done(first);
+    return done(forEachNodeLocked(evict->items(), [this](VLSimulatedNode& node, size_t) { return evictLocked(node); }));
   }
   if (auto tags = std::dynamic_pointer_cast<VLSetTagsOperation>(action)) {
     if (tags->items().size() != tags->tagsLists().size()) {
       return done(VLSimulatedErrors::invalidArgument(
           VLFormat("%lu tag lists for %lu items", tags->tagsLists().size(), tags->items().size())));
     }
-    VLErrorRef first;
-    for (size_t i = 0; i < tags->items().size(); ++i) {
-      VLErrorRef error;
-      VLSimulatedNode* node = store_->nodeForItemLocked(tags->items()[i], &error);
-      if (!node) {
-        if (!first) first = error;
-        continue;
-      }
-      if (store_->settings().has(Quirk::TagsDropped)) continue;
-      node->tags = tags->tagsLists()[i];
-      store_->touchLocked(*node);
-    }
-    return done(first);
+    return done(forEachNodeLocked(tags->items(), [this, &tags](VLSimulatedNode& node, size_t i) -> VLErrorRef {
+      if (store_->settings().has(Quirk::TagsDropped)) return nullptr;
+      node.tags = tags->tagsLists()[i];
+      store_->touchLocked(node);
+      return nullptr;
+    }));
   }
   if (auto favorites = std::dynamic_pointer_cast<VLModifyFavoritesOperation>(action)) {
     if (favorites->itemsToFavorite().size() != favorites->favoriteRanks().size()) {
       return done(VLSimulatedErrors::invalidArgument(
           VLFormat("%lu ranks for %lu items", favorites->favoriteRanks().size(), favorites->itemsToFavorite().size())));
     }
-    VLErrorRef first;
-    for (size_t i = 0; i < favorites->itemsToFavorite().size(); ++i) {
-      VLErrorRef error;
-      VLSimulatedNode* node = store_->nodeForItemLocked(favorites->itemsToFavorite()[i], &error);
-      if (!node) {
-        if (!first) first = error;
-        continue;
-      }
-      node->favoriteRank = favorites->favoriteRanks()[i];
-      store_->touchLocked(*node);
-    }
-    return done(first);
+    return done(forEachNodeLocked(favorites->itemsToFavorite(),
+                                  [this, &favorites](VLSimulatedNode& node, size_t i) -> VLErrorRef {
+                                    node.favoriteRank = favorites->favoriteRanks()[i];
+                                    store_->touchLocked(node);
+                                    return nullptr;
+                                  }));
   }
   if (auto lastOpen = std::dynamic_pointer_cast<VLSetLastOpenDateOperation>(action)) {
     double offset = store_->settings().has(Quirk::LastUsedDateOffset) ? 2.0 : 0.0;
-    VLErrorRef first;
-    for (const auto& item : lastOpen->items()) {
-      VLErrorRef error;
-      VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-      if (!node) {
-        if (!first) first = error;
-        continue;
-      }
-      node->lastUsedDate = lastOpen->date().dateByAddingTimeInterval(offset);
-      store_->touchLocked(*node);
-    }
-    return done(first);
+    return done(forEachNodeLocked(lastOpen->items(), [&](VLSimulatedNode& node, size_t) -> VLErrorRef {
+      node.lastUsedDate = lastOpen->date().dateByAddingTimeInterval(offset);
+      store_->touchLocked(node);
+      return nullptr;
+    }));
   }
   return done(VLSimulatedErrors::notSupported("The simulated provider does not support " + action->className() + "."));
 }
@@ -213,28 +186,32 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
   return [action, first] { action->completeWithError(first); };
 }
 
-VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& items) {
+VLErrorRef VLSimulatedActionRunner::forEachNodeLocked(
+    const std::vector<VLItemRef>& items, const std::function<VLErrorRef(VLSimulatedNode& node, size_t index)>& apply) {
   VLErrorRef first;
-  for (const auto& item : items) {
+  for (size_t i = 0; i < items.size(); ++i) {
     VLErrorRef error;
-    VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-    if (node && node->kind == Kind::Root)
-      error = VLSimulatedErrors::notSupported("The root container cannot be trashed.");
-    if (error) {
-      if (!first) first = error;
-      continue;
-    }
-    if (node->trashed) continue;
-    fs::path from = store_->pathLocked(*node);
-    std::string oldParent = node->parent;
-    node->trashedFrom = oldParent;
-    node->trashed = true;
-    node->formerParent.clear();
-    store_->setParentLocked(*node, VLSimulatedTrashContainerIdentifier);
-    moveOnDisk(from, store_->pathLocked(*node));
-    store_->refreshChildCountLocked(oldParent);
+    VLSimulatedNode* node = store_->nodeForItemLocked(items[i], &error);
+    if (node) error = apply(*node, i);
+    if (!first) first = error;
   }
   return first;
+}
+
+VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& items) {
+  return forEachNodeLocked(items, [this](VLSimulatedNode& node, size_t) -> VLErrorRef {
+    if (node.kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be trashed.");
+    if (node.trashed) return nullptr;
+    fs::path from = store_->pathLocked(node);
+    std::string oldParent = node.parent;
+    node.trashedFrom = oldParent;
+    node.trashed = true;
+    node.formerParent.clear();
+    store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
+    moveOnDisk(from, store_->pathLocked(node));
+    store_->refreshChildCountLocked(oldParent);
+    return nullptr;
+  });
 }
 
 VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& items,
@@ -287,17 +264,9 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
 }
 
 VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& items) {
-  VLErrorRef first;
-  for (const auto& item : items) {
-    VLErrorRef error;
-    VLSimulatedNode* node = store_->nodeForItemLocked(item, &error);
-    if (node && node->kind == Kind::Root)
-      error = VLSimulatedErrors::notSupported("The root container cannot be deleted.");
-    if (error) {
-      if (!first) first = error;
-      continue;
-    }
-    std::vector<std::string> subtree{node->identifier};
+  return forEachNodeLocked(items, [this](VLSimulatedNode& node, size_t) -> VLErrorRef {
+    if (node.kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be deleted.");
+    std::vector<std::string> subtree{node.identifier};
     for (size_t i = 0; i < subtree.size(); ++i) {
       for (const auto& child : store_->childrenLocked(subtree[i])) subtree.push_back(child);
     }
@@ -309,15 +278,15 @@ VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& i
       }
       fs::remove_all(store_->serverCopyPath(doomed->identifier), ignored);
     }
-    fs::path path = store_->pathLocked(*node);
+    fs::path path = store_->pathLocked(node);
     fs::remove_all(path, ignored);
     fs::remove(VLSimulatedStore::placeholderPath(path), ignored);
-    if (node->trashed) fs::remove_all(path.parent_path(), ignored);
-    std::string parent = node->parent;
+    if (node.trashed) fs::remove_all(path.parent_path(), ignored);
+    std::string parent = node.parent;
     for (auto it = subtree.rbegin(); it != subtree.rend(); ++it) store_->removeNodeLocked(*it);
     store_->refreshChildCountLocked(parent);
-  }
-  return first;
+    return nullptr;
+  });
 }
 
 std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_ptr<VLDownloadOperation>& action) {

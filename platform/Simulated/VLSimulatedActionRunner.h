@@ -44,6 +44,10 @@ class VLSimulatedActionRunner : public std::enable_shared_from_this<VLSimulatedA
   std::function<void()> performLocked(const std::shared_ptr<VLActionOperation>& action);
   VLErrorRef renameLocked(const class VLRenameOperation& action);
   std::function<void()> moveLocked(const std::shared_ptr<class VLMoveOperation>& action);
+  // Applies `apply` to the node of every item that resolves, in order; returns the first
+  // error, whether from resolving an item or from `apply`. Every item is attempted.
+  VLErrorRef forEachNodeLocked(const std::vector<VLItemRef>& items,
+                               const std::function<VLErrorRef(VLSimulatedNode& node, size_t index)>& apply);
   VLErrorRef trashLocked(const std::vector<VLItemRef>& items);
   VLErrorRef untrashLocked(const std::vector<VLItemRef>& items, const VLItemRef& restoreDirectory);
   VLErrorRef deleteLocked(const std::vector<VLItemRef>& items);
