@@ -40,7 +40,9 @@ std::string VLSimulatedStore::extensionOf(const std::string& name) {
 }
 
 bool VLSimulatedStore::isValidName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+  // What one directory entry on disk can hold.
+  return !name.empty() && name.size() <= 255 && name != "." && name != ".." &&
+         name.find_first_of(std::string("/\0", 2)) == std::string::npos;
 }
 
 std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettings& settings,

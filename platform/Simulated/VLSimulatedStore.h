@@ -85,7 +85,7 @@ class VLSimulatedStore {
   std::string fileTypeLocked(const std::string& name) const;
   // Returns the extension of a name without its dot ("" for "README" and ".profile").
   static std::string extensionOf(const std::string& name);
-  // Returns whether `name` can name an item (not empty, no "/", not "." or "..").
+  // Returns whether `name` can name an item: 1 to 255 bytes, no "/" or NUL, not "." or "..".
   static bool isValidName(const std::string& name);
   // Returns `name`, or "name 2.ext", "name 3.ext", … whichever clashes with no child of `parent`.
   std::string uniqueNameLocked(const std::string& parent, const std::string& name);
