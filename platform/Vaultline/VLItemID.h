@@ -11,6 +11,7 @@
 
 #include "Core/VLObject.h"
 #include "Vaultline/VLPlatform.h"
+#include "Vaultline/VLProvider.h"
 
 class VLItemID : public VLObject {
  public:
@@ -28,6 +29,10 @@ class VLItemID : public VLObject {
 
   // Returns whether the current platform offers the initialiser named by `capability`.
   static bool instancesRespondTo(VLPlatformCapability capability);
+  // Returns the ID of item `itemIdentifier` of `provider`, made with the first initialiser the
+  // platform offers: the provider-domain ID (the provider's identifier), then the provider
+  // identifier without a domain, then the older provider ID with the domain's identifier.
+  static std::shared_ptr<const VLItemID> makeForProvider(const VLProvider& provider, const std::string& itemIdentifier);
 
   // The provider part: a provider-domain ID, a provider identifier or a provider ID,
   // whichever the initialiser was given.

@@ -1,0 +1,13 @@
+#include "VLStandardSuites.h"
+
+#include <mutex>
+
+#include "VLContainerValidation.h"
+
+void VLRegisterStandardSuites() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // An explicit list: a static library drops registrations made by static initialisers.
+    VLValidationCase::registerSuiteClass<VLContainerValidation>(VLContainerValidation::operations());
+  });
+}

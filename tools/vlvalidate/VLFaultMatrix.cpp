@@ -1,0 +1,175 @@
+#include "vlvalidate/VLFaultMatrix.h"
+
+#include <algorithm>
+
+#include "Core/VLFormat.h"
+#include "Validations/VLValidationErrors.h"
+#include "vlvalidate/VLCaseFilter.h"
+
+namespace {
+
+constexpr VLValidationResult kFailed = VLValidationResultFailed;
+constexpr VLValidationResult kInconclusive = VLValidationResultInconclusive;
+constexpr VLValidationResult kPassed = VLValidationResultPassed;
+
+// The rows, suite by suite. Words are the validations' own, with "%@" for the parts that
+// name items, so that a reworded message is caught as surely as a missed fault.
+const std::vector<VLFaultMatrixRow> kRows = {
+    // ---- VLContainerValidation -----------------------------------------------------------
+    {"case-sensitive-names",
+     false,
+     "VLContainerValidation.SecondItemIsBouncedWithCaseMismatch/*",
+     {kFailed},
+     {"subsequent copy of %@ to %@ should fail with filename collision error", "Operation was expected to fail"},
+     "names that differ only in letter case do not collide"},
+    {"no-collision-check",
+     false,
+     "VLContainerValidation.SecondItemIsBounced*",
+     {kFailed},
+     {"subsequent copy of %@ to %@ should fail with filename collision error", "Operation was expected to fail"},
+     "a second item under a taken name is accepted under another name"},
+    {"collision-names-other-item",
+     false,
+     "VLContainerValidation.SecondItemIsBounced*",
+     {kFailed},
+     {"subsequent copy of %@ to %@ should fail with filename collision error", "already exists"},
+     "the collision error names another item than the one in the way"},
+    {"collision-wrong-error",
+     false,
+     "VLContainerValidation.SecondItemIsBounced*",
+     {kFailed},
+     {"subsequent copy of %@ to %@ should fail with filename collision error", "File exists"},
+     "a clash is refused with a plain file-system error, not a filename collision"},
+    {"rename-changes-identifier",
+     false,
+     "VLContainerValidation.RenamingPreservesItemIdentifier/*",
+     {kFailed},
+     {"Expecting signal (any), properties filename: %@-Renamed, itemIdentifier: %@", "Timed out ("},
+     "a renamed item comes back under a new identifier"},
+    {"no-child-count",
+     false,
+     "VLContainerValidation.ItemCount/*",
+     {kInconclusive},
+     {"Folder creation returned item %@ without childItemCount"},
+     "folders report no child count"},
+    {"child-count-includes-hidden",
+     false,
+     "VLContainerValidation.ItemCount/*",
+     {kFailed},
+     {"Expecting child item count of %@ to be 0", "Child item count is 1"},
+     "a new folder counts a hidden child"},
+    {"stale-child-count",
+     false,
+     "VLContainerValidation.ItemCount/*",
+     {kFailed},
+     {"Never got an update for folder %@", "childItemCount: got 0, but expected 1"},
+     "a folder's child count is not updated when a child is added"},
+    {"corrupt-content",
+     false,
+     "VLContainerValidation.ImportAddsToContainer/*",
+     {kFailed},
+     {"Expected file %@ for item %@ to have contents %@, but contents were %@ instead"},
+     "imported bytes are stored damaged"},
+    {"import-reports-no-item",
+     false,
+     "VLContainerValidation.ImportAddsToContainer/*",
+     {kFailed},
+     {"Import returned no overall error but no item either"},
+     "an import succeeds without naming the new item"},
+    {"lookup-returns-other-identifier",
+     false,
+     "VLContainerValidation.LookupIdentity/*",
+     {kFailed},
+     {"Returned item identifier alias:%@ doesn't match expected identifier %@"},
+     "looking an item up answers with another identifier"},
+    {"delete-leaves-children-fetchable",
+     false,
+     "VLContainerValidation.SubitemsAreGoneAfterDeletingFolder/*",
+     {kFailed},
+     {"Looking up item %@ should fail"},
+     "a deleted folder's child still resolves by its URL"},
+    {"delete-refuses-nonempty-folders",
+     false,
+     "VLContainerValidation.SubitemsAreGoneAfterDeletingFolder/*",
+     {kFailed},
+     {"Deletion of item %@", "Directory not empty"},
+     "a folder with children cannot be deleted"},
+    {"no-subitem-capability",
+     false,
+     "VLContainerValidation.FolderCreation/*",
+     {kFailed},
+     {"Container %@ doesn't allow creating subitems"},
+     "containers do not allow adding items"},
+    {"enumeration-wrong-parent",
+     false,
+     "VLContainerValidation.Hierarchy",
+     {kFailed},
+     {"Item %@ enumerated for container %@ should have that container as parent", "Item's parent was %@"},
+     "enumerations name a wrong parent for their items"},
+    {"root-has-parent",
+     false,
+     "VLContainerValidation.Hierarchy",
+     {kFailed},
+     {"Root item shouldn't have a parent, or it should be root", "Parent was %@"},
+     "the root container reports a parent"},
+    {"folder-enumeration-hangs",
+     false,
+     "VLContainerValidation.Hierarchy",
+     {kFailed},
+     {"Expect items to be enumerated", "Timed out (20s)"},
+     "enumerating a folder never finishes",
+     true},
+};
+
+// The text a failed or inconclusive expectation shows: description, comment, error.
+std::vector<std::string> textsOf(const VLExpectation& expectation) {
+  std::vector<std::string> texts{expectation.description(), expectation.comment().value_or("")};
+  if (auto error = expectation.error()) texts.push_back(vl_prettyDescription(error));
+  return texts;
+}
+
+}  // namespace
+
+const std::vector<VLFaultMatrixRow>& VLFaultMatrix::rows() { return kRows; }
+
+bool VLFaultMatrix::containsWords(const std::string& text, const std::string& words) {
+  // The pieces between the "%@" holes must occur in order; taking each at its earliest
+  // place after the previous one never misses a match that exists.
+  size_t at = 0, start = 0;
+  while (true) {
+    size_t hole = words.find("%@", start);
+    std::string piece = words.substr(start, hole == std::string::npos ? std::string::npos : hole - start);
+    size_t found = text.find(piece, at);
+    if (found == std::string::npos) return false;
+    at = found + piece.size();
+    if (hole == std::string::npos) return true;
+    start = hole + 2;
+  }
+}
+
+std::string VLFaultMatrix::mismatch(const VLFaultMatrixRow& row, const VLCaseOutcome& outcome) {
+  std::vector<std::string> problems;
+  if (std::find(row.verdicts.begin(), row.verdicts.end(), outcome.result) == row.verdicts.end()) {
+    std::string wanted;
+    for (auto verdict : row.verdicts) wanted += (wanted.empty() ? "" : " or ") + std::string(vl_resultName(verdict));
+    problems.push_back(VLFormat("ended %s instead of %@", vl_resultName(outcome.result), wanted));
+  }
+  for (const auto& words : row.words) {
+    bool found = false;
+    for (const auto& expectation : outcome.handledExpectations) {
+      if (expectation->result() == VLValidationResultPassed) continue;
+      for (const auto& text : textsOf(*expectation)) found = found || containsWords(text, words);
+    }
+    if (!found) problems.push_back("no expectation that did not pass says \"" + words + "\"");
+  }
+  std::string text;
+  for (const auto& problem : problems) text += (text.empty() ? "" : "; ") + problem;
+  return text;
+}
+
+const VLFaultMatrixRow* VLFaultMatrix::rowFor(const std::string& settings, bool strict, const std::string& shortID) {
+  for (const auto& row : kRows) {
+    if (row.settings == settings && row.strict == strict && VLCaseFilter(row.cases).matches(shortID)) return &row;
+  }
+  return nullptr;
+}
