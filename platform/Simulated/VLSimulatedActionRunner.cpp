@@ -330,7 +330,7 @@ VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
     return VLSimulatedErrors::notSupported(
         VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
-  if (!node.downloaded) return nullptr;
+  if (!node.downloaded || store_->settings().has(Quirk::EvictionStaysDownloaded)) return nullptr;
   if (!store_->settings().has(Quirk::EvictionKeepsContent)) {
     std::error_code ignored;
     fs::remove_all(store_->pathLocked(node), ignored);

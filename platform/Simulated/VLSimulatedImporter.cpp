@@ -79,7 +79,11 @@ VLSimulatedNode* VLSimulatedImporter::importLocked(const std::string& source, co
   fs::path target = store_->pathLocked(*container) / name;
   if (fs::is_directory(status)) {
     node.kind = Kind::Package;
-    node.typeIdentifier = store_->settings().has(Quirk::AllFilesPublicData) ? "public.data" : packageType;
+    node.typeIdentifier = packageType;
+    if (store_->settings().has(Quirk::PackagesTypedFlat)) {
+      node.typeIdentifier = store_->types().preferredIdentifierForExtension(extension, std::string("public.data"));
+    }
+    if (store_->settings().has(Quirk::AllFilesPublicData)) node.typeIdentifier = "public.data";
     fs::copy(source, target, fs::copy_options::recursive | fs::copy_options::overwrite_existing, code);
   } else {
     node.kind = Kind::File;

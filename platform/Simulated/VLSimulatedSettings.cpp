@@ -36,6 +36,12 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
       {"corrupt-content", Quirk::CorruptContent},
       {"no-subitem-capability", Quirk::NoSubitemCapability},
       {"rename-marks-not-downloaded", Quirk::RenameMarksNotDownloaded},
+      {"packages-typed-flat", Quirk::PackagesTypedFlat},
+      {"thumbnails-fail", Quirk::ThumbnailsFail},
+      {"thumbnails-other-size", Quirk::ThumbnailsOtherSize},
+      {"thumbnails-cached-icon-bitmap", Quirk::ThumbnailsCachedIconBitmap},
+      {"eviction-stays-downloaded", Quirk::EvictionStaysDownloaded},
+      {"no-placeholders", Quirk::NoPlaceholders},
   };
   return table;
 }

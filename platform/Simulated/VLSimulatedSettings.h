@@ -35,10 +35,16 @@ enum class VLSimulatedQuirk {
   LookupReturnsOtherIdentifier,   // item look-ups answer with an alias identifier
   EnumerationWrongParent,         // full enumerations name a wrong parent for every item
   TagsDropped,
-  LastUsedDateOffset,        // last-used dates are stored two seconds late
-  CorruptContent,            // imported bytes are stored damaged
-  NoSubitemCapability,       // containers lack the "allows adding sub-items" capability
-  RenameMarksNotDownloaded,  // a renamed file reports its content as not downloaded
+  LastUsedDateOffset,          // last-used dates are stored two seconds late
+  CorruptContent,              // imported bytes are stored damaged
+  NoSubitemCapability,         // containers lack the "allows adding sub-items" capability
+  RenameMarksNotDownloaded,    // a renamed file reports its content as not downloaded
+  PackagesTypedFlat,           // a package gets the flat (data) type of its extension
+  ThumbnailsFail,              // every thumbnail fetch fails with an error
+  ThumbnailsOtherSize,         // thumbnails come at twice the requested size
+  ThumbnailsCachedIconBitmap,  // thumbnails come in the cached-icon-bitmap format
+  EvictionStaysDownloaded,     // eviction succeeds but the file stays, reported downloaded
+  NoPlaceholders,              // the URL of an evicted file cannot be had with a placeholder
 };
 
 // Which revision of the platform interface the service plays.
