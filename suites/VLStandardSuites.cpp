@@ -3,11 +3,15 @@
 #include <mutex>
 
 #include "VLContainerValidation.h"
+#include "VLFileTypeValidation.h"
+#include "VLPlaceholderValidation.h"
 
 void VLRegisterStandardSuites() {
   static std::once_flag once;
   std::call_once(once, [] {
     // An explicit list: a static library drops registrations made by static initialisers.
     VLValidationCase::registerSuiteClass<VLContainerValidation>(VLContainerValidation::operations());
+    VLValidationCase::registerSuiteClass<VLFileTypeValidation>(VLFileTypeValidation::operations());
+    VLValidationCase::registerSuiteClass<VLPlaceholderValidation>(VLPlaceholderValidation::operations());
   });
 }
