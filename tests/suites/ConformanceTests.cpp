@@ -39,7 +39,9 @@ INSTANTIATE_TEST_SUITE_P(Settings, Conformance,
                                            Configuration{"platform-revision=older", false, "OlderRevision"},
                                            Configuration{"domain=Work", false, "Domain"},
                                            Configuration{"action-latency=20ms,collection-latency=5ms", true,
-                                                         "Latencies"}),
+                                                         "Latencies"},
+                                           Configuration{"upload-latency=300ms", true, "UploadLatency"},
+                                           Configuration{"syncing=no", false, "NotSyncing"}),
                          [](const auto& info) { return info.param.name; });
 
 }  // namespace
