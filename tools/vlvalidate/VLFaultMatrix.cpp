@@ -120,6 +120,7 @@ const std::vector<VLFaultMatrixRow> kRows = {
      "enumerating a folder never finishes",
      true},
     // ---- VLFileTypeValidation -------------------------------------------------------------
+    // The rows that must pass show differences a correct check has to see past.
     {"all-files-public-data",
      false,
      "VLFileTypeValidation.FileTypeIsReturnedCorrectly/*",
