@@ -249,7 +249,7 @@ TEST_F(VLSimulatedActions, DiskFailuresAreTheActionsErrorAndChangeNothing) {
 TEST_F(VLSimulatedActions, RefusesNamesTheDiskCannotHold) {
   auto file = importFile("name.txt", "bytes");
   ASSERT_TRUE(file);
-  for (const std::string name : {std::string(256, 'n'), std::string(""), std::string("."), std::string(".."),
+  for (const std::string& name : {std::string(256, 'n'), std::string(""), std::string("."), std::string(".."),
                                  std::string("a/b"), std::string("a\0b", 3)}) {
     VLErrorRef error = perform(VLRenameOperation::make(file, name));
     ASSERT_TRUE(error) << name.size();
