@@ -41,6 +41,17 @@ void moveOnDisk(const fs::path& from, const fs::path& to) {
   if (fs::exists(placeholder, ignored)) fs::rename(placeholder, VLSimulatedStore::placeholderPath(to), ignored);
 }
 
+// Marks every descendant of `identifier` changed: they went into or out of the trash with
+// it, and a provider reports such items again, whether or not it still lists them.
+void touchDescendantsLocked(VLSimulatedStore& store, const std::string& identifier) {
+  for (const auto& child : store.childrenLocked(identifier)) {
+    if (VLSimulatedNode* node = store.nodeLocked(child)) {
+      store.touchLocked(*node);
+      touchDescendantsLocked(store, child);
+    }
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<VLSimulatedActionRunner> VLSimulatedActionRunner::make(std::shared_ptr<VLSimulatedStore> store,
@@ -209,6 +220,7 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
     node.formerParent.clear();
     store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
     moveOnDisk(from, store_->pathLocked(node));
+    touchDescendantsLocked(*store_, node.identifier);
     store_->refreshChildCountLocked(oldParent);
     return nullptr;
   });
@@ -250,9 +262,14 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
       }
       target = recovered->identifier;
     }
+    // The item's own folder in the trash area goes once the item is back.
+    fs::path trashFolder = store_->pathLocked(*node).parent_path();
     node->trashed = false;
     node->trashedFrom.clear();
     reparentLocked(*node, target, store_->uniqueNameLocked(target, node->filename));
+    std::error_code ignored;
+    fs::remove(trashFolder, ignored);
+    touchDescendantsLocked(*store_, node->identifier);
     if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {
         VLSimulatedNode* kid = store_->nodeLocked(child);
