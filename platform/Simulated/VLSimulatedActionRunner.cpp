@@ -143,6 +143,8 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   VLSimulatedNode* node = store_->nodeForItemLocked(action.item(), &error);
   if (!node) return error;
   if (node->kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be renamed.");
+  if (store_->settings().has(Quirk::RenameRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be renamed.", node->filename));
   std::string name = action.newName();
   if (!VLSimulatedStore::isValidName(name))
     return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
@@ -181,6 +183,7 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
     if (node && !error && store_->isAncestorLocked(node->identifier, *destination)) {
       error = VLSimulatedErrors::invalidArgument(VLFormat("Cannot move \"%@\" into itself.", node->filename));
     }
+    std::string formerParent = node ? node->parent : "";
     if (node && !error && node->parent != destination->identifier) {
       error = store_->collisionErrorLocked(destination->identifier, node->filename, node->identifier);
       if (!error)
@@ -191,7 +194,13 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
       if (!first) first = error;
       continue;
     }
-    results.emplace_back(item, store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::MoveReportsOldParent)) {
+      VLItemAttributes a = after->attributes();
+      a.parentItemIdentifier = formerParent;
+      after = VLItem::make(std::move(a));
+    }
+    results.emplace_back(item, after);
   }
   action->setTransferResults(std::move(results));
   return [action, first] { action->completeWithError(first); };
@@ -331,7 +340,13 @@ std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_
       if (!first) first = error;
       continue;
     }
-    downloaded.push_back(store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::DownloadReportsDownloading)) {
+      VLItemAttributes a = after->attributes();
+      a.downloading = true;
+      after = VLItem::make(std::move(a));
+    }
+    downloaded.push_back(after);
   }
   return [action, downloaded, first] { action->completeWithItems(downloaded, first); };
 }
@@ -348,6 +363,8 @@ VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
         VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
   if (!node.downloaded) return nullptr;
+  if (store_->settings().has(Quirk::EvictionRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be evicted right now.", node.filename));
   if (!store_->settings().has(Quirk::EvictionKeepsContent)) {
     std::error_code ignored;
     fs::remove_all(store_->pathLocked(node), ignored);

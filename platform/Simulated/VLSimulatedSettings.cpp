@@ -36,6 +36,10 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
       {"corrupt-content", Quirk::CorruptContent},
       {"no-subitem-capability", Quirk::NoSubitemCapability},
       {"rename-marks-not-downloaded", Quirk::RenameMarksNotDownloaded},
+      {"move-reports-old-parent", Quirk::MoveReportsOldParent},
+      {"download-reports-downloading", Quirk::DownloadReportsDownloading},
+      {"rename-refused", Quirk::RenameRefused},
+      {"eviction-refused", Quirk::EvictionRefused},
   };
   return table;
 }

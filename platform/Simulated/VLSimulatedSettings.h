@@ -35,10 +35,14 @@ enum class VLSimulatedQuirk {
   LookupReturnsOtherIdentifier,   // item look-ups answer with an alias identifier
   EnumerationWrongParent,         // full enumerations name a wrong parent for every item
   TagsDropped,
-  LastUsedDateOffset,        // last-used dates are stored two seconds late
-  CorruptContent,            // imported bytes are stored damaged
-  NoSubitemCapability,       // containers lack the "allows adding sub-items" capability
-  RenameMarksNotDownloaded,  // a renamed file reports its content as not downloaded
+  LastUsedDateOffset,          // last-used dates are stored two seconds late
+  CorruptContent,              // imported bytes are stored damaged
+  NoSubitemCapability,         // containers lack the "allows adding sub-items" capability
+  RenameMarksNotDownloaded,    // a renamed file reports its content as not downloaded
+  MoveReportsOldParent,        // a move's results name each item's former parent
+  DownloadReportsDownloading,  // a download completes while the items it hands back are still downloading
+  RenameRefused,               // renames fail with a "not supported" error
+  EvictionRefused,             // evictions fail with a "not supported" error, leaving the content local
 };
 
 // Which revision of the platform interface the service plays.
