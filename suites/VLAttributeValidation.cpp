@@ -10,8 +10,6 @@
 
 namespace {
 
-using Validator = VLAttributeValidation::Validator;
-
 constexpr int64_t kFavoriteRank = 12345;
 constexpr double kDownloadEventTimeout = 10.0;
 

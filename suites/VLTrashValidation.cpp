@@ -7,8 +7,6 @@
 
 namespace {
 
-using Validator = VLTrashValidation::Validator;
-
 const char* const kFolderType = "public.folder";
 constexpr int64_t kFolderRank = 1234;
 constexpr int64_t kChildFolderRank = 4321;
