@@ -2,9 +2,11 @@
 
 #include <mutex>
 
+#include "VLAttributeValidation.h"
 #include "VLContainerValidation.h"
 #include "VLFileTypeValidation.h"
 #include "VLPlaceholderValidation.h"
+#include "VLTrashValidation.h"
 
 void VLRegisterStandardSuites() {
   static std::once_flag once;
@@ -13,5 +15,7 @@ void VLRegisterStandardSuites() {
     VLValidationCase::registerSuiteClass<VLContainerValidation>(VLContainerValidation::operations());
     VLValidationCase::registerSuiteClass<VLFileTypeValidation>(VLFileTypeValidation::operations());
     VLValidationCase::registerSuiteClass<VLPlaceholderValidation>(VLPlaceholderValidation::operations());
+    VLValidationCase::registerSuiteClass<VLAttributeValidation>(VLAttributeValidation::operations());
+    VLValidationCase::registerSuiteClass<VLTrashValidation>(VLTrashValidation::operations());
   });
 }

@@ -55,6 +55,17 @@ VLErrorRef diskError(const std::error_code& code, const fs::path& path) {
   return VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(path.string(), false));
 }
 
+// Marks every descendant of `identifier` changed: they went into or out of the trash with
+// it, and a provider reports such items again, whether or not it still lists them.
+void touchDescendantsLocked(VLSimulatedStore& store, const std::string& identifier) {
+  for (const auto& child : store.childrenLocked(identifier)) {
+    if (VLSimulatedNode* node = store.nodeLocked(child)) {
+      store.touchLocked(*node);
+      touchDescendantsLocked(store, child);
+    }
+  }
+}
+
 }  // namespace
 
 std::shared_ptr<VLSimulatedActionRunner> VLSimulatedActionRunner::make(std::shared_ptr<VLSimulatedStore> store,
@@ -152,6 +163,8 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   VLSimulatedNode* node = store_->nodeForItemLocked(action.item(), &error);
   if (!node) return error;
   if (node->kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be renamed.");
+  if (store_->settings().has(Quirk::RenameRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be renamed.", node->filename));
   std::string name = action.newName();
   if (!VLSimulatedStore::isValidName(name))
     return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
@@ -194,6 +207,7 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
     if (node && !error && store_->isAncestorLocked(node->identifier, *destination)) {
       error = VLSimulatedErrors::invalidArgument(VLFormat("Cannot move \"%@\" into itself.", node->filename));
     }
+    std::string formerParent = node ? node->parent : "";
     if (node && !error && node->parent != destination->identifier) {
       error = store_->collisionErrorLocked(destination->identifier, node->filename, node->identifier);
       if (!error) {
@@ -205,7 +219,13 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
       if (!first) first = error;
       continue;
     }
-    results.emplace_back(item, store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::MoveReportsOldParent)) {
+      VLItemAttributes a = after->attributes();
+      a.parentItemIdentifier = formerParent;
+      after = VLItem::make(std::move(a));
+    }
+    results.emplace_back(item, after);
   }
   action->setTransferResults(std::move(results));
   return [action, first] { action->completeWithError(first); };
@@ -235,6 +255,7 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
     node.trashed = true;
     node.formerParent.clear();
     store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
+    touchDescendantsLocked(*store_, node.identifier);
     store_->refreshChildCountLocked(oldParent);
     return nullptr;
   });
@@ -287,6 +308,7 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
     node->trashed = false;
     node->trashedFrom.clear();
     store_->touchLocked(*node);
+    touchDescendantsLocked(*store_, node->identifier);
     if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {
         VLSimulatedNode* kid = store_->nodeLocked(child);
@@ -355,7 +377,13 @@ std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_
       if (!first) first = error;
       continue;
     }
-    downloaded.push_back(store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::DownloadReportsDownloading)) {
+      VLItemAttributes a = after->attributes();
+      a.downloading = true;
+      after = VLItem::make(std::move(a));
+    }
+    downloaded.push_back(after);
   }
   return [action, downloaded, first] { action->completeWithItems(downloaded, first); };
 }
@@ -372,6 +400,8 @@ VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
         VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
   if (!node.downloaded || store_->settings().has(Quirk::EvictionStaysDownloaded)) return nullptr;
+  if (store_->settings().has(Quirk::EvictionRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be evicted right now.", node.filename));
   std::error_code code;
   fs::path server = store_->serverCopyPath(node.identifier);
   // The only other copy must be there before the local one goes.

@@ -48,6 +48,10 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
       {"thumbnails-cached-icon-bitmap", Quirk::ThumbnailsCachedIconBitmap},
       {"eviction-stays-downloaded", Quirk::EvictionStaysDownloaded},
       {"no-placeholders", Quirk::NoPlaceholders},
+      {"move-reports-old-parent", Quirk::MoveReportsOldParent},
+      {"download-reports-downloading", Quirk::DownloadReportsDownloading},
+      {"rename-refused", Quirk::RenameRefused},
+      {"eviction-refused", Quirk::EvictionRefused},
   };
   return table;
 }

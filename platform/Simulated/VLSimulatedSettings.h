@@ -51,6 +51,10 @@ enum class VLSimulatedQuirk {
   ThumbnailsCachedIconBitmap,    // thumbnails come in the cached-icon-bitmap format
   EvictionStaysDownloaded,       // eviction succeeds but the file stays, reported downloaded
   NoPlaceholders,                // the URL of an evicted file cannot be had with a placeholder
+  MoveReportsOldParent,          // a move's results name each item's former parent
+  DownloadReportsDownloading,    // a download completes while the items it hands back are still downloading
+  RenameRefused,                 // renames fail with a "not supported" error
+  EvictionRefused,               // evictions fail with a "not supported" error, leaving the content local
 };
 
 // Which revision of the platform interface the service plays.

@@ -35,15 +35,28 @@ TEST_P(Conformance, EveryCasePassesAndLeavesNothingBehind) {
   EXPECT_EQ(suitetest::itemsOnDisk(*installed.service), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Settings, Conformance,
-                         ::testing::Values(Configuration{"", false, "Default"}, Configuration{"", true, "Strict"},
-                                           Configuration{"alternate-root=Validation Area", true, "AlternateRoot"},
-                                           Configuration{"platform-revision=older", false, "OlderRevision"},
-                                           Configuration{"domain=Work", false, "Domain"},
-                                           Configuration{"action-latency=20ms,collection-latency=5ms", true,
-                                                         "Latencies"},
-                                           Configuration{"upload-latency=300ms", true, "UploadLatency"},
-                                           Configuration{"syncing=no", false, "NotSyncing"}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Settings, Conformance,
+    ::testing::Values(Configuration{"", false, "Default"}, Configuration{"", true, "Strict"},
+                      Configuration{"alternate-root=Validation Area", true, "AlternateRoot"},
+                      Configuration{"platform-revision=older", false, "OlderRevision"},
+                      Configuration{"domain=Work", false, "Domain"},
+                      Configuration{"action-latency=20ms,collection-latency=5ms", true, "Latencies"},
+                      Configuration{"action-latency=20ms,collection-latency=5ms", false, "LatenciesNotStrict"},
+                      Configuration{"working-set=no", false, "NoWorkingSet"},
+                      Configuration{"working-set=no", true, "NoWorkingSetStrict"},
+                      Configuration{"upload-latency=300ms", true, "UploadLatency"},
+                      Configuration{"syncing=no", false, "NotSyncing"},
+                      Configuration{"syncing=no", true, "NotSyncingStrict"}),
+    [](const auto& info) { return info.param.name; });
+
+// The matrix shows the verdict; this shows that it comes before anything is created.
+TEST(NotSyncing, DownloadEvictStopsBeforeTouchingTheProvider) {
+  auto installed = suitetest::installSimulated("syncing=no");
+  auto outcomes = suitetest::runCases(installed, "VLAttributeValidation.DownloadEvict", true);
+  ASSERT_EQ(outcomes.size(), 1u);
+  // The verdict is its only expectation: nothing was looked up, observed or copied.
+  EXPECT_EQ(outcomes[0].handledExpectations.size(), 1u) << suitetest::describe(outcomes[0]);
+}
 
 }  // namespace

@@ -4,9 +4,10 @@
 // carry. It is the one table used by the project's tests, by `vlvalidate selftest`, and by
 // the protocol tests that run the same rows through a provider in its own process.
 //
-// Rows list only what does not pass: under a row's settings and strictness, cases the row
-// does not select are not judged by it. For a conformant provider (no quirk), a case that
-// no row with the same settings selects must pass. Immutable; safe from any thread.
+// Rows list what does not pass (and, where a fault must not spoil a case, that it still
+// passes): under a row's settings and strictness, cases the row does not select are not
+// judged by it. For a conformant provider (no quirk), a case must pass unless a row with the
+// same settings, or the conformant default's row, says otherwise (see rowFor()). Immutable; safe from any thread.
 #pragma once
 
 #include <string>
@@ -45,7 +46,8 @@ class VLFaultMatrix {
   static std::string mismatch(const VLFaultMatrixRow& row, const VLCaseOutcome& outcome);
   // Returns whether `text` contains `words`, reading "%@" in `words` as any text.
   static bool containsWords(const std::string& text, const std::string& words);
-  // Returns the row with exactly these settings and strictness that selects `shortID`, or
-  // null: what a conformant run under those settings expects of that case instead of a pass.
+  // Returns what a conformant run under `settings` (no quirk) expects of `shortID` instead
+  // of a pass: the row with these settings and strictness that selects it, else the
+  // conformant default's row (settings "") with this strictness, else null.
   static const VLFaultMatrixRow* rowFor(const std::string& settings, bool strict, const std::string& shortID);
 };
