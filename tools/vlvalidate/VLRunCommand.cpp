@@ -1,0 +1,180 @@
+#include "vlvalidate/VLRunCommand.h"
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <set>
+
+#include "suites/VLStandardSuites.h"
+#include "vlvalidate/VLCaseFilter.h"
+#include "vlvalidate/VLCaseScheduler.h"
+#include "vlvalidate/VLCaseSelection.h"
+#include "vlvalidate/VLInterruptWatcher.h"
+#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLReporter.h"
+#include "vlvalidate/VLTerminal.h"
+#include "vlvalidate/VLUsageError.h"
+#include "vlvalidate/VLVersion.h"
+
+namespace {
+
+constexpr double kEligibilityTimeout = 30;
+
+// Tells a CI system that shards this program that it understands sharding.
+void touchShardStatusFile() {
+  if (const char* path = std::getenv("GTEST_SHARD_STATUS_FILE")) std::ofstream(path, std::ios::app);
+}
+
+}  // namespace
+
+VLRunCommand::VLRunCommand(VLRunCommandOptions options, std::shared_ptr<VLTerminal> terminal)
+    : options_(std::move(options)), terminal_(std::move(terminal)) {}
+
+int VLRunCommand::execute() {
+  VLRunOptions& run = options_.run;
+  // Bad input first, before anything starts: the provider, the shard, the baseline, the
+  // report paths.
+  const VLProviderSpec spec = VLProviderSpec::parse(options_.provider);
+  if (options_.shardIndex.has_value() != options_.totalShards.has_value()) {
+    throw VLUsageError("--shard-index and --total-shards go together");
+  }
+  if (options_.shardIndex) {
+    VLCaseSelection::checkShard(*options_.shardIndex, *options_.totalShards);
+    run.shardIndex = *options_.shardIndex, run.totalShards = *options_.totalShards;
+  } else if (auto shard = VLCaseSelection::shardFromEnvironment()) {
+    run.shardIndex = shard->first, run.totalShards = shard->second;
+  }
+  if (run.totalShards > 1) touchShardStatusFile();
+  if (options_.shuffle) run.shuffleSeed = options_.seed.value_or(VLCaseSelection::freshSeed());
+  std::optional<VLBaseline> baseline;
+  if (!options_.baselinePath.empty()) baseline = VLBaseline::load(options_.baselinePath);
+
+  std::vector<std::unique_ptr<VLReporter>> reporters;
+  reporters.push_back(VLReporterRegistry::make("console", {terminal_, "", run.verbose}));
+  if (!options_.jsonPath.empty()) reporters.push_back(VLReporterRegistry::make("json", {nullptr, options_.jsonPath}));
+  if (!options_.junitPath.empty()) {
+    reporters.push_back(VLReporterRegistry::make("junit", {nullptr, options_.junitPath}));
+  }
+
+  // 1. The provider and its eligibility.
+  const VLInstalledProvider installed = spec.install();
+  const bool eligible = installed.decideEligibility(kEligibilityTimeout);
+  const auto properties = VLProviderProperties::of(*installed.provider);
+  if (!eligible && !run.ignoreEligibility) {
+    terminal_->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + spec.text() +
+                     ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
+                     "Its validation service refused validation or could not be reached. Pass "
+                     "--ignore-eligibility to run anyway.\n");
+    return VLExitNotEligible;
+  }
+
+  // 2. Its cases, selected and ordered.
+  VLRegisterStandardSuites();
+  std::vector<std::shared_ptr<VLValidationCase>> cases;
+  std::vector<VLSelectableCase> selectable;
+  std::set<std::string> knownIDs;
+  for (const auto& [suite, list] : VLValidationCase::allValidationsForProvider(installed.provider)) {
+    for (const auto& validationCase : list) {
+      cases.push_back(validationCase);
+      VLCaseRecord names = VLCaseRecord::describing(*validationCase);
+      selectable.push_back({names.shortID, names.nameForMarlin, names.category});
+      knownIDs.insert(names.shortID);
+    }
+  }
+  auto selected = VLCaseSelection::select(selectable, run.filter, run.category);
+  if (selected.empty()) {
+    throw VLUsageError("--filter " + run.filter + (run.category ? " --category " + *run.category : "") +
+                       " selects none of the " + std::to_string(cases.size()) +
+                       " cases of this provider (`vlvalidate list` shows them)");
+  }
+  selected = VLCaseSelection::shard(selected, run.shardIndex, run.totalShards);
+  const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
+
+  std::vector<std::shared_ptr<VLValidationCase>> planned;
+  std::vector<VLCaseRecord> names;
+  for (size_t i = 0; i < plan.size(); ++i) {
+    planned.push_back(cases[plan[i].caseIndex]);
+    names.push_back(VLCaseRecord::describing(*planned.back()));
+    names.back().repetition = plan[i].repetition;
+    names.back().order = i;
+  }
+
+  VLRunInfo info;
+  info.toolVersion = VLVersion::text();
+  info.startTime = vl_utcTimestamp(std::time(nullptr));
+  info.providerSpec = spec.text();
+  info.providerName = installed.provider->identifier();
+  info.properties = properties;
+  info.options = run;
+  info.selectedCases = selected.size();
+  info.plannedRuns = plan.size();
+  for (auto& reporter : reporters) reporter->runStarting(info);
+  if (selected.empty()) {
+    terminal_->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +
+                     " has no case: more shards than selected cases.\n");
+  }
+
+  // 3 to 5. Every planned run, with a fresh validator each.
+  std::vector<VLCaseRecord> records;  // owned by the scheduler's report queue until wait() returns
+  VLCaseScheduler::Options schedule;
+  schedule.jobs = run.jobs;
+  schedule.retries = run.retries;
+  schedule.caseOptions.strict = run.strict;
+  schedule.caseOptions.defaultTimeout = run.timeout;
+  auto scheduler = VLCaseScheduler::make(
+      planned, schedule,
+      [&](size_t index) {
+        for (auto& reporter : reporters) reporter->caseStarting(names[index]);
+      },
+      [&](size_t index, std::vector<VLCaseOutcome> attempts) {
+        VLCaseRecord record = names[index];
+        for (const auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(attempt));
+        for (auto& reporter : reporters) reporter->caseFinished(record);
+        records.push_back(std::move(record));
+      });
+
+  // The handler may still be running when the run is over; it shares what it writes.
+  auto interruptSignal = std::make_shared<std::atomic<int>>(0);
+  VLInterruptWatcher::setHandler([&reporters, scheduler, interruptSignal](int signal, int count) {
+    *interruptSignal = signal;
+    if (count == 1) {
+      size_t running = scheduler->requestStop();
+      scheduler->post([&reporters, running] {
+        for (auto& reporter : reporters) reporter->runStopping(running);
+      });
+    } else {
+      scheduler->abandon();
+    }
+  });
+  const auto started = std::chrono::steady_clock::now();
+  scheduler->start();
+  const bool complete = scheduler->wait();
+  const double wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  VLInterruptWatcher::setHandler({});
+
+  std::optional<int> interruptedCode;
+  if (*interruptSignal) interruptedCode = 128 + interruptSignal->load();
+  std::optional<VLBaselineComparison> comparison;
+  if (baseline) comparison = baseline->compare(records, knownIDs);
+  auto summary = VLRunSummary::of(records, run, plan.size(), wallTime, comparison, interruptedCode);
+  int status = summary.exitCode;
+  for (auto& reporter : reporters) {
+    try {
+      reporter->runFinished(summary);
+    } catch (const VLException& error) {
+      std::cerr << "vlvalidate: " << error.what() << "\n";
+      status = VLExitUsage;
+    }
+  }
+  if (!complete) {
+    // Cases abandoned by a second interrupt are still running on other threads; end here
+    // rather than tear down what they use.
+    std::cout.flush();
+    std::cerr.flush();
+    std::fflush(nullptr);
+    std::_Exit(status);
+  }
+  return status;
+}
