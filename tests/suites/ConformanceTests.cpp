@@ -12,6 +12,8 @@ struct Configuration {
   std::string name;
 };
 
+void PrintTo(const Configuration& configuration, std::ostream* out) { *out << configuration.name; }
+
 class Conformance : public ::testing::TestWithParam<Configuration> {};
 
 TEST_P(Conformance, EveryCasePassesAndLeavesNothingBehind) {

@@ -3,6 +3,11 @@
 #include "suites/SuiteHarness.h"
 #include "vlvalidate/VLFaultMatrix.h"
 
+// Names a row in test listings by what it sets up, not by its bytes.
+void PrintTo(const VLFaultMatrixRow& row, std::ostream* out) {
+  *out << "sim:" << row.settings << (row.strict ? " (strict)" : "") << " → " << row.cases;
+}
+
 namespace {
 
 std::vector<VLFaultMatrixRow> rows(bool slow) {
