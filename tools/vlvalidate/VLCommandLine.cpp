@@ -43,7 +43,7 @@ void addProvider(CLI::App* command, CommonOptions& common) {
 
 void addOutput(CLI::App* command, CommonOptions& common, bool progress) {
   command->add_option("--color", common.colour, "Colour the console: auto (on a terminal), always or never")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
       ->type_name("WHEN");
   if (progress) command->add_flag("--no-progress", common.noProgress, "No live status line on a terminal");
   command->add_flag("--debug", common.debug, "Also log [DEBUG] lines (event and matching traces)");
@@ -116,11 +116,11 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
                    "Cases to run, GoogleTest style: POS1:POS2-NEG1:NEG2 with * and ?, matched against the "
                    "short ID and the unit-test runner name (default *)")
       ->type_name("PATTERN");
-  runCommand->add_option("--category", run.run.category, "Only cases of this category")
-      ->check(CLI::IsMember({"1", "2"}))
+  runCommand->add_option("--category", run.run.category, "Only cases of category 1 or 2")
+      ->check(CLI::IsMember({"1", "2"}).description(""))
       ->type_name("1|2");
   runCommand->add_flag("--strict", run.run.strict, "Turn on the suites' stricter optional checks");
-  runCommand->add_option("--timeout", run.run.timeout, "The validators' default time-out (default 5)")
+  runCommand->add_option("--timeout", run.run.timeout, "The validators' default time-out, 0.01 to 3600 (default 5)")
       ->check(CLI::Validator(
           [](const std::string& text) -> std::string {
             char* end = nullptr;
@@ -128,13 +128,14 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
             bool ok = !text.empty() && *end == '\0' && value >= 0.01 && value <= 3600;
             return ok ? "" : "'" + text + "' is not a number of seconds from 0.01 to 3600";
           },
-          "SECONDS"))
+          ""))
       ->type_name("SECONDS");
-  runCommand->add_option("-j,--jobs", run.run.jobs, "Run up to N cases at once against the provider (default 1)")
-      ->check(CLI::Range(1, 256))
+  runCommand
+      ->add_option("-j,--jobs", run.run.jobs, "Run up to N cases at once against the provider, 1 to 256 (default 1)")
+      ->check(CLI::Range(1, 256).description(""))
       ->type_name("N");
-  runCommand->add_option("--repeat", run.run.repeat, "Run the selection N times (default 1)")
-      ->check(CLI::Range(1, 100000))
+  runCommand->add_option("--repeat", run.run.repeat, "Run the selection N times, 1 to 1000 (default 1)")
+      ->check(CLI::Range(1, 1000).description(""))
       ->type_name("N");
   auto* shuffle = runCommand->add_flag("--shuffle", run.shuffle, "Run the cases in a random order (seed printed)");
   runCommand->add_option("--seed", run.seed, "The seed of --shuffle, to replay an order")
@@ -142,9 +143,9 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
       ->type_name("N");
   runCommand
       ->add_option("--retries", run.run.retries,
-                   "Run a failed or inconclusive case again up to N times; a verdict that changes is "
+                   "Run a failed or inconclusive case again up to N times (0 to 100); a verdict that changes is "
                    "reported as flaky (default 0)")
-      ->check(CLI::Range(0, 100))
+      ->check(CLI::Range(0, 100).description(""))
       ->type_name("N");
   auto* shardIndex = runCommand->add_option("--shard-index", run.shardIndex,
                                             "Run only shard I (0-based) of --total-shards (or GTEST_SHARD_INDEX)");
@@ -169,8 +170,8 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
       app.add_subcommand("list", "List the provider's cases: short ID, category, title, unit-test name");
   addProvider(listCommand, common);
   listCommand->add_option("--filter", list.filter, "Only cases the pattern selects (as for run)")->type_name("PATTERN");
-  listCommand->add_option("--category", list.category, "Only cases of this category")
-      ->check(CLI::IsMember({"1", "2"}))
+  listCommand->add_option("--category", list.category, "Only cases of category 1 or 2")
+      ->check(CLI::IsMember({"1", "2"}).description(""))
       ->type_name("1|2");
   listCommand->add_flag("--json", list.json, "Print a JSON document instead of a table");
   addOutput(listCommand, common, false);
@@ -187,8 +188,13 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
 
   auto* selftestCommand = app.add_subcommand(
       "selftest", "Run the fault matrix against the reference provider: each fault must be caught as listed");
-  selftestCommand->add_option("-j,--jobs", selftest.jobs, "Run up to N cases of a row at once (default 1)")
-      ->check(CLI::Range(1, 256))
+  selftestCommand
+      ->add_option(
+          "--rows", selftest.rows,
+          "Only the rows whose settings match one of these globs, separated by ':' (e.g. 'no-child-count:*-names')")
+      ->type_name("PATTERN");
+  selftestCommand->add_option("-j,--jobs", selftest.jobs, "Run up to N cases of a row at once, 1 to 256 (default 1)")
+      ->check(CLI::Range(1, 256).description(""))
       ->type_name("N");
   selftestCommand->add_flag("--skip-slow", selftest.skipSlow, "Leave out rows that wait out a long time-out");
   selftestCommand->add_flag("-v,--verbose", selftest.verbose, "List every case of every row");

@@ -75,7 +75,12 @@ void VLJsonReporter::runStarting(const VLRunInfo& info) { info_ = info; }
 
 void VLJsonReporter::caseFinished(const VLCaseRecord& record) { records_.push_back(record); }
 
-void VLJsonReporter::runFinished(const VLRunSummary& summary) { file_.write(text(document(info_, records_, summary))); }
+void VLJsonReporter::runFinished(const VLRunSummary& summary) { file_.write(render(info_, records_, summary)); }
+
+std::string VLJsonReporter::render(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                                   const VLRunSummary& summary) {
+  return text(document(info, records, summary));
+}
 
 json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
                               const VLRunSummary& summary) {

@@ -24,7 +24,10 @@ class VLJsonReporter : public VLReporter {
   void caseFinished(const VLCaseRecord& record) override;
   void runFinished(const VLRunSummary& summary) override;
 
-  // Returns the document for a run (what runFinished writes).
+  // Returns the report of a run (what runFinished writes).
+  static std::string render(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                            const VLRunSummary& summary);
+  // Returns the report as a JSON value.
   static nlohmann::ordered_json document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
                                          const VLRunSummary& summary);
   // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.

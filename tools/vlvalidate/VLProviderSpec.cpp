@@ -5,15 +5,7 @@
 #include "Validations/VLValidationEligibility.h"
 #include "vlvalidate/VLUsageError.h"
 
-namespace {
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const auto& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 bool VLInstalledProvider::decideEligibility(double seconds) const {
   struct Answer {
@@ -76,14 +68,8 @@ VLInstalledProvider VLProviderSpec::install() const {
 
 std::string VLProviderSpec::kindsHelp() {
   return "  sim            the built-in simulated reference provider\n"
-         "  sim:SETTINGS   the same with comma-separated quirks and settings, e.g.\n"
-         "                 sim:case-sensitive-names,upload-latency=200ms\n"
-         "                 quirks: " +
-         joined(VLSimulatedSettings::quirkNames()) +
-         "\n"
-         "                 settings: " +
-         joined(VLSimulatedSettings::settingNames()) +
-         "\n"
+         "  sim:SETTINGS   the same with comma-separated quirks and name=value settings, e.g.\n"
+         "                 sim:case-sensitive-names,upload-latency=200ms (a bad name lists the valid ones)\n"
          "  exec:COMMAND   (not in this build) a provider started as a child process\n"
          "  unix:PATH      (not in this build) a provider listening on a Unix socket\n";
 }

@@ -22,7 +22,7 @@ namespace {
 
 constexpr double kEligibilityTimeout = 30;
 
-// Tells a CI system that shards this program that it understands sharding.
+// Tells a CI system that sets GTEST_SHARD_STATUS_FILE that this program understands sharding.
 void touchShardStatusFile() {
   if (const char* path = std::getenv("GTEST_SHARD_STATUS_FILE")) std::ofstream(path, std::ios::app);
 }
@@ -46,7 +46,7 @@ int VLRunCommand::execute() {
   } else if (auto shard = VLCaseSelection::shardFromEnvironment()) {
     run.shardIndex = shard->first, run.totalShards = shard->second;
   }
-  if (run.totalShards > 1) touchShardStatusFile();
+  touchShardStatusFile();
   if (options_.shuffle) run.shuffleSeed = options_.seed.value_or(VLCaseSelection::freshSeed());
   std::optional<VLBaseline> baseline;
   if (!options_.baselinePath.empty()) baseline = VLBaseline::load(options_.baselinePath);
@@ -73,14 +73,15 @@ int VLRunCommand::execute() {
   // 2. Its cases, selected and ordered.
   VLRegisterStandardSuites();
   std::vector<std::shared_ptr<VLValidationCase>> cases;
+  std::vector<VLCaseRecord> names;  // per case: its names, no attempt
   std::vector<VLSelectableCase> selectable;
   std::set<std::string> knownIDs;
   for (const auto& [suite, list] : VLValidationCase::allValidationsForProvider(installed.provider)) {
     for (const auto& validationCase : list) {
       cases.push_back(validationCase);
-      VLCaseRecord names = VLCaseRecord::describing(*validationCase);
-      selectable.push_back({names.shortID, names.nameForMarlin, names.category});
-      knownIDs.insert(names.shortID);
+      names.push_back(VLCaseRecord::describing(*validationCase));
+      selectable.push_back({names.back().shortID, names.back().nameForMarlin, names.back().category});
+      knownIDs.insert(names.back().shortID);
     }
   }
   auto selected = VLCaseSelection::select(selectable, run.filter, run.category);
@@ -93,13 +94,14 @@ int VLRunCommand::execute() {
   const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
 
   std::vector<std::shared_ptr<VLValidationCase>> planned;
-  std::vector<VLCaseRecord> names;
-  for (size_t i = 0; i < plan.size(); ++i) {
-    planned.push_back(cases[plan[i].caseIndex]);
-    names.push_back(VLCaseRecord::describing(*planned.back()));
-    names.back().repetition = plan[i].repetition;
-    names.back().order = i;
-  }
+  for (const auto& run : plan) planned.push_back(cases[run.caseIndex]);
+  // The names of the planned run at `index`, without attempts.
+  auto namesOf = [&](size_t index) {
+    VLCaseRecord record = names[plan[index].caseIndex];
+    record.repetition = plan[index].repetition;
+    record.order = index;
+    return record;
+  };
 
   VLRunInfo info;
   info.toolVersion = VLVersion::text();
@@ -126,10 +128,10 @@ int VLRunCommand::execute() {
   auto scheduler = VLCaseScheduler::make(
       planned, schedule,
       [&](size_t index) {
-        for (auto& reporter : reporters) reporter->caseStarting(names[index]);
+        for (auto& reporter : reporters) reporter->caseStarting(namesOf(index));
       },
       [&](size_t index, std::vector<VLCaseOutcome> attempts) {
-        VLCaseRecord record = names[index];
+        VLCaseRecord record = namesOf(index);
         for (const auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(attempt));
         for (auto& reporter : reporters) reporter->caseFinished(record);
         records.push_back(std::move(record));

@@ -5,10 +5,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 class VLTerminal;
 
 struct VLSelfTestOptions {
+  std::string rows = "*";  // the rows to run: globs over their settings, separated by ':' ("no-child-count:stale-*")
   int jobs = 1;
   bool skipSlow = false;  // leave out rows that wait out a long time-out of a case
   bool verbose = false;   // list the cases of every row, not only of rows that do not hold
@@ -17,7 +19,8 @@ struct VLSelfTestOptions {
 class VLSelfTestCommand {
  public:
   VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<VLTerminal> terminal);
-  // Runs the rows; returns VLExitPassed when every row holds, else VLExitFailed.
+  // Runs the rows; returns VLExitPassed when every row holds, else VLExitFailed. Throws
+  // VLUsageError when the row filter selects no row.
   int execute();
 
  private:

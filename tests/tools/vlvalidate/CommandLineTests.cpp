@@ -262,21 +262,22 @@ TEST(EndToEnd, ListDescribeEligibilityAndSelftest) {
   EXPECT_EQ(eligibility.status, 0);
   EXPECT_NE(eligibility.out.find("eligibleForValidation   yes"), std::string::npos) << eligibility.out;
 
-  // One line per row (whether the rows hold is the fault-matrix tests' business), and an
-  // exit status that says whether all did.
-  auto selftest = e2e::run({"selftest", "--skip-slow", "-j", "2"});
-  size_t slow = 0, ok = 0, failed = 0, skipped = 0;
-  for (const auto& row : VLFaultMatrix::rows()) slow += row.slow;
+  // One line per row the pattern selects and two conformance checks; whether every row
+  // holds is the fault-matrix tests' business, the exit status must say whether all did.
+  const std::string rows = "case-sensitive-names:no-child-count";
+  auto selftest = e2e::run({"selftest", "--rows", rows, "-j", "2"});
+  size_t selected = 0, ok = 0, failed = 0;
+  for (const auto& row : VLFaultMatrix::rows())
+    selected += row.settings == "case-sensitive-names" || row.settings == "no-child-count";
   std::istringstream lines(selftest.out);
   for (std::string line; std::getline(lines, line);) {
     ok += line.rfind("ok  ", 0) == 0;
     failed += line.rfind("FAIL", 0) == 0;
-    skipped += line.rfind("skip", 0) == 0;
   }
-  EXPECT_EQ(skipped, slow);
-  EXPECT_EQ(ok + failed + skipped, VLFaultMatrix::rows().size() + 2) << selftest.out;  // + two conformance checks
+  EXPECT_EQ(ok + failed, selected + 2) << selftest.out;
   EXPECT_EQ(selftest.status, failed ? 1 : 0) << selftest.out << selftest.err;
   EXPECT_NE(selftest.out.find("ok    conformant reference provider:"), std::string::npos) << selftest.out;
+  EXPECT_EQ(e2e::run({"selftest", "--rows", "no-such-quirk"}).status, 2);
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ TEST(Outcome, ExitStatus) {
 
 TEST(Outcome, AReportIsItsOwnBaseline) {
   const auto run = sample::run();
-  auto text = VLJsonReporter::text(VLJsonReporter::document(run.info, run.records, run.summary));
+  auto text = VLJsonReporter::render(run.info, run.records, run.summary);
   auto baseline = VLBaseline::parse(text, "report.json");
   std::map<std::string, VLValidationResult> expected;
   for (const auto& record : run.records) expected[record.shortID] = record.verdict();
