@@ -37,7 +37,7 @@ const VLInstalledProvider& provider() {
   static const VLInstalledProvider installed = [] {
     VLRegisterStandardSuites();
     auto made = VLProviderSpec::parse("sim").install();
-    made.decideEligibility(30);
+    made.decideEligibility();
     return made;
   }();
   return installed;

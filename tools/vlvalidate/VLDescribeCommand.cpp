@@ -4,7 +4,7 @@
 #include <map>
 #include <sstream>
 
-#include "suites/VLStandardSuites.h"
+#include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseID.h"
 #include "vlvalidate/VLProviderSpec.h"
@@ -33,14 +33,12 @@ VLDescribeCommand::VLDescribeCommand(VLDescribeOptions options, std::shared_ptr<
 
 int VLDescribeCommand::execute() {
   const auto installed = VLProviderSpec::parse(options_.provider).install();
-  VLRegisterStandardSuites();
+  const auto catalog = VLCaseCatalog::of(installed.provider);
   std::vector<Validation> validations;
-  for (const auto& [suite, cases] : VLValidationCase::allValidationsForProvider(installed.provider)) {
-    for (const auto& validationCase : cases) {
-      std::string id = vl_caseSuiteName(*validationCase) + "." + vl_caseBaseName(*validationCase);
-      if (validations.empty() || validations.back().id != id) validations.push_back({id, {}});
-      validations.back().cases.push_back(validationCase);
-    }
+  for (const auto& validationCase : catalog.cases()) {
+    std::string id = vl_caseSuiteName(*validationCase) + "." + vl_caseBaseName(*validationCase);
+    if (validations.empty() || validations.back().id != id) validations.push_back({id, {}});
+    validations.back().cases.push_back(validationCase);
   }
 
   std::vector<const Validation*> chosen;

@@ -4,17 +4,13 @@
 #include "vlvalidate/VLRunInfo.h"
 #include "vlvalidate/VLTerminal.h"
 
-namespace {
-constexpr double kEligibilityTimeout = 30;
-}
-
 VLEligibilityCommand::VLEligibilityCommand(std::string provider, std::shared_ptr<VLTerminal> terminal)
     : provider_(std::move(provider)), terminal_(std::move(terminal)) {}
 
 int VLEligibilityCommand::execute() {
   const auto spec = VLProviderSpec::parse(provider_);
   const auto installed = spec.install();
-  const bool eligible = installed.decideEligibility(kEligibilityTimeout);
+  const bool eligible = installed.decideEligibility();
   const auto properties = VLProviderProperties::of(*installed.provider);
   std::string text = "Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" +
                      VLTerminal::printable(spec.text()) + "), validation properties:\n" +

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr double kEligibilityTimeout = 30;
-
 std::vector<VLCaseOutcome> runAll(const std::vector<std::shared_ptr<VLValidationCase>>& cases, bool strict, int jobs) {
   std::vector<VLCaseOutcome> outcomes(cases.size());
   VLCaseScheduler::Options options;
@@ -24,7 +22,7 @@ std::vector<VLCaseOutcome> runAll(const std::vector<std::shared_ptr<VLValidation
 
 VLFaultCheckResult VLFaultMatrixCheck::runRow(const VLFaultMatrixRow& row, const std::shared_ptr<VLProvider>& provider,
                                               int jobs) {
-  VLInstalledProvider{nullptr, provider}.decideEligibility(kEligibilityTimeout);
+  VLInstalledProvider{nullptr, provider}.decideEligibility();
   VLFaultCheckResult result;
   auto cases = VLCaseRunner::casesForProvider(provider, VLCaseFilter(row.cases));
   result.cases = cases.size();
@@ -39,7 +37,7 @@ VLFaultCheckResult VLFaultMatrixCheck::runRow(const VLFaultMatrixRow& row, const
 
 VLFaultCheckResult VLFaultMatrixCheck::runConformance(const std::string& settings, bool strict,
                                                       const std::shared_ptr<VLProvider>& provider, int jobs) {
-  VLInstalledProvider{nullptr, provider}.decideEligibility(kEligibilityTimeout);
+  VLInstalledProvider{nullptr, provider}.decideEligibility();
   VLFaultCheckResult result;
   auto cases = VLCaseRunner::casesForProvider(provider, VLCaseFilter("*"));
   result.cases = cases.size();

@@ -4,13 +4,11 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "suites/VLStandardSuites.h"
+#include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseRecord.h"
-#include "vlvalidate/VLCaseSelection.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLProviderSpec.h"
 #include "vlvalidate/VLTerminal.h"
-#include "vlvalidate/VLUsageError.h"
 
 VLListCommand::VLListCommand(VLListOptions options, std::shared_ptr<VLTerminal> terminal)
     : options_(std::move(options)), terminal_(std::move(terminal)) {}
@@ -18,20 +16,9 @@ VLListCommand::VLListCommand(VLListOptions options, std::shared_ptr<VLTerminal> 
 int VLListCommand::execute() {
   const auto spec = VLProviderSpec::parse(options_.provider);
   const auto installed = spec.install();
-  VLRegisterStandardSuites();
-  std::vector<VLCaseRecord> all;
-  std::vector<VLSelectableCase> selectable;
-  for (const auto& [suite, cases] : VLValidationCase::allValidationsForProvider(installed.provider)) {
-    for (const auto& validationCase : cases) {
-      all.push_back(VLCaseRecord::describing(*validationCase));
-      selectable.push_back({all.back().shortID, all.back().nameForMarlin, all.back().category});
-    }
-  }
-  const auto selected = VLCaseSelection::select(selectable, options_.filter, options_.category);
-  if (selected.empty()) {
-    throw VLUsageError("--filter " + options_.filter + (options_.category ? " --category " + *options_.category : "") +
-                       " selects none of the " + std::to_string(all.size()) + " cases of this provider");
-  }
+  const auto catalog = VLCaseCatalog::of(installed.provider);
+  const auto& all = catalog.names();
+  const auto selected = catalog.select(options_.filter, options_.category);
 
   if (options_.json) {
     nlohmann::ordered_json cases = nlohmann::ordered_json::array();

@@ -30,7 +30,10 @@ struct VLInstalledProvider {
   // Asks the provider's validation service for eligibility and its properties, waiting at
   // most `seconds`. Returns whether it is eligible; throws VLProviderUnavailable when no
   // answer comes in time.
-  bool decideEligibility(double seconds) const;
+  bool decideEligibility(double seconds = kEligibilityTimeout) const;
+
+  // How long a provider may take to answer the eligibility question.
+  static constexpr double kEligibilityTimeout = 30;
 };
 
 class VLProviderSpec {

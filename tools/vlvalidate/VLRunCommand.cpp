@@ -7,7 +7,7 @@
 #include <iostream>
 #include <set>
 
-#include "suites/VLStandardSuites.h"
+#include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
@@ -19,8 +19,6 @@
 #include "vlvalidate/VLVersion.h"
 
 namespace {
-
-constexpr double kEligibilityTimeout = 30;
 
 // Tells a CI system that sets GTEST_SHARD_STATUS_FILE that this program understands sharding.
 void touchShardStatusFile() {
@@ -60,7 +58,7 @@ int VLRunCommand::execute() {
 
   // 1. The provider and its eligibility.
   const VLInstalledProvider installed = spec.install();
-  const bool eligible = installed.decideEligibility(kEligibilityTimeout);
+  const bool eligible = installed.decideEligibility();
   const auto properties = VLProviderProperties::of(*installed.provider);
   if (!eligible && !run.ignoreEligibility) {
     terminal_->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + spec.text() +
@@ -71,33 +69,16 @@ int VLRunCommand::execute() {
   }
 
   // 2. Its cases, selected and ordered.
-  VLRegisterStandardSuites();
-  std::vector<std::shared_ptr<VLValidationCase>> cases;
-  std::vector<VLCaseRecord> names;  // per case: its names, no attempt
-  std::vector<VLSelectableCase> selectable;
-  std::set<std::string> knownIDs;
-  for (const auto& [suite, list] : VLValidationCase::allValidationsForProvider(installed.provider)) {
-    for (const auto& validationCase : list) {
-      cases.push_back(validationCase);
-      names.push_back(VLCaseRecord::describing(*validationCase));
-      selectable.push_back({names.back().shortID, names.back().nameForMarlin, names.back().category});
-      knownIDs.insert(names.back().shortID);
-    }
-  }
-  auto selected = VLCaseSelection::select(selectable, run.filter, run.category);
-  if (selected.empty()) {
-    throw VLUsageError("--filter " + run.filter + (run.category ? " --category " + *run.category : "") +
-                       " selects none of the " + std::to_string(cases.size()) +
-                       " cases of this provider (`vlvalidate list` shows them)");
-  }
+  const auto catalog = VLCaseCatalog::of(installed.provider);
+  auto selected = catalog.select(run.filter, run.category);
   selected = VLCaseSelection::shard(selected, run.shardIndex, run.totalShards);
   const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
 
   std::vector<std::shared_ptr<VLValidationCase>> planned;
-  for (const auto& run : plan) planned.push_back(cases[run.caseIndex]);
+  for (const auto& run : plan) planned.push_back(catalog.cases()[run.caseIndex]);
   // The names of the planned run at `index`, without attempts.
   auto namesOf = [&](size_t index) {
-    VLCaseRecord record = names[plan[index].caseIndex];
+    VLCaseRecord record = catalog.names()[plan[index].caseIndex];
     record.repetition = plan[index].repetition;
     record.order = index;
     return record;
@@ -157,9 +138,10 @@ int VLRunCommand::execute() {
   VLInterruptWatcher::setHandler({});
 
   std::optional<int> interruptedCode;
-  if (*interruptSignal) interruptedCode = 128 + interruptSignal->load();
+  // An interrupt that left no planned run unstarted changed nothing.
+  if (*interruptSignal && records.size() < plan.size()) interruptedCode = 128 + interruptSignal->load();
   std::optional<VLBaselineComparison> comparison;
-  if (baseline) comparison = baseline->compare(records, knownIDs);
+  if (baseline) comparison = baseline->compare(records, catalog.shortIDs());
   auto summary = VLRunSummary::of(records, run, plan.size(), wallTime, comparison, interruptedCode);
   int status = summary.exitCode;
   for (auto& reporter : reporters) {
