@@ -3,7 +3,6 @@
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLUsageError.h"
@@ -26,12 +25,18 @@ void keepWorst(std::map<std::string, VLValidationResult>& verdicts, const std::s
 }  // namespace
 
 VLBaseline VLBaseline::load(const std::string& path) {
+  // Far above any real report; a device that never ends (/dev/zero) must not fill memory.
+  constexpr size_t kLargest = 512u << 20;
   std::ifstream in(path, std::ios::binary);
   if (!in) throw VLUsageError("cannot read baseline '" + path + "': " + std::strerror(errno));
-  std::ostringstream text;
-  text << in.rdbuf();
+  std::string text;
+  char buffer[1 << 16];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+    text.append(buffer, static_cast<size_t>(in.gcount()));
+    if (text.size() > kLargest) throw VLUsageError("baseline '" + path + "' is larger than 512 MiB; not a report");
+  }
   if (in.bad()) throw VLUsageError("cannot read baseline '" + path + "': " + std::strerror(errno));
-  return parse(text.str(), path);
+  return parse(text, path);
 }
 
 VLBaseline VLBaseline::parse(const std::string& text, const std::string& name) {
