@@ -13,7 +13,8 @@ class VLCaseFilter {
   explicit VLCaseFilter(const std::string& pattern = "*");
 
   // Returns whether any of `names` (a case's short ID, its unit-test runner name, …) is
-  // selected: matched by a positive pattern and by no negative one.
+  // selected: equal to the whole pattern, or matched by a positive pattern and by no
+  // negative one.
   bool matches(const std::vector<std::string>& names) const;
   bool matches(const std::string& name) const { return matches(std::vector<std::string>{name}); }
 

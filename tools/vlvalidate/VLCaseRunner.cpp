@@ -25,6 +25,12 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
   return outcome;
 }
 
+std::shared_ptr<VLValidationCase> VLCaseRunner::freshCopy(const VLValidationCase& validationCase) {
+  if (!validationCase.suiteClass()) throw VLException("VLCaseRunner::freshCopy: the case has no suite class");
+  return VLValidationCase::makeWithSuiteClass(validationCase.suiteClass(), validationCase.selector(),
+                                              validationCase.provider(), validationCase.variantSelector());
+}
+
 std::vector<std::shared_ptr<VLValidationCase>> VLCaseRunner::casesForProvider(
     const std::shared_ptr<VLProvider>& provider, const VLCaseFilter& filter) {
   std::vector<std::shared_ptr<VLValidationCase>> selected;

@@ -37,6 +37,10 @@ class VLCaseRunner {
   // validator configured by `options`, and returns once its completion has been called.
   static VLCaseOutcome run(const std::shared_ptr<VLValidationCase>& validationCase, const VLCaseRunOptions& options);
 
+  // Returns a new case object of the same class, validation, variant and provider as
+  // `validationCase`, ready for one run (a case object serves a single run).
+  static std::shared_ptr<VLValidationCase> freshCopy(const VLValidationCase& validationCase);
+
   // Returns every case of `provider` (VLValidationCase::allValidationsForProvider) whose
   // short ID or unit-test runner name `filter` selects, ordered by suite then listing order.
   static std::vector<std::shared_ptr<VLValidationCase>> casesForProvider(const std::shared_ptr<VLProvider>& provider,
