@@ -9,7 +9,7 @@
 #include "Simulated/VLSimulatedItemManager.h"
 #include "Simulated/VLSimulatedStore.h"
 #include "Simulated/VLSimulatedTimer.h"
-#include "Simulated/VLSimulatedTypeTable.h"
+#include "Vaultline/VLStandardTypes.h"
 #include "Simulated/VLSimulatedValidationService.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLFileManager.h"
@@ -32,7 +32,7 @@ VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings setti
   }
   provider_ = VLProvider::make(identifier, settings_.providerIdentifier, domain, settings_.providerIdentifier);
   types_ = std::make_shared<VLTypeDatabase>();
-  vl_declareSimulatedTypes(*types_);
+  vl_declareStandardTypes(*types_);
   queue_ = VLDispatchQueue::make("simulated-provider-service");
   store_ = VLSimulatedStore::make(settings_, provider_, types_, fs::path(VLPlatform::temporaryDirectory().path()));
   runner_ = VLSimulatedActionRunner::make(
