@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -128,7 +128,8 @@ std::unique_ptr<VLRemoteChildProcess> VLRemoteChildProcess::spawn(const std::str
 
 VLRemoteChildProcess::VLRemoteChildProcess(pid_t pid, int input, int output, int errors, std::string name)
     : pid_(pid), stdin_(input), stdout_(output), stderr_(errors), name_(std::move(name)) {
-  pidfd_ = static_cast<int>(::pidfd_open(pid_, 0));
+  // Through syscall(): the C library header of this era declares pidfd_open without C linkage.
+  pidfd_ = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
   int wake[2];
   if (::pipe2(wake, O_CLOEXEC) == 0) {
     wakeRead_ = wake[0];
