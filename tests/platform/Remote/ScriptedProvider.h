@@ -95,11 +95,11 @@ class ScriptedProvider {
     return {{"protocolVersion", 1},
             {"provider", {{"identifier", "org.example.fake"}, {"providerIdentifier", "org.example.fake"}}}};
   }
-  static json item(const std::string& identifier, const std::string& filename, double modified,
+  static json item(const std::string& identifier, double modified,
                    const std::string& parent = "KsVaultlineRootContainerItemIdentifier") {
     return {{"itemIdentifier", identifier},
             {"parentItemIdentifier", parent},
-            {"filename", filename},
+            {"filename", identifier + ".txt"},
             {"typeIdentifier", "public.plain-text"},
             {"contentModificationDate", modified}};
   }
