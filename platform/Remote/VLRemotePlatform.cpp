@@ -40,17 +40,7 @@ void VLRemotePlatform::close() { session_->close(); }
 std::shared_ptr<VLItemManager> VLRemotePlatform::defaultItemManager() { return itemManager_; }
 
 bool VLRemotePlatform::offers(VLPlatformCapability capability) const {
-  bool current = !session_->isOlderRevision();
-  switch (capability) {
-    case VLPlatformCapability::ItemIDWithProviderDomainID:
-    case VLPlatformCapability::ItemIDWithProviderIdentifier:
-    case VLPlatformCapability::CopyWithURLs:
-    case VLPlatformCapability::FetchItemOperationClass:
-    case VLPlatformCapability::NewCollectionWithItemID: return current;
-    case VLPlatformCapability::ItemIDWithProviderID:
-    case VLPlatformCapability::CopyWithSourceURLs: return !current;
-  }
-  return false;
+  return vl_revisionOffers(!session_->isOlderRevision(), capability);
 }
 
 bool VLRemotePlatform::deviceBooleanProperty(const std::string& name) const {

@@ -11,16 +11,6 @@ std::shared_ptr<VLRemoteServiceConnection> VLRemoteServiceConnection::make(std::
       new VLRemoteServiceConnection(std::move(session), std::move(token)));
 }
 
-void VLRemoteServiceConnection::resume() {
-  std::lock_guard lock(stateMutex_);
-  resumed_ = true;
-}
-
-void VLRemoteServiceConnection::invalidate() {
-  std::lock_guard lock(stateMutex_);
-  invalidated_ = true;
-}
-
 std::shared_ptr<VLRemoteObjectProxy> VLRemoteServiceConnection::remoteObjectProxy() {
   return VLRemoteValidationProxy::make(shared_from_this(), nullptr);
 }
@@ -33,17 +23,7 @@ std::shared_ptr<VLRemoteObjectProxy> VLRemoteServiceConnection::remoteObjectProx
 void VLRemoteServiceConnection::call(const std::string& method,
                                      std::function<void(const VLRemoteSession::Answer&)> answered,
                                      const std::function<void(VLErrorRef)>& handler) {
-  std::string problem;
-  {
-    std::lock_guard lock(stateMutex_);
-    if (invalidated_) {
-      problem = "The connection to the validation service was invalidated.";
-    } else if (!resumed_) {
-      problem = "The connection to the validation service was not resumed.";
-    } else if (remoteObjectInterface() != KsVaultlineValidationServiceV1ProtocolName) {
-      problem = "The connection's remote interface is not " + KsVaultlineValidationServiceV1ProtocolName + ".";
-    }
-  }
+  std::string problem = problemCarryingCalls(KsVaultlineValidationServiceV1ProtocolName);
   if (problem.empty()) {
     session_->request(method, {{"service", token_}}, std::move(answered));
   } else if (handler) {

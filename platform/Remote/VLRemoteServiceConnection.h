@@ -20,8 +20,6 @@ class VLRemoteServiceConnection : public VLServiceConnection,
  public:
   static std::shared_ptr<VLRemoteServiceConnection> make(std::shared_ptr<VLRemoteSession> session, std::string token);
 
-  void resume() override;
-  void invalidate() override;
   std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxy() override;
   std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
       std::function<void(VLErrorRef)> handler) override;
@@ -40,7 +38,4 @@ class VLRemoteServiceConnection : public VLServiceConnection,
 
   const std::shared_ptr<VLRemoteSession> session_;
   const std::string token_;
-  mutable std::mutex stateMutex_;
-  bool resumed_ = false;      // guarded by stateMutex_
-  bool invalidated_ = false;  // guarded by stateMutex_
 };
