@@ -48,6 +48,13 @@ std::shared_ptr<const VLItemID> VLItemID::makeForProvider(const VLProvider& prov
   return makeWithProviderID(provider.providerIdentifier(), domain, itemIdentifier);
 }
 
+std::shared_ptr<const VLItemID> VLItemID::makeReceived(std::string provider,
+                                                       std::optional<std::string> domainIdentifier,
+                                                       std::string itemIdentifier) {
+  return std::shared_ptr<const VLItemID>(
+      new VLItemID(std::move(provider), std::move(domainIdentifier), std::move(itemIdentifier)));
+}
+
 std::string VLItemID::description() const {
   return "<VLItemID " + provider_ + "/" + domainIdentifier_.value_or("-") + "/" + itemIdentifier_ + ">";
 }

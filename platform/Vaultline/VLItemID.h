@@ -27,6 +27,11 @@ class VLItemID : public VLObject {
                                                             const std::optional<std::string>& domainIdentifier,
                                                             const std::string& itemIdentifier);
 
+  // Makes the record of an item ID that arrived from elsewhere (a provider process), without
+  // asking the platform which initialisers it offers.
+  static std::shared_ptr<const VLItemID> makeReceived(std::string provider, std::optional<std::string> domainIdentifier,
+                                                      std::string itemIdentifier);
+
   // Returns whether the current platform offers the initialiser named by `capability`.
   static bool instancesRespondTo(VLPlatformCapability capability);
   // Returns the ID of item `itemIdentifier` of `provider`, made with the first initialiser the

@@ -16,6 +16,19 @@ std::mutex platformMutex;
 std::shared_ptr<VLPlatform> installed;  // guarded by platformMutex
 }  // namespace
 
+bool vl_revisionOffers(bool current, VLPlatformCapability capability) {
+  switch (capability) {
+    case VLPlatformCapability::ItemIDWithProviderDomainID:
+    case VLPlatformCapability::ItemIDWithProviderIdentifier:
+    case VLPlatformCapability::CopyWithURLs:
+    case VLPlatformCapability::FetchItemOperationClass:
+    case VLPlatformCapability::NewCollectionWithItemID: return current;
+    case VLPlatformCapability::ItemIDWithProviderID:
+    case VLPlatformCapability::CopyWithSourceURLs: return !current;
+  }
+  return false;
+}
+
 void VLPlatform::install(std::shared_ptr<VLPlatform> platform) {
   std::lock_guard lock(platformMutex);
   installed = std::move(platform);
