@@ -5,7 +5,6 @@
 #include <map>
 #include <set>
 
-#include "Simulated/VLSimulatedTimer.h"
 #include "Vaultline/VLConstants.h"
 
 namespace {
@@ -73,9 +72,10 @@ int compareValues(const VLValue& a, const VLValue& b) {
 
 }  // namespace
 
-std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store,
-                                                                   Scope scope) {
-  return std::shared_ptr<VLSimulatedCollection>(new VLSimulatedCollection(std::move(store), std::move(scope)));
+std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store, Scope scope,
+                                                                   std::shared_ptr<VLSimulatedTimer> timer) {
+  return std::shared_ptr<VLSimulatedCollection>(
+      new VLSimulatedCollection(std::move(store), std::move(scope), std::move(timer)));
 }
 
 void VLSimulatedCollection::startObserving() {
@@ -145,12 +145,11 @@ void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std:
   posting.entries = std::move(entries);
   posting.observed = std::move(observed);
   std::weak_ptr<VLItemCollection> weak = shared_from_this();
-  VLSimulatedTimer::shared().after(
-      store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
-        auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
-        if (!self) return;
-        self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
-      });
+  timer_->after(store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
+    auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
+    if (!self) return;
+    self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
+  });
 }
 
 void VLSimulatedCollection::deliver(const Posting& posting) {

@@ -10,7 +10,7 @@ namespace {
 using Quirk = VLSimulatedQuirk;
 
 const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
-  static const std::vector<std::pair<std::string, Quirk>> table = {
+  static const auto& table = *new const std::vector<std::pair<std::string, Quirk>>{
       {"case-sensitive-names", Quirk::CaseSensitiveNames},
       {"no-collision-check", Quirk::NoCollisionCheck},
       {"collision-names-other-item", Quirk::CollisionNamesOtherItem},
@@ -40,7 +40,7 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
   return table;
 }
 
-const std::vector<std::string> kSettingNames = {
+const std::vector<std::string>& kSettingNames = *new const std::vector<std::string>{
     "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
     "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
     "upload-latency",
@@ -72,7 +72,8 @@ bool parseBool(const std::string& name, const std::string& value) {
 
 // Reads "250ms", "1.5s", "800us" or "0".
 VLSimulatedSettings::Duration parseDuration(const std::string& name, const std::string& value) {
-  static const std::vector<std::pair<std::string, double>> units = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
+  static const auto& units =
+      *new const std::vector<std::pair<std::string, double>>{{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
   const char* expected = "a duration such as 200ms, 1.5s or 0";
   if (value == "0") return VLSimulatedSettings::Duration(0);
   for (const auto& [suffix, microseconds] : units) {

@@ -14,12 +14,12 @@
 
 namespace fs = std::filesystem;
 
-const std::string VLSimulatedTrashContainerIdentifier = "SimulatedTrashContainer";
+const std::string& VLSimulatedTrashContainerIdentifier = *new std::string("SimulatedTrashContainer");
 
 namespace {
 
-const std::string kAliasPrefix = "alias:";
-const std::string kWrongParent = "SimulatedWrongParent";
+const std::string& kAliasPrefix = *new std::string("alias:");
+const std::string& kWrongParent = *new std::string("SimulatedWrongParent");
 
 std::string lowercase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -304,7 +304,7 @@ VLItemRef VLSimulatedStore::snapshotLocked(VLSimulatedNode& node) {
   if (!node.tags.empty()) a.tagData = VLData::fromString(tagText(node.tags));
   a.shared = node.shared;
   a.sharedByCurrentUser = node.shared;
-  static const auto owner = VLPersonNameComponents::make("Simulated", "Owner");
+  static const auto& owner = *new auto(VLPersonNameComponents::make("Simulated", "Owner"));
   a.ownerNameComponents = owner;
   a.mostRecentEditorNameComponents = owner;
   if (content) a.versionIdentifier = VLData::fromString(std::to_string(node.contentVersion));

@@ -33,7 +33,7 @@
 class VLSimulatedCollection;
 
 // The container identifier under which trashed items are kept.
-extern const std::string VLSimulatedTrashContainerIdentifier;
+extern const std::string& VLSimulatedTrashContainerIdentifier;
 
 class VLSimulatedStore {
  public:

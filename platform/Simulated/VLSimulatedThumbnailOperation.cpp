@@ -11,6 +11,10 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+constexpr int kMaximumSide = 4096;  // a thumbnail; larger requests are refused, not attempted
+}  // namespace
+
 std::shared_ptr<VLSimulatedThumbnailOperation> VLSimulatedThumbnailOperation::make(
     std::vector<VLItemRef> items, VLSize size, double scale, std::shared_ptr<VLSimulatedStore> store) {
   return std::shared_ptr<VLSimulatedThumbnailOperation>(
@@ -50,8 +54,17 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
   // Fit inside the requested box, keeping the picture's proportions.
   double boxWidth = std::max(1.0, size().width * scale()), boxHeight = std::max(1.0, size().height * scale());
   double factor = std::min(boxWidth / bitmap->width(), boxHeight / bitmap->height());
-  int width = std::max(1, static_cast<int>(std::lround(bitmap->width() * factor)));
-  int height = std::max(1, static_cast<int>(std::lround(bitmap->height() * factor)));
+  double fittedWidth = std::round(bitmap->width() * factor), fittedHeight = std::round(bitmap->height() * factor);
+  if (!(fittedWidth <= kMaximumSide && fittedHeight <= kMaximumSide)) {
+    deliverThumbnail(item, std::nullopt, "",
+                     VLError::makeWithDescription(
+                         KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                         VLFormat("A thumbnail of %gx%g points at scale %g is larger than %d pixels a side.",
+                                  size().width, size().height, scale(), kMaximumSide)));
+    return;
+  }
+  int width = std::max(1, static_cast<int>(fittedWidth));
+  int height = std::max(1, static_cast<int>(fittedHeight));
   VLBitmap thumbnail = bitmap->scaledTo(width, height);
   if (store_->settings().has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
   deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), VLThumbnailFormatUndecorated, nullptr);

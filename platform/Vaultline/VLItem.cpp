@@ -15,8 +15,10 @@ VLValue tagsValue(const VLItemAttributes& a) {
   return tags;
 }
 
+// The tables below are never destroyed: service threads may still read items while the
+// process exits.
 const std::vector<std::pair<std::string, Getter>>& getters() {
-  static const std::vector<std::pair<std::string, Getter>> table = {
+  static const auto& table = *new const std::vector<std::pair<std::string, Getter>>{
       {"providerIdentifier", [](const VLItemAttributes& a) { return VLValue(a.providerIdentifier); }},
       {"itemIdentifier", [](const VLItemAttributes& a) { return VLValue(a.itemIdentifier); }},
       {"parentItemIdentifier", [](const VLItemAttributes& a) { return VLValue(a.parentItemIdentifier); }},
@@ -61,9 +63,9 @@ const std::vector<std::pair<std::string, Getter>>& getters() {
 }
 
 const std::unordered_map<std::string, const Getter*>& getterIndex() {
-  static const auto index = [] {
-    std::unordered_map<std::string, const Getter*> map;
-    for (const auto& [key, getter] : getters()) map.emplace(key, &getter);
+  static const auto& index = *[] {
+    auto map = new std::unordered_map<std::string, const Getter*>;
+    for (const auto& [key, getter] : getters()) map->emplace(key, &getter);
     return map;
   }();
   return index;
@@ -79,9 +81,9 @@ VLValue VLItem::valueForKey(const std::string& key) const {
 }
 
 const std::vector<std::string>& VLItem::keys() {
-  static const std::vector<std::string> all = [] {
-    std::vector<std::string> list;
-    for (const auto& entry : getters()) list.push_back(entry.first);
+  static const auto& all = *[] {
+    auto list = new std::vector<std::string>;
+    for (const auto& entry : getters()) list->push_back(entry.first);
     return list;
   }();
   return all;

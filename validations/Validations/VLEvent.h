@@ -13,11 +13,11 @@
 #include "Vaultline/VLItem.h"
 
 // The type words shared by the collection observer and the suites.
-extern const std::string VLEventInsert;  // "insert"
-extern const std::string VLEventMove;    // "move"
-extern const std::string VLEventDelete;  // "delete"
-extern const std::string VLEventUpdate;  // "update"
-extern const std::string VLEventReload;  // "reload"
+extern const std::string& VLEventInsert;  // "insert"
+extern const std::string& VLEventMove;    // "move"
+extern const std::string& VLEventDelete;  // "delete"
+extern const std::string& VLEventUpdate;  // "update"
+extern const std::string& VLEventReload;  // "reload"
 
 class VLEvent;
 using VLEventRef = std::shared_ptr<const VLEvent>;

@@ -130,7 +130,9 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // ---- Running (VLValidationCaseExecution.cpp) ------------------------------------------
 
   // Runs the case on the shared background queue, tears it down, then calls `completion` on
-  // that thread. Returns at once. Throws VLException without a validator.
+  // that thread. Returns at once. Throws VLException without a validator. A VLException from
+  // the case becomes a failed expectation; any other exception stops the process with a
+  // "[CRIT]" line naming the case and the exception.
   void performWithValidator(const std::shared_ptr<VLValidator>& validator, std::function<void()> completion);
   // Runs the case without tear-down; `completion` is called on the background thread.
   void _performWithValidator(const std::shared_ptr<VLValidator>& validator, std::function<void()> completion);

@@ -37,6 +37,7 @@ class CaseRunSuite : public VLValidationCase {
     throw VLException("boom");
   }
   void validateThrowing(const Validator&) { throw VLException("bang"); }
+  void validateThrowingOther(const Validator&) { throw std::runtime_error("boom"); }
   void validateWithCleanup(const Validator& validator) {
     validator->expectationWithDescription("done")->fulfill();
     registerItemToCleanup(vl_testItem("doc-1", "Doc.txt"));
@@ -54,6 +55,7 @@ const bool kRegistered = [] {
       {"variantFailing:", &CaseRunSuite::variantFailing},
       {"validateThrowingWithOpenExpectation:", &CaseRunSuite::validateThrowingWithOpenExpectation},
       {"validateThrowing:", &CaseRunSuite::validateThrowing},
+      {"validateThrowingOther:", &CaseRunSuite::validateThrowingOther},
       {"validateWithCleanup:", &CaseRunSuite::validateWithCleanup},
   });
   return true;
@@ -124,6 +126,11 @@ TEST(CaseExecution, AnExceptionFailsAnExpectationAndOpenOnesStayInconclusive) {
   auto alone = run(makeCase("validateThrowing:"));
   EXPECT_EQ(alone->result(), VLValidationResultFailed);
   EXPECT_EQ(descriptions(alone), std::vector<std::string>{"Validation encountered an exception: bang"});
+
+  // Any other exception is the suite's bug: the process stops, naming the case, never hangs.
+  EXPECT_DEATH((VLLog::setSink({}), run(makeCase("validateThrowingOther:"))),
+               "\\[CRIT\\] Validation - \\[CaseRunSuite ThrowingOther:\\] raised an exception it does not "
+               "handle: std::runtime_error: boom");
 }
 
 TEST(CaseTearDown, RunsCleanUpStraightOnTheDefaultManager) {

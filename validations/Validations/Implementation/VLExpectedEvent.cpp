@@ -12,7 +12,7 @@
 namespace {
 
 // A candidate that differs in one of these is another item altogether, not a near miss.
-const std::array<std::string, 3> kIdentityKeys = {"filename", "displayName", "itemIdentifier"};
+const std::array<const char*, 3> kIdentityKeys = {"filename", "displayName", "itemIdentifier"};
 
 bool lessIgnoringCase(const std::string& a, const std::string& b) {
   return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
@@ -45,7 +45,8 @@ bool VLExpectedEvent::matchesEvent(const VLEventRef& event) {
   const std::set<std::string>& keys = item_.expectedKeys();
   auto candidateValue = [&](const std::string& key) { return candidate ? candidate->valueForKey(key) : VLValue(); };
 
-  for (const std::string& key : kIdentityKeys) {
+  for (const char* identityKey : kIdentityKeys) {
+    const std::string key = identityKey;
     if (!keys.count(key)) continue;
     VLValue expected = item_.valueForKey(key);
     VLValue actual = candidateValue(key);

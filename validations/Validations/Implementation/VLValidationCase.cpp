@@ -5,8 +5,8 @@
 
 namespace {
 
-const std::string kValidatePrefix = "validate";
-const std::string kVariantSuffix = "variant:";
+constexpr std::string_view kValidatePrefix = "validate";
+constexpr std::string_view kVariantSuffix = "variant:";
 
 // Returns `text` without its first `count` bytes ("" when shorter).
 std::string dropFirst(const std::string& text, size_t count) { return text.size() > count ? text.substr(count) : ""; }
@@ -14,7 +14,7 @@ std::string dropFirst(const std::string& text, size_t count) { return text.size(
 std::string dropLast(const std::string& text, size_t count) {
   return text.size() > count ? text.substr(0, text.size() - count) : "";
 }
-bool endsWith(const std::string& text, const std::string& suffix) {
+bool endsWith(const std::string& text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 

@@ -1,5 +1,7 @@
 // Running one case on the shared background queue, and tearing it down afterwards.
 #include "Core/VLException.h"
+#include "Core/VLFormat.h"
+#include "Core/VLLog.h"
 #include "Dispatch/VLBackgroundQueue.h"
 #include "Dispatch/VLOperationQueue.h"
 #include "Validations/VLEventGeneratingDelegate.h"
@@ -46,6 +48,11 @@ void VLValidationCase::_performWithValidator(const std::shared_ptr<VLValidator>&
     } catch (const VLException& exception) {
       validator->expectationWithDescription("Validation encountered an exception: %@", exception.description())->fail();
       finish();
+    } catch (...) {
+      // Not the case's to handle: any other exception is a broken suite. Stopping here, with
+      // the case named, beats a case that never completes.
+      vl_assertionFailure(VLFormat("Validation %@ raised an exception it does not handle: %@", self->description(),
+                                   vl_describeCurrentException()));
     }
   });
 }
