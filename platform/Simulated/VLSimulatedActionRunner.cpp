@@ -84,6 +84,11 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
       return done(VLSimulatedErrors::invalidArgument(
           VLFormat("%lu tag lists for %lu items", tags->tagsLists().size(), tags->items().size())));
     }
+    for (const auto& list : tags->tagsLists()) {
+      if (std::find(list.begin(), list.end(), nullptr) != list.end()) {
+        return done(VLSimulatedErrors::invalidArgument("A tag list holds a null tag."));
+      }
+    }
     return done(forEachNodeLocked(tags->items(), [this, &tags](VLSimulatedNode& node, size_t i) -> VLErrorRef {
       if (store_->settings().has(Quirk::TagsDropped)) return nullptr;
       node.tags = tags->tagsLists()[i];
@@ -122,6 +127,8 @@ VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const 
   node.formerParent = store_->settings().has(Quirk::MoveOutAsUpdate) && oldParent != parent ? oldParent : "";
   store_->setParentLocked(node, parent);
   moveOnDisk(from, store_->pathLocked(node));
+  std::error_code ignored;
+  if (oldParent == VLSimulatedTrashContainerIdentifier) fs::remove(from.parent_path(), ignored);  // its trash slot
   store_->refreshChildCountLocked(oldParent);
   store_->refreshChildCountLocked(parent);
   return nullptr;
@@ -205,7 +212,6 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
     fs::path from = store_->pathLocked(node);
     std::string oldParent = node.parent;
     node.trashedFrom = oldParent;
-    node.trashed = true;
     node.formerParent.clear();
     store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
     moveOnDisk(from, store_->pathLocked(node));
@@ -250,8 +256,6 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
       }
       target = recovered->identifier;
     }
-    node->trashed = false;
-    node->trashedFrom.clear();
     reparentLocked(*node, target, store_->uniqueNameLocked(target, node->filename));
     if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {

@@ -242,6 +242,9 @@ VLSimulatedNode& VLSimulatedStore::reidentifyLocked(const std::string& identifie
 void VLSimulatedStore::setParentLocked(VLSimulatedNode& node, const std::string& parent) {
   children_[node.parent].erase(node.identifier);
   node.parent = parent;
+  // Being trashed is being in the trash, however an item gets in or out of it.
+  node.trashed = parent == VLSimulatedTrashContainerIdentifier;
+  if (!node.trashed) node.trashedFrom.clear();
   children_[parent].insert(node.identifier);
   touchLocked(node);
 }

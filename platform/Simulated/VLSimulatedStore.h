@@ -108,6 +108,7 @@ class VLSimulatedStore {
   void removeNodeLocked(const std::string& identifier);
   // Gives a node a new identifier (rename quirk); returns the node.
   VLSimulatedNode& reidentifyLocked(const std::string& identifier);
+  // Moves `node` under `parent`; it is trashed exactly when `parent` is the trash container.
   void setParentLocked(VLSimulatedNode& node, const std::string& parent);
   // Marks the node changed: a new revision and a new snapshot.
   void touchLocked(VLSimulatedNode& node);
