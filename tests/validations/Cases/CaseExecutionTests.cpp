@@ -1,6 +1,9 @@
 // Running a case through each of its paths, and tearing it down.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
 #include "support/Await.h"
@@ -90,6 +93,19 @@ TEST(CaseExecution, APlainCaseWithoutExpectationsPassesWithoutWaiting) {
   EXPECT_LT(validator->runtime(), 2.0);  // the default wait is 5 s; nothing was open
   EXPECT_EQ(validator->description(), "");
   EXPECT_THROW(validationCase->performWithValidator(nullptr, [] {}), VLException);
+}
+
+TEST(CaseExecution, TheValidatorCanBeReadFromAnyThreadWhileTheCaseClearsIt) {
+  ActionRecordingPlatform::install();
+  auto validationCase = makeCase("validateNothing:");
+  std::atomic<bool> finished{false};
+  std::thread reader([&] {
+    while (!finished.load()) validationCase->validator();
+  });
+  run(validationCase);
+  finished = true;
+  reader.join();
+  EXPECT_EQ(validationCase->validator(), nullptr);
 }
 
 TEST(CaseExecution, VariantsFeedTheBodyOrSkipIt) {

@@ -7,6 +7,16 @@
 #include "Validations/VLEventGeneratingDelegate.h"
 #include "Validations/VLValidationCase.h"
 
+std::shared_ptr<VLValidator> VLValidationCase::validator() const {
+  std::lock_guard lock(validatorMutex_);
+  return validator_.lock();
+}
+
+void VLValidationCase::setValidator(const std::shared_ptr<VLValidator>& validator) {
+  std::lock_guard lock(validatorMutex_);
+  validator_ = validator;
+}
+
 void VLValidationCase::performWithValidator(const std::shared_ptr<VLValidator>& validator,
                                             std::function<void()> completion) {
   auto self = shared_from_this();
@@ -29,7 +39,7 @@ void VLValidationCase::_performWithValidator(const std::shared_ptr<VLValidator>&
   VLBackgroundQueue::shared().async([self, validator, completion = std::move(completion), validation, variant] {
     auto finish = [&] {
       validator->finishValidation();
-      self->validator_.reset();
+      self->setValidator(nullptr);
       if (completion) completion();
     };
     try {
