@@ -1,13 +1,12 @@
 #include "Vaultline/VLItem.h"
 
-#include <functional>
 #include <unordered_map>
 
 #include "Core/VLFormat.h"
 
 namespace {
 
-using Getter = std::function<VLValue(const VLItemAttributes&)>;
+using Getter = VLItem::KeyReader;
 
 VLValue tagsValue(const VLItemAttributes& a) {
   VLValue::Array tags;
@@ -62,10 +61,10 @@ const std::vector<std::pair<std::string, Getter>>& getters() {
   return table;
 }
 
-const std::unordered_map<std::string, const Getter*>& getterIndex() {
+const std::unordered_map<std::string, Getter>& getterIndex() {
   static const auto& index = *[] {
-    auto map = new std::unordered_map<std::string, const Getter*>;
-    for (const auto& [key, getter] : getters()) map->emplace(key, &getter);
+    auto map = new std::unordered_map<std::string, Getter>;
+    for (const auto& [key, getter] : getters()) map->emplace(key, getter);
     return map;
   }();
   return index;
@@ -76,8 +75,13 @@ const std::unordered_map<std::string, const Getter*>& getterIndex() {
 VLItemRef VLItem::make(VLItemAttributes attributes) { return VLItemRef(new VLItem(std::move(attributes))); }
 
 VLValue VLItem::valueForKey(const std::string& key) const {
+  KeyReader reader = readerForKey(key);
+  return reader ? reader(a_) : VLValue();
+}
+
+VLItem::KeyReader VLItem::readerForKey(const std::string& key) {
   auto found = getterIndex().find(key);
-  return found == getterIndex().end() ? VLValue() : (*found->second)(a_);
+  return found == getterIndex().end() ? nullptr : found->second;
 }
 
 const std::vector<std::string>& VLItem::keys() {

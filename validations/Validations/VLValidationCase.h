@@ -149,7 +149,8 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // Stops every observed collection and runs the clean-up actions within cleanupTimeout(),
   // failing "Cleanup within timeout" on the validator if they take longer.
   void _tearDown(const std::shared_ptr<VLValidator>& validator);
-  // Returns how long tear-down waits for clean-up actions: 15 seconds unless set.
+  // Returns how long tear-down waits for clean-up actions: 15 seconds unless set (NaN counts
+  // as 0).
   double cleanupTimeout() const { return cleanupTimeout_; }
   void setCleanupTimeout(double seconds) { cleanupTimeout_ = seconds; }
 
