@@ -53,17 +53,17 @@ std::vector<Character> characters(const std::string& text) {
 // Returns whether the lower-case form of `codePoint` differs from it, by Unicode's case
 // mapping (the C.UTF-8 locale's; plain ASCII where no UTF-8 locale is installed).
 bool isCapital(char32_t codePoint) {
-  static const auto& ctype = []() -> const std::ctype<wchar_t>& {
+  static const std::locale& locale = *[] {
     for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8"}) {
       try {
-        return std::use_facet<std::ctype<wchar_t>>(*new std::locale(name));  // never destroyed
+        return new std::locale(name);  // never destroyed, like every process-wide table
       } catch (const std::runtime_error&) {
       }
     }
-    return std::use_facet<std::ctype<wchar_t>>(std::locale::classic());
+    return new std::locale(std::locale::classic());
   }();
   auto wide = static_cast<wchar_t>(codePoint);
-  return ctype.tolower(wide) != wide;
+  return std::use_facet<std::ctype<wchar_t>>(locale).tolower(wide) != wide;
 }
 
 }  // namespace
