@@ -32,13 +32,38 @@ namespace {
 const char* kRecoveredFolderName = "Recovered Items";
 
 // Moves whatever stands for an item on disk (its file or directory, or its placeholder).
-void moveOnDisk(const fs::path& from, const fs::path& to) {
-  std::error_code ignored;
-  if (from == to) return;
-  fs::create_directories(to.parent_path(), ignored);
-  if (fs::exists(fs::symlink_status(from, ignored))) fs::rename(from, to, ignored);
+// Content that must be local (`mustExist`) and is missing is an error too: the move would
+// otherwise report success after losing it.
+std::error_code moveOnDisk(const fs::path& from, const fs::path& to, bool mustExist) {
+  std::error_code code;
+  if (from == to) return code;
+  bool present = fs::exists(fs::symlink_status(from, code));
   fs::path placeholder = VLSimulatedStore::placeholderPath(from);
-  if (fs::exists(placeholder, ignored)) fs::rename(placeholder, VLSimulatedStore::placeholderPath(to), ignored);
+  bool promised = fs::exists(placeholder, code);
+  if (!present && mustExist) return std::make_error_code(std::errc::no_such_file_or_directory);
+  if (!present && !promised) return {};
+  if (fs::create_directories(to.parent_path(), code); code) return code;
+  if (present) fs::rename(from, to, code);
+  if (!code && promised) fs::rename(placeholder, VLSimulatedStore::placeholderPath(to), code);
+  return code;
+}
+
+// Whether an item's bytes (or its directory) must be on disk.
+bool isLocal(const VLSimulatedNode& node) { return node.isContainer() || node.downloaded; }
+
+VLErrorRef diskError(const std::error_code& code, const fs::path& path) {
+  return VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(path.string(), false));
+}
+
+// Marks every descendant of `identifier` changed: they went into or out of the trash with
+// it, and a provider reports such items again, whether or not it still lists them.
+void touchDescendantsLocked(VLSimulatedStore& store, const std::string& identifier) {
+  for (const auto& child : store.childrenLocked(identifier)) {
+    if (VLSimulatedNode* node = store.nodeLocked(child)) {
+      store.touchLocked(*node);
+      touchDescendantsLocked(store, child);
+    }
+  }
 }
 
 }  // namespace
@@ -121,14 +146,20 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
 
 VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const std::string& parent,
                                                    const std::string& name) {
+  // The bytes move first, so that a failed move changes nothing.
   fs::path from = store_->pathLocked(node);
+  fs::path to = store_->childPathLocked(parent, node.identifier, name);
+  if (auto code = moveOnDisk(from, to, isLocal(node))) return diskError(code, from);
+  if (node.parent == VLSimulatedTrashContainerIdentifier && parent != node.parent) {
+    std::error_code ignored;
+    fs::remove(from.parent_path(), ignored);  // the item's own folder inside the trash
+  }
   std::string oldParent = node.parent;
   node.filename = name;
   node.formerParent = store_->settings().has(Quirk::MoveOutAsUpdate) && oldParent != parent ? oldParent : "";
   store_->setParentLocked(node, parent);
-  moveOnDisk(from, store_->pathLocked(node));
-  std::error_code ignored;
-  if (oldParent == VLSimulatedTrashContainerIdentifier) fs::remove(from.parent_path(), ignored);  // its trash slot
+  // Untrash or a move out of the trash: the descendants come out with the item.
+  if (oldParent == VLSimulatedTrashContainerIdentifier) touchDescendantsLocked(*store_, node.identifier);
   store_->refreshChildCountLocked(oldParent);
   store_->refreshChildCountLocked(parent);
   return nullptr;
@@ -139,6 +170,8 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   VLSimulatedNode* node = store_->nodeForItemLocked(action.item(), &error);
   if (!node) return error;
   if (node->kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be renamed.");
+  if (store_->settings().has(Quirk::RenameRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be renamed.", node->filename));
   std::string name = action.newName();
   if (!VLSimulatedStore::isValidName(name))
     return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
@@ -148,11 +181,16 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
     name = store_->uniqueNameLocked(node->parent, name);
   }
   fs::path from = store_->pathLocked(*node);
+  fs::path to = store_->childPathLocked(node->parent, node->identifier, name);
+  if (auto code = moveOnDisk(from, to, isLocal(*node))) return diskError(code, from);
   if (store_->settings().has(Quirk::RenameChangesIdentifier)) {
     std::string old = node->identifier;
     node = &store_->reidentifyLocked(old);
     std::error_code ignored;
     fs::rename(store_->serverCopyPath(old), store_->serverCopyPath(node->identifier), ignored);
+    if (node->parent == VLSimulatedTrashContainerIdentifier) {
+      fs::rename(from.parent_path(), from.parent_path().parent_path() / node->identifier, ignored);
+    }
   }
   node->filename = name;
   if (node->kind == Kind::File) {
@@ -160,7 +198,6 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
     if (store_->settings().has(Quirk::RenameMarksNotDownloaded)) node->reportNotDownloaded = true;
   }
   store_->touchLocked(*node);
-  moveOnDisk(from, store_->pathLocked(*node));
   return nullptr;
 }
 
@@ -177,17 +214,25 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
     if (node && !error && store_->isAncestorLocked(node->identifier, *destination)) {
       error = VLSimulatedErrors::invalidArgument(VLFormat("Cannot move \"%@\" into itself.", node->filename));
     }
+    std::string formerParent = node ? node->parent : "";
     if (node && !error && node->parent != destination->identifier) {
       error = store_->collisionErrorLocked(destination->identifier, node->filename, node->identifier);
-      if (!error)
-        reparentLocked(*node, destination->identifier,
-                       store_->uniqueNameLocked(destination->identifier, node->filename));
+      if (!error) {
+        error = reparentLocked(*node, destination->identifier,
+                               store_->uniqueNameLocked(destination->identifier, node->filename));
+      }
     }
     if (error) {
       if (!first) first = error;
       continue;
     }
-    results.emplace_back(item, store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::MoveReportsOldParent)) {
+      VLItemAttributes a = after->attributes();
+      a.parentItemIdentifier = formerParent;
+      after = VLItem::make(std::move(a));
+    }
+    results.emplace_back(item, after);
   }
   action->setTransferResults(std::move(results));
   return [action, first] { action->completeWithError(first); };
@@ -210,11 +255,13 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
     if (node.kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be trashed.");
     if (node.trashed) return nullptr;
     fs::path from = store_->pathLocked(node);
+    fs::path to = store_->childPathLocked(VLSimulatedTrashContainerIdentifier, node.identifier, node.filename);
+    if (auto code = moveOnDisk(from, to, isLocal(node))) return diskError(code, from);
     std::string oldParent = node.parent;
     node.trashedFrom = oldParent;
     node.formerParent.clear();
     store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
-    moveOnDisk(from, store_->pathLocked(node));
+    touchDescendantsLocked(*store_, node.identifier);
     store_->refreshChildCountLocked(oldParent);
     return nullptr;
   });
@@ -249,18 +296,26 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
         folder.typeIdentifier = "public.folder";
         folder.creationDate = folder.modificationDate = VLDate::now();
         folder.uploaded = true;
+        fs::path path = store_->childPathLocked(folder.parent, "", folder.filename);
+        std::error_code code;
+        if (fs::create_directories(path, code); code) {
+          if (!first) first = diskError(code, path);
+          continue;
+        }
         recovered = &store_->addNodeLocked(std::move(folder));
-        std::error_code ignored;
-        fs::create_directories(store_->pathLocked(*recovered), ignored);
         store_->refreshChildCountLocked(KsVaultlineRootContainerItemIdentifier);
       }
       target = recovered->identifier;
     }
-    reparentLocked(*node, target, store_->uniqueNameLocked(target, node->filename));
+    if ((error = reparentLocked(*node, target, store_->uniqueNameLocked(target, node->filename)))) {
+      if (!first) first = error;
+      continue;
+    }
     if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {
         VLSimulatedNode* kid = store_->nodeLocked(child);
-        reparentLocked(*kid, target, store_->uniqueNameLocked(target, kid->filename));
+        error = reparentLocked(*kid, target, store_->uniqueNameLocked(target, kid->filename));
+        if (error && !first) first = error;
       }
     }
   }
@@ -270,22 +325,28 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
 VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& items) {
   return forEachNodeLocked(items, [this](VLSimulatedNode& node, size_t) -> VLErrorRef {
     if (node.kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be deleted.");
+    fs::path path = store_->pathLocked(node);
+    if (store_->settings().has(Quirk::DeleteRefusesNonemptyFolders) &&
+        !store_->childrenLocked(node.identifier).empty()) {
+      return diskError(std::make_error_code(std::errc::directory_not_empty), path);
+    }
     std::vector<std::string> subtree{node.identifier};
     for (size_t i = 0; i < subtree.size(); ++i) {
       for (const auto& child : store_->childrenLocked(subtree[i])) subtree.push_back(child);
     }
-    std::error_code ignored;
-    for (size_t i = 0; i < subtree.size(); ++i) {
-      VLSimulatedNode* doomed = store_->nodeLocked(subtree[i]);
-      if (i > 0 && store_->settings().has(Quirk::DeleteLeavesChildrenFetchable)) {
+    if (store_->settings().has(Quirk::DeleteLeavesChildrenFetchable)) {
+      for (size_t i = 1; i < subtree.size(); ++i) {
+        VLSimulatedNode* doomed = store_->nodeLocked(subtree[i]);
         store_->addGhostLocked(store_->pathLocked(*doomed), store_->snapshotLocked(*doomed));
       }
-      fs::remove_all(store_->serverCopyPath(doomed->identifier), ignored);
     }
-    fs::path path = store_->pathLocked(node);
-    fs::remove_all(path, ignored);
-    fs::remove(VLSimulatedStore::placeholderPath(path), ignored);
-    if (node.trashed) fs::remove_all(path.parent_path(), ignored);
+    // The local bytes go first: if they cannot be removed, the item stays.
+    std::error_code code;
+    fs::remove_all(path, code);
+    if (code) return diskError(code, path);
+    fs::remove(VLSimulatedStore::placeholderPath(path), code);
+    if (node.trashed) fs::remove_all(path.parent_path(), code);
+    for (const auto& identifier : subtree) fs::remove_all(store_->serverCopyPath(identifier), code);
     std::string parent = node.parent;
     for (auto it = subtree.rbegin(); it != subtree.rend(); ++it) store_->removeNodeLocked(*it);
     store_->refreshChildCountLocked(parent);
@@ -318,7 +379,13 @@ std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_
       if (!first) first = error;
       continue;
     }
-    downloaded.push_back(store_->snapshotLocked(*node));
+    VLItemRef after = store_->snapshotLocked(*node);
+    if (store_->settings().has(Quirk::DownloadReportsDownloading)) {
+      VLItemAttributes a = after->attributes();
+      a.downloading = true;
+      after = VLItem::make(std::move(a));
+    }
+    downloaded.push_back(after);
   }
   return [action, downloaded, first] { action->completeWithItems(downloaded, first); };
 }
@@ -334,10 +401,17 @@ VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
     return VLSimulatedErrors::notSupported(
         VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
-  if (!node.downloaded) return nullptr;
+  if (!node.downloaded || store_->settings().has(Quirk::EvictionStaysDownloaded)) return nullptr;
+  if (store_->settings().has(Quirk::EvictionRefused))
+    return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be evicted right now.", node.filename));
+  std::error_code code;
+  fs::path server = store_->serverCopyPath(node.identifier);
+  // The only other copy must be there before the local one goes.
+  if (!fs::exists(server, code)) return diskError(std::make_error_code(std::errc::no_such_file_or_directory), server);
   if (!store_->settings().has(Quirk::EvictionKeepsContent)) {
-    std::error_code ignored;
-    fs::remove_all(store_->pathLocked(node), ignored);
+    fs::path path = store_->pathLocked(node);
+    fs::remove_all(path, code);
+    if (code) return diskError(code, path);
   }
   node.downloaded = false;
   store_->touchLocked(node);

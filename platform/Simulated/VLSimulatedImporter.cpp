@@ -62,9 +62,13 @@ VLSimulatedNode* VLSimulatedImporter::importLocked(const std::string& source, co
     node.kind = Kind::Folder;
     node.typeIdentifier = "public.folder";
     node.uploaded = true;
+    fs::path target = store_->childPathLocked(parent, "", name);
+    if (fs::create_directories(target, code); code) {
+      *error = VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(target.string(), true));
+      return nullptr;
+    }
     VLSimulatedNode& folder = store_->addNodeLocked(std::move(node));
     std::string identifier = folder.identifier;
-    fs::create_directories(store_->pathLocked(folder), code);
     std::vector<fs::path> entries;
     for (const auto& entry : fs::directory_iterator(source, code)) entries.push_back(entry.path());
     std::sort(entries.begin(), entries.end());
@@ -79,7 +83,11 @@ VLSimulatedNode* VLSimulatedImporter::importLocked(const std::string& source, co
   fs::path target = store_->pathLocked(*container) / name;
   if (fs::is_directory(status)) {
     node.kind = Kind::Package;
-    node.typeIdentifier = store_->settings().has(Quirk::AllFilesPublicData) ? "public.data" : packageType;
+    node.typeIdentifier = packageType;
+    if (store_->settings().has(Quirk::PackagesTypedFlat)) {
+      node.typeIdentifier = store_->types().preferredIdentifierForExtension(extension, std::string("public.data"));
+    }
+    if (store_->settings().has(Quirk::AllFilesPublicData)) node.typeIdentifier = "public.data";
     fs::copy(source, target, fs::copy_options::recursive | fs::copy_options::overwrite_existing, code);
   } else {
     node.kind = Kind::File;
@@ -116,12 +124,13 @@ void VLSimulatedImporter::finishUpload(const std::string& identifier) {
   auto lock = store_->lock();
   VLSimulatedNode* node = store_->nodeLocked(identifier);
   if (!node || !node->uploading) return;
-  std::error_code ignored;
+  std::error_code code;
   fs::path server = store_->serverCopyPath(node->identifier);
-  fs::remove_all(server, ignored);
-  fs::copy(store_->pathLocked(*node), server, fs::copy_options::recursive, ignored);
+  fs::remove_all(server, code);
+  fs::copy(store_->pathLocked(*node), server, fs::copy_options::recursive, code);
   node->uploading = false;
-  node->uploaded = true;
+  // An upload that could not be written is not reported as done: eviction relies on it.
+  node->uploaded = !code;
   store_->touchLocked(*node);
   store_->publishLocked();
 }
@@ -138,11 +147,13 @@ std::function<void()> VLSimulatedImporter::copyLocked(const std::shared_ptr<VLCo
       continue;
     }
     std::string name = url.lastPathComponent();
-    VLErrorRef error = store_->collisionErrorLocked(parent, name);
+    VLErrorRef error = VLSimulatedStore::isValidName(name)
+                           ? store_->collisionErrorLocked(parent, name)
+                           : VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
     if (!error) {
       if (store_->settings().has(Quirk::NoCollisionCheck)) name = store_->uniqueNameLocked(parent, name);
       if (VLSimulatedNode* node = importLocked(url.path(), parent, name, &error)) {
-        results[url] = store_->snapshotLocked(*node);
+        if (!store_->settings().has(Quirk::ImportReportsNoItem)) results[url] = store_->snapshotLocked(*node);
         continue;
       }
     }
@@ -170,11 +181,15 @@ std::function<void()> VLSimulatedImporter::createFolderLocked(const std::shared_
     node.typeIdentifier = "public.folder";
     node.creationDate = node.modificationDate = VLDate::now();
     node.uploaded = true;
-    VLSimulatedNode& added = store_->addNodeLocked(std::move(node));
-    std::error_code ignored;
-    fs::create_directories(store_->pathLocked(added), ignored);
-    store_->refreshChildCountLocked(added.parent);
-    created = store_->snapshotLocked(added);
+    fs::path target = store_->childPathLocked(node.parent, "", name);
+    std::error_code code;
+    if (fs::create_directory(target, code); code) {
+      error = VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(target.string(), true));
+    } else {
+      VLSimulatedNode& added = store_->addNodeLocked(std::move(node));
+      store_->refreshChildCountLocked(added.parent);
+      created = store_->snapshotLocked(added);
+    }
   }
   return [action, created, error] { action->completeWithItem(created, error); };
 }

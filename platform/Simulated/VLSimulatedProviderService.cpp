@@ -10,10 +10,10 @@
 #include "Simulated/VLSimulatedItemManager.h"
 #include "Simulated/VLSimulatedStore.h"
 #include "Simulated/VLSimulatedTimer.h"
-#include "Simulated/VLSimulatedTypeTable.h"
 #include "Simulated/VLSimulatedValidationService.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLFileManager.h"
+#include "Vaultline/VLStandardTypes.h"
 
 namespace fs = std::filesystem;
 
@@ -33,7 +33,7 @@ VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings setti
   }
   provider_ = VLProvider::make(identifier, settings_.providerIdentifier, domain, settings_.providerIdentifier);
   types_ = std::make_shared<VLTypeDatabase>();
-  vl_declareSimulatedTypes(*types_);
+  vl_declareStandardTypes(*types_);
   queue_ = VLDispatchQueue::make("simulated-provider-service");
   timer_ = VLSimulatedTimer::make();
   store_ = VLSimulatedStore::make(settings_, provider_, types_, fs::path(VLPlatform::temporaryDirectory().path()));
@@ -74,17 +74,7 @@ std::string VLSimulatedProviderService::validationRootIdentifier() const {
 std::shared_ptr<VLItemManager> VLSimulatedProviderService::defaultItemManager() { return itemManager_; }
 
 bool VLSimulatedProviderService::offers(VLPlatformCapability capability) const {
-  bool current = settings_.revision == VLSimulatedRevision::Current;
-  switch (capability) {
-    case VLPlatformCapability::ItemIDWithProviderDomainID:
-    case VLPlatformCapability::ItemIDWithProviderIdentifier:
-    case VLPlatformCapability::CopyWithURLs:
-    case VLPlatformCapability::FetchItemOperationClass:
-    case VLPlatformCapability::NewCollectionWithItemID: return current;
-    case VLPlatformCapability::ItemIDWithProviderID:
-    case VLPlatformCapability::CopyWithSourceURLs: return !current;
-  }
-  return false;
+  return vl_revisionOffers(settings_.revision == VLSimulatedRevision::Current, capability);
 }
 
 void VLSimulatedProviderService::getVaultlineServicesForItemAtURL(const VLURL& url, VLServicesCompletion completion) {

@@ -12,16 +12,6 @@ std::shared_ptr<VLSimulatedServiceConnection> VLSimulatedServiceConnection::make
       new VLSimulatedServiceConnection(std::move(runner), std::move(queue), std::move(itemIdentifier)));
 }
 
-void VLSimulatedServiceConnection::resume() {
-  std::lock_guard lock(stateMutex_);
-  resumed_ = true;
-}
-
-void VLSimulatedServiceConnection::invalidate() {
-  std::lock_guard lock(stateMutex_);
-  invalidated_ = true;
-}
-
 std::shared_ptr<VLRemoteObjectProxy> VLSimulatedServiceConnection::remoteObjectProxy() {
   return VLSimulatedValidationProxy::make(shared_from_this(), nullptr);
 }
@@ -32,17 +22,7 @@ std::shared_ptr<VLRemoteObjectProxy> VLSimulatedServiceConnection::remoteObjectP
 }
 
 void VLSimulatedServiceConnection::call(std::function<void()> work, const std::function<void(VLErrorRef)>& handler) {
-  std::string problem;
-  {
-    std::lock_guard lock(stateMutex_);
-    if (invalidated_) {
-      problem = "The connection to the validation service was invalidated.";
-    } else if (!resumed_) {
-      problem = "The connection to the validation service was not resumed.";
-    } else if (remoteObjectInterface() != KsVaultlineValidationServiceV1ProtocolName) {
-      problem = "The connection's remote interface is not " + KsVaultlineValidationServiceV1ProtocolName + ".";
-    }
-  }
+  std::string problem = problemCarryingCalls(KsVaultlineValidationServiceV1ProtocolName);
   if (problem.empty()) {
     queue_->async(std::move(work));
   } else if (handler) {

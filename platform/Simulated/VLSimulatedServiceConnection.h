@@ -22,8 +22,6 @@ class VLSimulatedServiceConnection : public VLServiceConnection,
                                                             std::shared_ptr<VLDispatchQueue> queue,
                                                             std::string itemIdentifier);
 
-  void resume() override;
-  void invalidate() override;
   std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxy() override;
   std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
       std::function<void(VLErrorRef)> handler) override;
@@ -43,7 +41,4 @@ class VLSimulatedServiceConnection : public VLServiceConnection,
   const std::shared_ptr<VLSimulatedActionRunner> runner_;
   const std::shared_ptr<VLDispatchQueue> queue_;
   const std::string itemIdentifier_;
-  mutable std::mutex stateMutex_;
-  bool resumed_ = false;      // guarded by stateMutex_
-  bool invalidated_ = false;  // guarded by stateMutex_
 };

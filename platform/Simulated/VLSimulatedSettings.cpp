@@ -37,6 +37,22 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
       {"corrupt-content", Quirk::CorruptContent},
       {"no-subitem-capability", Quirk::NoSubitemCapability},
       {"rename-marks-not-downloaded", Quirk::RenameMarksNotDownloaded},
+      {"collision-wrong-error", Quirk::CollisionWrongError},
+      {"child-count-includes-hidden", Quirk::ChildCountIncludesHidden},
+      {"import-reports-no-item", Quirk::ImportReportsNoItem},
+      {"delete-refuses-nonempty-folders", Quirk::DeleteRefusesNonemptyFolders},
+      {"root-has-parent", Quirk::RootHasParent},
+      {"folder-enumeration-hangs", Quirk::FolderEnumerationHangs},
+      {"packages-typed-flat", Quirk::PackagesTypedFlat},
+      {"thumbnails-fail", Quirk::ThumbnailsFail},
+      {"thumbnails-other-size", Quirk::ThumbnailsOtherSize},
+      {"thumbnails-cached-icon-bitmap", Quirk::ThumbnailsCachedIconBitmap},
+      {"eviction-stays-downloaded", Quirk::EvictionStaysDownloaded},
+      {"no-placeholders", Quirk::NoPlaceholders},
+      {"move-reports-old-parent", Quirk::MoveReportsOldParent},
+      {"download-reports-downloading", Quirk::DownloadReportsDownloading},
+      {"rename-refused", Quirk::RenameRefused},
+      {"eviction-refused", Quirk::EvictionRefused},
   };
   return table;
 }
@@ -44,7 +60,7 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
 const std::vector<std::string>& kSettingNames = *new const std::vector<std::string>{
     "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
     "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
-    "upload-latency",
+    "upload-latency",      "seed",
 };
 
 std::string trim(const std::string& text) {
@@ -152,6 +168,14 @@ void applySetting(VLSimulatedSettings& settings, const std::string& name, const 
     settings.collectionLatency = parseDuration(name, value);
   } else if (name == "upload-latency") {
     settings.uploadLatency = parseDuration(name, value);
+  } else if (name == "seed") {
+    if (value == "sample") {
+      settings.sampleTree = true;
+    } else if (value == "none") {
+      settings.sampleTree = false;
+    } else {
+      badValue(name, value, "sample or none");
+    }
   } else {
     throw VLException("unknown simulated provider setting \"" + name + "\"; valid settings: " + join(kSettingNames));
   }

@@ -35,10 +35,26 @@ enum class VLSimulatedQuirk {
   LookupReturnsOtherIdentifier,   // item look-ups answer with an alias identifier
   EnumerationWrongParent,         // full enumerations name a wrong parent for every item
   TagsDropped,
-  LastUsedDateOffset,        // last-used dates are stored two seconds late
-  CorruptContent,            // imported bytes are stored damaged
-  NoSubitemCapability,       // containers lack the "allows adding sub-items" capability
-  RenameMarksNotDownloaded,  // a renamed file reports its content as not downloaded
+  LastUsedDateOffset,            // last-used dates are stored two seconds late
+  CorruptContent,                // imported bytes are stored damaged
+  NoSubitemCapability,           // containers lack the "allows adding sub-items" capability
+  RenameMarksNotDownloaded,      // a renamed file reports its content as not downloaded
+  CollisionWrongError,           // a clash is refused with a file-system error, not a filename collision
+  ChildCountIncludesHidden,      // folders count one hidden child more than they show
+  ImportReportsNoItem,           // an import succeeds but names no created item
+  DeleteRefusesNonemptyFolders,  // deleting a folder that has children fails
+  RootHasParent,                 // the root container reports a parent
+  FolderEnumerationHangs,        // collections of folders (not the root) never deliver
+  PackagesTypedFlat,             // a package gets the flat (data) type of its extension
+  ThumbnailsFail,                // every thumbnail fetch fails with an error
+  ThumbnailsOtherSize,           // thumbnails come at twice the requested size
+  ThumbnailsCachedIconBitmap,    // thumbnails come in the cached-icon-bitmap format
+  EvictionStaysDownloaded,       // eviction succeeds but the file stays, reported downloaded
+  NoPlaceholders,                // the URL of an evicted file cannot be had with a placeholder
+  MoveReportsOldParent,          // a move's results name each item's former parent
+  DownloadReportsDownloading,    // a download completes while the items it hands back are still downloading
+  RenameRefused,                 // renames fail with a "not supported" error
+  EvictionRefused,               // evictions fail with a "not supported" error, leaving the content local
 };
 
 // Which revision of the platform interface the service plays.
@@ -62,6 +78,7 @@ struct VLSimulatedSettings {
   Duration actionLatency{0};
   Duration collectionLatency{0};
   Duration uploadLatency{0};
+  bool sampleTree = true;  // a fresh provider holds a small sample tree in its root
   std::set<VLSimulatedQuirk> quirks;
 
   // Parses `text`. Throws VLException naming the unknown name or bad value and listing the

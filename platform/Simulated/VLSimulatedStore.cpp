@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <cerrno>
+#include <fstream>
 #include <system_error>
 
 #include "Core/VLException.h"
@@ -10,6 +12,7 @@
 #include "Simulated/VLSimulatedCollection.h"
 #include "Simulated/VLSimulatedErrors.h"
 #include "Vaultline/VLConstants.h"
+#include "Vaultline/VLImageCodec.h"
 #include "Vaultline/VLPersonNameComponents.h"
 
 namespace fs = std::filesystem;
@@ -20,6 +23,7 @@ namespace {
 
 const std::string& kAliasPrefix = *new std::string("alias:");
 const std::string& kWrongParent = *new std::string("SimulatedWrongParent");
+const std::string& kAccountFolder = *new std::string("SimulatedAccountFolder");
 
 std::string lowercase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -84,7 +88,55 @@ std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettin
     store->alternateRoot_ = added.identifier;
     store->refreshChildCountLocked(KsVaultlineRootContainerItemIdentifier);
   }
+  if (settings.sampleTree) store->seedSampleTreeLocked();
   return store;
+}
+
+void VLSimulatedStore::seedSampleTreeLocked() {
+  using Kind = VLSimulatedNode::Kind;
+  const std::string& root = KsVaultlineRootContainerItemIdentifier;
+  std::string documents = addSampleLocked(root, "Documents", Kind::Folder);
+  addSampleLocked(documents, "Notes.txt", Kind::File, "Things to remember.\n");
+  addSampleLocked(documents, "Report.rtfd", Kind::Package, "{\\rtf1\\ansi Quarterly report}");
+  std::string drafts = addSampleLocked(documents, "Drafts", Kind::Folder);
+  addSampleLocked(drafts, "Outline.txt", Kind::File, "1. Introduction\n2. Findings\n");
+  std::string photos = addSampleLocked(root, "Photos", Kind::Folder);
+  VLBitmap picture(16, 12);
+  picture.fillRect(0, 0, 16, 6, 0.1, 0.3, 0.8, 1);
+  picture.fillRect(0, 6, 16, 6, 0.9, 0.7, 0.2, 1);
+  addSampleLocked(photos, "Harbour.jpeg", Kind::File, VLImageCodec::encodeJPEG(picture).stringValue());
+  addSampleLocked(root, "Welcome.txt", Kind::File, "Welcome to the simulated provider.\n");
+}
+
+std::string VLSimulatedStore::addSampleLocked(const std::string& parent, const std::string& name,
+                                              VLSimulatedNode::Kind kind, const std::string& contents) {
+  using Kind = VLSimulatedNode::Kind;
+  VLSimulatedNode node;
+  node.parent = parent;
+  node.filename = name;
+  node.kind = kind;
+  node.creationDate = node.modificationDate = VLDate::now();
+  node.uploaded = true;
+  if (kind == Kind::Folder) {
+    node.typeIdentifier = "public.folder";
+  } else if (kind == Kind::Package) {
+    node.typeIdentifier = types().preferredIdentifierForExtension(extensionOf(name), VLPackageTypeIdentifier);
+  } else {
+    node.typeIdentifier = fileTypeLocked(name);
+  }
+  node.documentSize = static_cast<int64_t>(contents.size());
+  VLSimulatedNode& added = addNodeLocked(std::move(node));
+  fs::path path = pathLocked(added);
+  std::error_code ignored;
+  if (kind == Kind::File) {
+    std::ofstream(path, std::ios::binary) << contents;
+  } else {
+    fs::create_directories(path, ignored);
+    if (kind == Kind::Package) std::ofstream(path / "TXT.rtf", std::ios::binary) << contents;
+  }
+  if (kind != Kind::Folder) fs::copy(path, serverCopyPath(added.identifier), fs::copy_options::recursive, ignored);
+  refreshChildCountLocked(parent);
+  return added.identifier;
 }
 
 VLSimulatedStore::VLSimulatedStore(const VLSimulatedSettings& settings, std::shared_ptr<VLProvider> provider,
@@ -161,9 +213,14 @@ std::string VLSimulatedStore::uniqueNameLocked(const std::string& parent, const 
 
 fs::path VLSimulatedStore::pathLocked(const VLSimulatedNode& node) {
   if (node.kind == VLSimulatedNode::Kind::Root) return storage_ / "Root";
-  if (node.parent == VLSimulatedTrashContainerIdentifier) return storage_ / ".Trash" / node.identifier / node.filename;
-  VLSimulatedNode* parent = nodeLocked(node.parent);
-  return parent ? pathLocked(*parent) / node.filename : storage_ / ".Orphans" / node.filename;
+  return childPathLocked(node.parent, node.identifier, node.filename);
+}
+
+fs::path VLSimulatedStore::childPathLocked(const std::string& parent, const std::string& identifier,
+                                           const std::string& name) {
+  if (parent == VLSimulatedTrashContainerIdentifier) return storage_ / ".Trash" / identifier / name;
+  VLSimulatedNode* folder = nodeLocked(parent);
+  return folder ? pathLocked(*folder) / name : storage_ / ".Orphans" / name;
 }
 
 fs::path VLSimulatedStore::placeholderPath(const fs::path& path) {
@@ -274,12 +331,16 @@ VLItemRef VLSimulatedStore::snapshotLocked(VLSimulatedNode& node) {
   a.providerID = provider_->providerID();
   a.itemIdentifier = node.identifier;
   a.parentItemIdentifier = node.parent;
+  if (node.kind == Kind::Root && settings_.has(VLSimulatedQuirk::RootHasParent))
+    a.parentItemIdentifier = kAccountFolder;
   a.filename = node.filename;
   a.displayName = node.filename;
   a.typeIdentifier = node.typeIdentifier;
   a.isFolder = container;
   a.isContainer = container;
-  if (container && !settings_.has(VLSimulatedQuirk::NoChildCount)) a.childItemCount = node.reportedChildCount;
+  if (container && !settings_.has(VLSimulatedQuirk::NoChildCount)) {
+    a.childItemCount = node.reportedChildCount + (settings_.has(VLSimulatedQuirk::ChildCountIncludesHidden) ? 1 : 0);
+  }
   if (content) a.documentSize = node.documentSize;
   a.capabilities = VLItemCapabilityAllowsReading;
   if (node.kind != Kind::Root) {
@@ -376,6 +437,11 @@ std::optional<VLSimulatedStore::Entry> VLSimulatedStore::observedEntryLocked(con
 }
 
 void VLSimulatedStore::postLocked(VLSimulatedCollection& collection, bool reload) {
+  if (settings_.has(VLSimulatedQuirk::FolderEnumerationHangs) &&
+      collection.scope().kind == VLSimulatedCollection::ScopeKind::Container) {
+    VLSimulatedNode* container = nodeLocked(collection.scope().identifier);
+    if (container && container->kind == VLSimulatedNode::Kind::Folder) return;
+  }
   auto entries = entriesLocked(collection);
   if (entries && reload && settings_.has(VLSimulatedQuirk::EnumerationWrongParent)) {
     for (auto& entry : *entries) {
@@ -435,6 +501,10 @@ VLErrorRef VLSimulatedStore::collisionErrorLocked(const std::string& parent, con
   if (settings_.has(VLSimulatedQuirk::NoCollisionCheck)) return nullptr;
   VLSimulatedNode* existing = clashingChildLocked(parent, name, except);
   if (!existing) return nullptr;
+  if (settings_.has(VLSimulatedQuirk::CollisionWrongError)) {
+    return VLError::makeWithDescription(VLPOSIXErrorDomain, EEXIST,
+                                        VLFormat("\"%@\" could not be written: File exists", name));
+  }
   VLItemRef reported = snapshotLocked(*existing);
   if (settings_.has(VLSimulatedQuirk::CollisionNamesOtherItem)) {
     if (VLSimulatedNode* folder = nodeLocked(parent)) reported = snapshotLocked(*folder);

@@ -92,6 +92,10 @@ class VLSimulatedStore {
 
   // --- Paths (caller holds the lock) ---------------------------------------------------
   std::filesystem::path pathLocked(const VLSimulatedNode& node);
+  // Returns where item `identifier` would be on disk as `name` under `parent` (the trash
+  // container included).
+  std::filesystem::path childPathLocked(const std::string& parent, const std::string& identifier,
+                                        const std::string& name);
   static std::filesystem::path placeholderPath(const std::filesystem::path& path);
   std::filesystem::path serverCopyPath(const std::string& identifier) const {
     return storage_ / ".Server" / identifier;
@@ -133,6 +137,12 @@ class VLSimulatedStore {
  private:
   VLSimulatedStore(const VLSimulatedSettings& settings, std::shared_ptr<VLProvider> provider,
                    std::shared_ptr<const VLTypeDatabase> types, std::filesystem::path storage);
+  // Fills the root with a few folders, documents, a package and a picture, uploaded, as a
+  // provider in use would hold them.
+  void seedSampleTreeLocked();
+  // Adds one uploaded sample item under `parent` with its bytes on disk and on the server.
+  std::string addSampleLocked(const std::string& parent, const std::string& name, VLSimulatedNode::Kind kind,
+                              const std::string& contents = "");
   // Returns the items a collection shows, or none when its scope does not exist.
   std::optional<std::vector<Entry>> entriesLocked(const VLSimulatedCollection& collection);
   std::optional<Entry> observedEntryLocked(const VLSimulatedCollection& collection);

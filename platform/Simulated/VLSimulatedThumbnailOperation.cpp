@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "Core/VLFormat.h"
+#include "Vaultline/VLCachedIconBitmap.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLFileManager.h"
 #include "Vaultline/VLImageCodec.h"
@@ -39,8 +40,15 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
     // An evicted file is drawn from the provider's uploaded copy.
     source = node->downloaded ? store_->pathLocked(*node) : store_->serverCopyPath(node->identifier);
   }
-  if (store_->settings().has(VLSimulatedQuirk::NoThumbnails)) {
+  const auto& settings = store_->settings();
+  if (settings.has(VLSimulatedQuirk::NoThumbnails)) {
     deliverThumbnail(item, std::nullopt, "", nullptr);
+    return;
+  }
+  if (settings.has(VLSimulatedQuirk::ThumbnailsFail)) {
+    deliverThumbnail(item, std::nullopt, "",
+                     VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorServerUnreachable,
+                                                  "The thumbnail service is not available."));
     return;
   }
   auto data = VLFileManager::defaultManager().contentsAtURL(VLURL::fileURLWithPath(source.string(), false));
@@ -52,7 +60,9 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
     return;
   }
   // Fit inside the requested box, keeping the picture's proportions.
-  double boxWidth = std::max(1.0, size().width * scale()), boxHeight = std::max(1.0, size().height * scale());
+  double enlarged = settings.has(VLSimulatedQuirk::ThumbnailsOtherSize) ? 2.0 : 1.0;
+  double boxWidth = std::max(1.0, size().width * scale() * enlarged);
+  double boxHeight = std::max(1.0, size().height * scale() * enlarged);
   double factor = std::min(boxWidth / bitmap->width(), boxHeight / bitmap->height());
   double fittedWidth = std::round(bitmap->width() * factor), fittedHeight = std::round(bitmap->height() * factor);
   if (!(fittedWidth <= kMaximumSide && fittedHeight <= kMaximumSide)) {
@@ -66,6 +76,10 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
   int width = std::max(1, static_cast<int>(fittedWidth));
   int height = std::max(1, static_cast<int>(fittedHeight));
   VLBitmap thumbnail = bitmap->scaledTo(width, height);
-  if (store_->settings().has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
-  deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), VLThumbnailFormatUndecorated, nullptr);
+  if (settings.has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
+  if (settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap)) {
+    deliverThumbnail(item, VLCachedIconBitmap::encode(thumbnail), VLThumbnailFormatCachedIconBitmap, nullptr);
+  } else {
+    deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), VLThumbnailFormatUndecorated, nullptr);
+  }
 }

@@ -22,6 +22,14 @@ std::shared_ptr<VLCopyOperation> VLCopyOperation::makeWithSourceURLs(std::vector
   return std::shared_ptr<VLCopyOperation>(new VLCopyOperation(std::move(urls), std::move(destinationFolder)));
 }
 
+std::shared_ptr<VLCopyOperation> VLCopyOperation::makeWithCompatiblityURLs(std::vector<VLURL> urls,
+                                                                           VLItemRef destinationFolder) {
+  if (VLPlatform::current()->offers(VLPlatformCapability::CopyWithURLs)) {
+    return makeWithURLs(std::move(urls), std::move(destinationFolder));
+  }
+  return makeWithSourceURLs(std::move(urls), std::move(destinationFolder));
+}
+
 VLCopyOperation::TransferResults VLCopyOperation::transferResults() const {
   std::lock_guard lock(mutex_);
   return transferResults_;

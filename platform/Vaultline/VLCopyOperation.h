@@ -19,6 +19,10 @@ class VLCopyOperation : public VLActionOperation {
   static std::shared_ptr<VLCopyOperation> makeWithURLs(std::vector<VLURL> urls, VLItemRef destinationFolder);
   // initWithSourceURLs:destinationFolder: (the older form). Throws VLException on revisions without it.
   static std::shared_ptr<VLCopyOperation> makeWithSourceURLs(std::vector<VLURL> urls, VLItemRef destinationFolder);
+  // initWithCompatiblityURLs:destinationFolder: (the spelling is the established name): the
+  // newer initialiser where the platform has it, otherwise the older one, same arguments.
+  static std::shared_ptr<VLCopyOperation> makeWithCompatiblityURLs(std::vector<VLURL> urls,
+                                                                   VLItemRef destinationFolder);
 
   const std::vector<VLURL>& urls() const { return urls_; }
   const VLItemRef& destinationFolder() const { return destinationFolder_; }

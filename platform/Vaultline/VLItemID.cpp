@@ -36,6 +36,25 @@ std::shared_ptr<const VLItemID> VLItemID::makeWithProviderID(const std::string& 
   return std::shared_ptr<const VLItemID>(new VLItemID(providerID, domainIdentifier, itemIdentifier));
 }
 
+std::shared_ptr<const VLItemID> VLItemID::makeForProvider(const VLProvider& provider,
+                                                          const std::string& itemIdentifier) {
+  if (instancesRespondTo(VLPlatformCapability::ItemIDWithProviderDomainID)) {
+    return makeWithProviderDomainID(provider.identifier(), itemIdentifier);
+  }
+  if (instancesRespondTo(VLPlatformCapability::ItemIDWithProviderIdentifier)) {
+    return makeWithProviderIdentifier(provider.providerIdentifier(), std::nullopt, itemIdentifier);
+  }
+  std::optional<std::string> domain = provider.domain() ? provider.domain()->identifier : std::nullopt;
+  return makeWithProviderID(provider.providerIdentifier(), domain, itemIdentifier);
+}
+
+std::shared_ptr<const VLItemID> VLItemID::makeReceived(std::string provider,
+                                                       std::optional<std::string> domainIdentifier,
+                                                       std::string itemIdentifier) {
+  return std::shared_ptr<const VLItemID>(
+      new VLItemID(std::move(provider), std::move(domainIdentifier), std::move(itemIdentifier)));
+}
+
 std::string VLItemID::description() const {
   return "<VLItemID " + provider_ + "/" + domainIdentifier_.value_or("-") + "/" + itemIdentifier_ + ">";
 }

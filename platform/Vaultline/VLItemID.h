@@ -11,6 +11,7 @@
 
 #include "Core/VLObject.h"
 #include "Vaultline/VLPlatform.h"
+#include "Vaultline/VLProvider.h"
 
 class VLItemID : public VLObject {
  public:
@@ -26,8 +27,17 @@ class VLItemID : public VLObject {
                                                             const std::optional<std::string>& domainIdentifier,
                                                             const std::string& itemIdentifier);
 
+  // Makes the record of an item ID that arrived from elsewhere (a provider process), without
+  // asking the platform which initialisers it offers.
+  static std::shared_ptr<const VLItemID> makeReceived(std::string provider, std::optional<std::string> domainIdentifier,
+                                                      std::string itemIdentifier);
+
   // Returns whether the current platform offers the initialiser named by `capability`.
   static bool instancesRespondTo(VLPlatformCapability capability);
+  // Returns the ID of item `itemIdentifier` of `provider`, made with the first initialiser the
+  // platform offers: the provider-domain ID (the provider's identifier), then the provider
+  // identifier without a domain, then the older provider ID with the domain's identifier.
+  static std::shared_ptr<const VLItemID> makeForProvider(const VLProvider& provider, const std::string& itemIdentifier);
 
   // The provider part: a provider-domain ID, a provider identifier or a provider ID,
   // whichever the initialiser was given.

@@ -62,4 +62,10 @@ class VLItemManager {
   // Returns an operation that fetches thumbnails of `items` at `size` points and `scale`.
   virtual std::shared_ptr<VLThumbnailFetchOperation> thumbnailsFetchOperationForItems(
       const std::vector<VLItemRef>& items, VLSize size, double scale) = 0;
+
+  // Fetches item `identifier` of `provider` on any platform revision: as a
+  // VLFetchItemOperation scheduled on this manager where the platform has that class (so a
+  // logging manager sees it), otherwise through fetchItemForItemID() of defaultManager(),
+  // which deliberately bypasses this manager. `completion` runs once, on a service thread.
+  void fetchItem(const std::string& identifier, const std::shared_ptr<VLProvider>& provider, ItemCompletion completion);
 };

@@ -22,6 +22,19 @@ std::shared_ptr<VLPlatform>& installed = *new std::shared_ptr<VLPlatform>;  // g
 void uninstallAtExit() { VLPlatform::install(nullptr); }
 }  // namespace
 
+bool vl_revisionOffers(bool current, VLPlatformCapability capability) {
+  switch (capability) {
+    case VLPlatformCapability::ItemIDWithProviderDomainID:
+    case VLPlatformCapability::ItemIDWithProviderIdentifier:
+    case VLPlatformCapability::CopyWithURLs:
+    case VLPlatformCapability::FetchItemOperationClass:
+    case VLPlatformCapability::NewCollectionWithItemID: return current;
+    case VLPlatformCapability::ItemIDWithProviderID:
+    case VLPlatformCapability::CopyWithSourceURLs: return !current;
+  }
+  return false;
+}
+
 void VLPlatform::install(std::shared_ptr<VLPlatform> platform) {
   static std::once_flag exitHook;
   std::call_once(exitHook, [] { std::atexit(uninstallAtExit); });

@@ -31,6 +31,10 @@ enum class VLPlatformCapability {
   NewCollectionWithItemID,       // VLItemManager::newCollectionWithItemID
 };
 
+// Returns whether the current revision (or, when `current` is false, the older one) offers
+// `capability`: the older revision has only the older item-ID and copy initialisers.
+bool vl_revisionOffers(bool current, VLPlatformCapability capability);
+
 using VLVaultlineServices = std::map<std::string, std::shared_ptr<VLVaultlineService>>;
 using VLServicesCompletion = std::function<void(const VLVaultlineServices& services, VLErrorRef error)>;
 

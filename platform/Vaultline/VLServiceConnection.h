@@ -18,16 +18,23 @@ class VLServiceConnection : public VLObject {
   std::string remoteObjectInterface() const;
 
   // Starts the connection; calls made before resume() fail.
-  virtual void resume() = 0;
+  virtual void resume();
   // Ends the connection; later calls fail through the proxy's error handler.
-  virtual void invalidate() = 0;
+  virtual void invalidate();
   // Returns a proxy without an error handler.
   virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxy() = 0;
   // Returns a proxy whose failed calls go to `handler`.
   virtual std::shared_ptr<VLRemoteObjectProxy> remoteObjectProxyWithErrorHandler(
       std::function<void(VLErrorRef)> handler) = 0;
 
+ protected:
+  // For platforms: returns why a call through this connection cannot be carried now (not
+  // resumed, invalidated, or set to another interface than `protocolName`), or "" when it can.
+  std::string problemCarryingCalls(const std::string& protocolName) const;
+
  private:
   mutable std::mutex mutex_;
   std::string remoteInterface_;  // guarded by mutex_
+  bool resumed_ = false;         // guarded by mutex_
+  bool invalidated_ = false;     // guarded by mutex_
 };

@@ -29,7 +29,9 @@
 #include <typeindex>
 #include <vector>
 
+#include "Core/VLData.h"
 #include "Core/VLObject.h"
+#include "Core/VLURL.h"
 #include "Validations/VLValidationOperation.h"
 #include "Validations/VLValidationSuiteClass.h"
 #include "Validations/VLValidator.h"
@@ -183,6 +185,35 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   const std::vector<std::shared_ptr<VLEventGeneratingDelegate>>& delegates() const { return delegates_; }
   const std::vector<std::shared_ptr<VLActionOperation>>& cleanupOperations() const { return cleanupOperations_; }
 
+  // ---- Test items (VLValidationCaseTestItems.cpp) ----------------------------------------
+  // These run on the case's thread and block, through the validator's expectations, until
+  // the provider has answered. Each records its own expectations; one that returns null has
+  // already reported why, so its caller simply returns. Items they create are registered for
+  // clean-up, names they make are marked.
+
+  // Looks up item `identifier` of the provider ("Looking up container <identifier>") through
+  // the validator's item manager and waits for the validator's expectations. Returns the
+  // item, whose display name and identifier then share a mark, or null.
+  VLItemRef lookupItemWithIdentifier(const std::string& identifier, const std::shared_ptr<VLValidator>& validator);
+  // Returns a fresh test name from the running validator ("ValidationFolder-…" for a folder,
+  // "Validation-…" for a file), marked on its own.
+  std::string newFilenameForDirectory(bool isDirectory);
+  // Writes a file with a fresh name (plus "." and `extension` when one is given and not
+  // empty) into the process's temporary directory, holding `contents` or, without any, the
+  // five bytes "Hello", and imports it into `container`. Returns the imported item or null.
+  VLItemRef createTestFile(const std::shared_ptr<VLValidator>& validator, const std::string& container,
+                           const std::optional<VLData>& contents, const std::optional<std::string>& extension);
+  // Imports a new folder (a fresh, empty temporary directory) or a new "Hello" file without
+  // extension into `container`. Returns the imported item or null.
+  VLItemRef createTestItem(const std::shared_ptr<VLValidator>& validator, const std::string& container,
+                           bool isDirectory);
+  // Imports the local file, package or folder at `url` into `container`: a URL marked as a
+  // directory becomes a new folder of the same name, anything else (a package too) is
+  // copied. Watches the container's stream from before the look-up, and returns the item of
+  // the first event that shows it there (not pending; a folder typed "public.folder").
+  VLItemRef importTestItem(const std::shared_ptr<VLValidator>& validator, const std::string& container,
+                           const VLURL& url);
+
   // ---- Validation service (VLValidationCaseService.cpp) ---------------------------------
 
   // Reaches the provider's validation service through `item`. Calls back once, on a service
@@ -192,6 +223,10 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
 
  protected:
   VLValidationCase() = default;
+
+  // Returns the completion callback most actions of the suites take: no error fulfils
+  // `expectation`, an error fails it with that error.
+  static std::function<void(VLErrorRef error)> completionSettling(std::shared_ptr<VLExpectation> expectation);
 
  private:
   template <class Suite>

@@ -5,9 +5,10 @@
 // many arguments it takes, whether it returns something, whether its first argument takes
 // the validator, whether its second takes a variant value) and a type-erased way to call it.
 // An object argument is anything a std::shared_ptr<VLValidator> converts to; a variant value
-// is a VLValue, or a std::shared_ptr<const T> read out of one. A result that converts to
-// VLValue is the operation's value; a member whose result cannot carry a value (neither
-// void nor convertible to VLValue) does not compile, so a variant's value is never lost.
+// is a VLValue, or a std::string or std::shared_ptr<const T> read out of one (a value of
+// another kind throws VLException when the case runs). A result that converts to VLValue is
+// the operation's value; a member whose result cannot carry a value (neither void nor
+// convertible to VLValue) does not compile, so a variant's value is never lost.
 //
 // Lifetime and threads: a value copied into its suite class's record at registration,
 // immutable afterwards and safe to share. invoke() runs the suite's code on the calling thread.
@@ -54,13 +55,18 @@ struct VLSharedConstObject<std::shared_ptr<const T>> : std::true_type {
 template <class A>
 constexpr bool takesValidator = std::is_convertible_v<std::shared_ptr<VLValidator>&, A>;
 template <class A>
+constexpr bool takesVariantString = std::is_same_v<std::remove_cvref_t<A>, std::string>;
+template <class A>
 constexpr bool takesVariantValue =
-    std::is_convertible_v<VLValue&, A> || VLSharedConstObject<std::remove_cvref_t<A>>::value;
+    std::is_convertible_v<VLValue&, A> || VLSharedConstObject<std::remove_cvref_t<A>>::value || takesVariantString<A>;
 
 template <class A>
 decltype(auto) variantArgument(VLValue& value) {
   if constexpr (std::is_convertible_v<VLValue&, A>) {
     return (value);
+  } else if constexpr (takesVariantString<A>) {
+    if (!value.string()) throw VLException("the variant value " + value.description() + " is not a string");
+    return std::string(*value.string());
   } else {
     return value.objectAs<typename VLSharedConstObject<std::remove_cvref_t<A>>::Element>();
   }

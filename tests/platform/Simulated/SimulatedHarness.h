@@ -122,8 +122,9 @@ class Recorder : public VLItemCollectionDelegate {
 // Installs a fresh simulated service per test and offers blocking helpers.
 class SimulatedTest : public ::testing::Test {
  protected:
+  // Starts from an empty root (no sample tree) unless `settings` asks for one.
   void start(const std::string& settings = "") {
-    service = VLSimulatedProviderService::make(settings);
+    service = VLSimulatedProviderService::make("seed=none," + settings);
     service->install();
     manager = VLItemManager::defaultManager();
     provider = service->provider();

@@ -226,3 +226,79 @@ TEST_F(VLSimulatedActions, UserStateActionsReachContainerAndWorkingSet) {
 }
 
 }  // namespace
+
+namespace {
+
+// A failed disk operation comes back as the action's error, and the tree stays as it was:
+// no action reports success after losing or not writing content.
+TEST_F(VLSimulatedActions, DiskFailuresAreTheActionsErrorAndChangeNothing) {
+  auto folder = createFolder("Folder");
+  auto file = importFile("a.txt", "bytes", folder);
+  ASSERT_TRUE(folder && file);
+  auto fileURL = fetchURL(file, false);
+  auto folderURL = fetchURL(folder, false);
+  ASSERT_TRUE(fileURL && folderURL);
+
+  fs::remove(fileURL->path());  // the local copy vanishes behind the provider's back
+  auto elsewhere = createFolder("Elsewhere");
+  EXPECT_TRUE(perform(VLRenameOperation::make(file, "b.txt")));
+  EXPECT_TRUE(perform(VLMoveOperation::make({file}, elsewhere)));
+  EXPECT_TRUE(perform(VLTrashOperation::make({file})));
+  auto unchanged = lookup(file->itemIdentifier());
+  ASSERT_TRUE(unchanged);
+  EXPECT_EQ(unchanged->filename(), "a.txt");
+  EXPECT_EQ(unchanged->parentItemIdentifier(), folder->itemIdentifier());
+  EXPECT_FALSE(unchanged->isTrashed());
+
+  fs::remove_all(folderURL->path());  // the folder's directory vanishes too
+  VLErrorRef error;
+  EXPECT_FALSE(createFolder("Inner", folder, &error));
+  EXPECT_TRUE(error);
+  EXPECT_FALSE(importFile("c.txt", "more", folder, &error));
+  EXPECT_TRUE(error);
+  EXPECT_EQ(lookup(folder->itemIdentifier())->childItemCount(), 1);
+}
+
+// Names a directory entry cannot hold are refused before anything changes.
+TEST_F(VLSimulatedActions, RefusesNamesTheDiskCannotHold) {
+  auto file = importFile("name.txt", "bytes");
+  ASSERT_TRUE(file);
+  for (const std::string& name : {std::string(256, 'n'), std::string(""), std::string("."), std::string(".."),
+                                 std::string("a/b"), std::string("a\0b", 3)}) {
+    VLErrorRef error = perform(VLRenameOperation::make(file, name));
+    ASSERT_TRUE(error) << name.size();
+    EXPECT_EQ(error->code(), EINVAL);
+    VLErrorRef folderError;
+    EXPECT_FALSE(createFolder(name, nullptr, &folderError));
+    EXPECT_TRUE(folderError);
+  }
+  EXPECT_EQ(lookup(file->itemIdentifier())->filename(), "name.txt");
+  EXPECT_FALSE(perform(VLRenameOperation::make(file, std::string(255, 'n'))));
+}
+
+// A fresh provider holds a sample tree two levels deep, every item naming its real parent.
+TEST_F(VLSimulatedActions, AFreshProviderHoldsASampleTree) {
+  start("seed=sample");
+  std::map<std::string, VLItemRef> byName;
+  std::vector<std::string> folders{KsVaultlineRootContainerItemIdentifier};
+  for (size_t i = 0; i < folders.size(); ++i) {
+    auto recorder = observeContainer(folders[i]);
+    for (const auto& event : recorder->events()) {
+      if (!event.item) continue;
+      EXPECT_EQ(event.item->parentItemIdentifier(), folders[i]);
+      byName[event.item->filename()] = event.item;
+      if (event.item->isFolder()) folders.push_back(event.item->itemIdentifier());
+    }
+  }
+  EXPECT_EQ(folders.size(), 4u);  // the root, Documents, Drafts, Photos
+  for (const char* name : {"Welcome.txt", "Notes.txt", "Outline.txt", "Harbour.jpeg", "Report.rtfd"}) {
+    ASSERT_TRUE(byName.count(name)) << name;
+    EXPECT_TRUE(byName[name]->isUploaded()) << name;
+  }
+  EXPECT_EQ(byName["Harbour.jpeg"]->typeIdentifier(), "public.jpeg");
+  EXPECT_EQ(byName["Report.rtfd"]->typeIdentifier(), "public.rtfd");
+  EXPECT_TRUE(
+      VLImageCodec::decode(*VLFileManager::defaultManager().contentsAtURL(*fetchURL(byName["Harbour.jpeg"], false))));
+}
+
+}  // namespace

@@ -71,6 +71,24 @@ TEST_F(VLSimulatedCollections, StopObservingEndsDelivery) {
   EXPECT_TRUE(collection->items().size() <= 1);
 }
 
+// The first enumeration comes later on the working queue, never inside startObserving(): a
+// delegate may finish setting itself up right after starting the collection.
+TEST_F(VLSimulatedCollections, FirstEnumerationArrivesAfterStartObservingReturned) {
+  auto collection = manager->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier, std::nullopt,
+                                                      provider->providerIdentifier(), {});
+  auto recorder = std::make_shared<simtest::Recorder>();
+  collection->setDelegate(recorder);
+  collection->setWorkingQueue(VLDispatchQueue::make("collection-queue"));
+  size_t deliveredInside = 1;
+  collection->workingQueue()->sync([&] {
+    collection->startObserving();
+    deliveredInside = recorder->count();
+  });
+  EXPECT_EQ(deliveredInside, 0u);
+  EXPECT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
+  collection->workingQueue()->sync([&] { collection->stopObserving(); });
+}
+
 TEST_F(VLSimulatedCollections, ScopesThatCannotBeEnumeratedReportAnError) {
   auto missing = observeContainer("no-such-container");
   EXPECT_EQ(missing->events().back().kind, "error");

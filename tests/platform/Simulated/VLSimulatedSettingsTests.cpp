@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "Simulated/Simulated.h"
-#include "Simulated/VLSimulatedTypeTable.h"
+#include "Vaultline/VLStandardTypes.h"
 
 namespace {
 
@@ -54,9 +54,9 @@ TEST(VLSimulatedSettings, RejectsUnknownNamesAndBadValuesByName) {
   EXPECT_THROW(VLSimulatedProviderService::make("no-such-quirk"), VLException);
 }
 
-TEST(VLSimulatedTypeTable, ResolvesExtensionsByParent) {
+TEST(VLStandardTypes, ResolvesExtensionsByParent) {
   VLTypeDatabase types;
-  vl_declareSimulatedTypes(types);
+  vl_declareStandardTypes(types);
   EXPECT_EQ(types.preferredIdentifierForExtension("JPG"), "public.jpeg");
   EXPECT_TRUE(types.conforms("public.jpeg", "public.data"));
   EXPECT_TRUE(

@@ -1,6 +1,6 @@
-#include "Simulated/VLSimulatedTypeTable.h"
+#include "Vaultline/VLStandardTypes.h"
 
-void vl_declareSimulatedTypes(VLTypeDatabase& database) {
+void vl_declareStandardTypes(VLTypeDatabase& database) {
   const std::vector<VLTypeDeclaration> table = {
       {"public.item", {}, {}},
       {"public.content", {"public.item"}, {}},

@@ -1,0 +1,67 @@
+// VLRemoteChildProcess: a provider started as a child process that speaks the protocol on
+// its standard input and output.
+//
+// Its standard error is read on a thread of its own, line by line, into the log as
+// "[INFO] [name] line"; the last few lines are kept to explain a failure. Starting it makes
+// the process ignore SIGPIPE, so that writing to a provider that has gone reports an error
+// instead of killing the host. The destructor ends the process as shutdown() does.
+#pragma once
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Remote/VLRemoteTransport.h"
+
+class VLRemoteChildProcess : public VLRemoteTransport {
+ public:
+  // Splits a command line into words as a POSIX shell does with quotes ('…', "…") and
+  // backslashes, and nothing else. Throws VLException for an unterminated quote or escape.
+  static std::vector<std::string> splitCommandLine(const std::string& commandLine);
+  // Starts the program named by the first word (searched in PATH when it has no slash).
+  // Throws VLProviderProtocolException (VLProviderProtocolErrorCannotStart) with the reason.
+  static std::unique_ptr<VLRemoteChildProcess> spawn(const std::string& commandLine);
+  ~VLRemoteChildProcess() override;
+
+  int readFD() const override { return stdout_; }
+  int writeFD() const override { return stdin_; }
+  std::string name() const override { return name_; }
+  // Waits up to two seconds for the process to exit, then says how it ended, quoting its
+  // last lines of standard error.
+  std::string endReason() override;
+  // Closes the provider's standard input, waits up to five seconds for it to exit, then sends
+  // SIGTERM and, two seconds later, SIGKILL.
+  void shutdown() override;
+
+  pid_t pid() const { return pid_; }
+  // Returns the last lines (at most five) the provider wrote to standard error.
+  std::vector<std::string> lastErrorLines() const;
+
+ private:
+  VLRemoteChildProcess(pid_t pid, int input, int output, int errors, std::string name);
+  void readErrors();
+  // Waits up to `seconds` for the process to exit and reaps it; returns whether it has.
+  bool waitForExit(double seconds);
+  std::string describeStatus() const;
+
+  const pid_t pid_;
+  const int stdin_, stdout_, stderr_;
+  const std::string name_;
+  int pidfd_ = -1;
+  int wakeRead_ = -1, wakeWrite_ = -1;  // wakes the standard-error thread at shutdown
+  std::thread errorThread_;
+
+  mutable std::mutex mutex_;
+  std::condition_variable errorsEnded_;
+  std::deque<std::string> lastLines_;  // guarded by mutex_
+  bool errorsDone_ = false;            // guarded by mutex_
+  std::optional<int> status_;          // guarded by mutex_: the wait status once reaped
+  bool shutDown_ = false;              // guarded by mutex_
+};

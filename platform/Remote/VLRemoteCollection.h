@@ -1,0 +1,78 @@
+// VLRemoteCollection: a live collection of a provider in its own process: the children of
+// one container, the working set, or every item of the provider.
+//
+// startObserving() subscribes to the scope; the provider's answer becomes the first reload
+// and each reported batch of item-level changes one batch update (deletions at rows of the
+// previous list, insertions, updates and moves at rows of the new one), followed by
+// collectionDidUpdateObservedItem when the container itself changed. A failed subscription,
+// a failure report or the end of the provider is delivered as one error, after which the
+// collection is silent. Everything reaches the delegate on the working queue, never inside
+// the call that caused it; stopObserving() ends delivery (no callback starts after it
+// returns). Thread-safe; made by make().
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "Remote/VLRemoteCollectionModel.h"
+#include "Remote/VLRemoteSession.h"
+#include "Vaultline/VLItemCollection.h"
+
+class VLRemoteCollection : public VLItemCollection {
+ public:
+  // Makes a collection over `scope` (a protocol scope object). With `unavailable`, the
+  // collection subscribes to nothing and reports that error when started.
+  static std::shared_ptr<VLRemoteCollection> make(std::shared_ptr<VLRemoteSession> session, nlohmann::json scope,
+                                                  VLErrorRef unavailable = nullptr);
+
+  void startObserving() override;
+  void stopObserving() override;
+  std::vector<VLItemRef> items() const override;
+  void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) override;
+
+  // For the session, on the reader thread: the answer to this collection's subscription,
+  // a reported batch of changes, and a failure (reported, or the provider's end).
+  void receiveAnswer(uint64_t subscription, const VLRemoteSession::Answer& answer);
+  void receiveChanges(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what);
+  void receiveFailure(uint64_t subscription, const VLErrorRef& error);
+
+ private:
+  struct Posting {
+    enum class Kind { Reload, Batch, Observed, Error };
+    Kind kind = Kind::Reload;
+    uint64_t generation = 0;
+    std::vector<VLItemRef> items;  // Reload, Batch: the list as of this callback
+    VLCollectionChanges changes;   // Batch
+    VLItemRef observed;            // Observed
+    VLErrorRef error;              // Error
+  };
+
+  VLRemoteCollection(std::shared_ptr<VLRemoteSession> session, nlohmann::json scope, VLErrorRef unavailable)
+      : session_(std::move(session)), scope_(std::move(scope)), unavailable_(std::move(unavailable)) {}
+  // Returns whether `subscription` is the live one (caller holds mutex_).
+  bool isCurrentLocked(uint64_t subscription) const;
+  void failLocked(const VLErrorRef& error);
+  void postLocked(Posting posting);
+  void deliver(const Posting& posting);
+
+  const std::shared_ptr<VLRemoteSession> session_;
+  const nlohmann::json scope_;
+  const VLErrorRef unavailable_;
+
+  // Held while a callback runs, so that stopObserving() can wait it out (recursive: a
+  // delegate may stop the collection from inside a callback).
+  std::recursive_mutex deliveryMutex_;
+
+  mutable std::mutex mutex_;
+  bool observing_ = false;            // guarded by mutex_
+  uint64_t generation_ = 0;           // guarded by mutex_: bumped by start and stop
+  uint64_t subscription_ = 0;         // guarded by mutex_: 0 when none is open
+  bool loaded_ = false;               // guarded by mutex_: the subscription's answer has come
+  bool failed_ = false;               // guarded by mutex_: the error was posted
+  VLRemoteCollectionModel model_;     // guarded by mutex_: the latest state reported
+  std::vector<VLItemRef> delivered_;  // guarded by mutex_: the list the delegate last saw
+};

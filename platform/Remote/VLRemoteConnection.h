@@ -1,0 +1,111 @@
+// VLRemoteConnection: one session of the provider protocol over a transport: requests in
+// flight at once, answered in any order, each bounded by a time-out; notifications in both
+// directions; and the provider's faults turned into errors on the requests concerned.
+//
+// Three threads of its own: a reader (answers and notifications, in line order), a writer
+// (so that a provider that stops reading never blocks a caller) and a timer (time-outs).
+// Once the provider has gone (end of its output) or the host has closed the session, every
+// pending request and every later one fails at once with that reason. The threads keep the
+// connection alive until close() has ended them; whoever owns it must call close().
+// All functions are thread-safe.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "Core/VLError.h"
+#include "Remote/VLRemoteJSONReader.h"
+#include "Remote/VLRemoteTransport.h"
+
+class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnection> {
+ public:
+  // The outcome of one request: a result object, or an error of VLProviderProtocolErrorDomain.
+  struct Answer {
+    nlohmann::json result;
+    VLErrorRef error;
+    std::string request;  // "actions.copy (request 12)", for messages about the answer
+
+    // Returns the answer's error, or runs `read` over the result and returns none, or, when
+    // `read` throws VLRemoteJSONError, an invalid-answer error naming the request and field.
+    VLErrorRef decode(const std::function<void(const VLRemoteJSONReader& result)>& read) const;
+  };
+  using AnswerHandler = std::function<void(const Answer& answer)>;
+  using NotificationHandler = std::function<void(const std::string& method, const nlohmann::json& params)>;
+  using EndHandler = std::function<void(const VLErrorRef& reason)>;
+
+  static std::shared_ptr<VLRemoteConnection> make(std::unique_ptr<VLRemoteTransport> transport);
+  ~VLRemoteConnection();
+
+  // Starts the threads. Notifications go to `notifications` on the reader thread, in the
+  // order they arrived; `ended` is called once, when the provider has gone (not after close()).
+  void start(NotificationHandler notifications, EndHandler ended);
+  // Sends a request. `handler` is called exactly once: on the reader thread with the answer,
+  // on the timer thread when `timeout` seconds pass first, or on a background thread when the
+  // session has already ended. Handlers must be quick and must not block.
+  void call(const std::string& method, nlohmann::json params, double timeout, AnswerHandler handler);
+  // Sends a notification (dropped once the session has ended).
+  void notify(const std::string& method, nlohmann::json params);
+  // Ends the session: stops writing, shuts the transport down, ends the threads (except the
+  // calling one, if it is one of them) and fails what is pending. Idempotent.
+  void close();
+
+  // Returns why the session ended, or none while it is open.
+  VLErrorRef endError() const;
+  const std::string& name() const { return name_; }
+
+  VLRemoteConnection(const VLRemoteConnection&) = delete;
+  VLRemoteConnection& operator=(const VLRemoteConnection&) = delete;
+
+ private:
+  struct Pending {
+    std::string method;
+    std::chrono::steady_clock::time_point deadline;
+    double timeout = 0;
+    AnswerHandler handler;
+  };
+
+  explicit VLRemoteConnection(std::unique_ptr<VLRemoteTransport> transport);
+  void readLoop();
+  void writeLoop();
+  void timerLoop();
+  void handleLine(std::string_view line);
+  void answer(int64_t id, Answer answer);
+  // Records the end (first reason wins) and fails everything pending; returns whether this
+  // call ended the session.
+  bool end(VLErrorRef reason);
+  void send(std::string line);
+  // Writes one line; returns false when close() woke the writer first.
+  bool writeAll(int fd, const std::string& line);
+  void wake();
+  void threadEnded();
+  std::string describe(const std::string& method, int64_t id) const;
+
+  const std::unique_ptr<VLRemoteTransport> transport_;
+  const std::string name_;
+  int wakeRead_ = -1, wakeWrite_ = -1;  // wakes the reader and the writer at close()
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  NotificationHandler notifications_;              // set once by start()
+  EndHandler ended_;                               // set once by start()
+  std::map<int64_t, Pending> pending_;             // guarded by mutex_
+  int64_t nextID_ = 1;                             // guarded by mutex_
+  std::deque<std::string> outbox_;                 // guarded by mutex_
+  VLErrorRef endError_;                            // guarded by mutex_
+  bool closing_ = false;                           // guarded by mutex_: close() has begun
+  bool writerDone_ = false;                        // guarded by mutex_
+  int runningThreads_ = 0;                         // guarded by mutex_
+  std::thread::id readerID_, writerID_, timerID_;  // set by start()
+  size_t malformedLines_ = 0;                      // guarded by mutex_: lines that named no request
+  std::string lastMalformed_;                      // guarded by mutex_
+};

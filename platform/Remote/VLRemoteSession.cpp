@@ -1,0 +1,197 @@
+#include "Remote/VLRemoteSession.h"
+
+#include <unistd.h>
+
+#include <vector>
+
+#include "Core/VLLog.h"
+#include "Dispatch/VLBackgroundQueue.h"
+#include "Dispatch/VLSemaphore.h"
+#include "Remote/VLProviderProtocolError.h"
+#include "Remote/VLRemoteCollection.h"
+
+using nlohmann::json;
+
+namespace {
+// How much longer than the request time-out a waiting caller waits: the connection's own
+// time-out always answers first; this only guards against a lost answer.
+const double kWaitMargin = 5.0;
+}  // namespace
+
+std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteTransport> transport, Options options) {
+  std::shared_ptr<VLRemoteSession> session(
+      new VLRemoteSession(VLRemoteConnection::make(std::move(transport)), options));
+  std::weak_ptr<VLRemoteSession> weak = session;
+  session->connection_->start(
+      [weak](const std::string& method, const json& params) {
+        if (auto self = weak.lock()) self->handleNotification(method, params);
+      },
+      [weak](const VLErrorRef& reason) {
+        if (auto self = weak.lock()) self->handleEnd(reason);
+      });
+  try {
+    session->handshake();
+  } catch (...) {
+    session->close();
+    throw;
+  }
+  return session;
+}
+
+void VLRemoteSession::handshake() {
+  auto done = VLSemaphore::make(0);
+  auto answer = std::make_shared<Answer>();
+  json params = {{"protocolVersion", kProtocolVersion},
+                 {"host", {{"name", "vlvalidate"}, {"processID", static_cast<int64_t>(::getpid())}}}};
+  connection_->call("initialize", params, options_.handshakeTimeout, [done, answer](const Answer& received) {
+    *answer = received;
+    done->signal();
+  });
+  done->wait(options_.handshakeTimeout + kWaitMargin);
+  auto fail = [&](const std::string& why) {
+    throw VLProviderProtocolException(VLProviderProtocolErrorHandshakeFailed,
+                                      "the provider " + name() + " failed the handshake: " + why);
+  };
+  if (!answer->error && answer->request.empty()) fail("no answer came");
+  VLErrorRef error = answer->decode([this](const VLRemoteJSONReader& result) { readHandshake(result); });
+  if (error) fail(error->localizedDescription());
+}
+
+void VLRemoteSession::readHandshake(const VLRemoteJSONReader& result) {
+  auto version = result.field("protocolVersion");
+  if (version.integer() != kProtocolVersion) {
+    version.fail("the provider speaks protocol version " + std::to_string(version.integer()) +
+                 "; this host speaks version " + std::to_string(kProtocolVersion));
+  }
+  auto record = result.field("provider");
+  std::string identifier = record.field("identifier").string();
+  std::string providerIdentifier = record.field("providerIdentifier").string();
+  auto providerIDField = record.optionalField("providerID");
+  std::string providerID = providerIDField ? providerIDField->string() : providerIdentifier;
+  std::optional<VLProvider::Domain> domain;
+  if (auto domainField = record.optionalField("domain")) {
+    auto domainIdentifier = domainField->optionalField("identifier");
+    auto displayName = domainField->optionalField("displayName");
+    domain =
+        VLProvider::Domain{domainIdentifier ? std::optional<std::string>(domainIdentifier->string()) : std::nullopt,
+                           displayName ? displayName->string() : ""};
+  }
+  if (auto revision = result.optionalField("platformRevision")) {
+    std::string value = revision->string();
+    if (value != "current" && value != "older")
+      revision->fail("expected \"current\" or \"older\", got \"" + value + "\"");
+    olderRevision_ = value == "older";
+  }
+  if (auto properties = result.optionalField("deviceProperties")) {
+    for (const auto& [key, value] : properties->members()) deviceProperties_[key] = value.boolean();
+  }
+  provider_ = VLProvider::make(identifier, providerIdentifier, domain, providerID);
+  codec_ = std::make_unique<VLRemoteCodec>(providerIdentifier, providerID);
+}
+
+bool VLRemoteSession::deviceBooleanProperty(const std::string& name) const {
+  auto found = deviceProperties_.find(name);
+  return found != deviceProperties_.end() && found->second;
+}
+
+bool VLRemoteSession::isOwnProviderPart(const std::string& part) const {
+  return part == provider_->providerIdentifier() || part == provider_->identifier() || part == provider_->providerID();
+}
+
+void VLRemoteSession::request(const std::string& method, json params,
+                              std::function<void(const Answer& answer)> handler) {
+  connection_->call(method, std::move(params), options_.requestTimeout,
+                    [handler = std::move(handler)](const Answer& answer) {
+                      VLBackgroundQueue::shared().async([handler, answer] { handler(answer); });
+                    });
+}
+
+VLRemoteSession::Answer VLRemoteSession::requestAndWait(const std::string& method, json params) {
+  auto done = VLSemaphore::make(0);
+  auto answer = std::make_shared<Answer>();
+  connection_->call(method, std::move(params), options_.requestTimeout, [done, answer](const Answer& received) {
+    *answer = received;
+    done->signal();
+  });
+  if (!done->wait(options_.requestTimeout + kWaitMargin)) {
+    answer->error = vl_providerProtocolError(VLProviderProtocolErrorTimedOut,
+                                             "The provider " + name() + " did not answer " + method + " in time.");
+  }
+  return *answer;
+}
+
+uint64_t VLRemoteSession::subscribe(const std::shared_ptr<VLRemoteCollection>& collection, json scope) {
+  uint64_t number;
+  {
+    std::lock_guard lock(mutex_);
+    number = nextSubscription_++;
+    subscriptions_[number] = collection;
+  }
+  std::weak_ptr<VLRemoteCollection> weak = collection;
+  connection_->call("collections.subscribe", {{"subscription", number}, {"scope", std::move(scope)}},
+                    options_.requestTimeout, [weak, number](const Answer& answer) {
+                      if (auto target = weak.lock()) target->receiveAnswer(number, answer);
+                    });
+  return number;
+}
+
+void VLRemoteSession::unsubscribe(uint64_t subscription) {
+  {
+    std::lock_guard lock(mutex_);
+    if (subscriptions_.erase(subscription) == 0) return;
+  }
+  connection_->notify("collections.unsubscribe", {{"subscription", subscription}});
+}
+
+void VLRemoteSession::handleNotification(const std::string& method, const json& params) {
+  if (method != "collections.changed" && method != "collections.failed") {
+    VLLog::error("The provider %@ sent the unknown notification %@; it is ignored.", name(), method);
+    return;
+  }
+  VLRemoteJSONReader reader(params, "params");
+  int64_t number = 0;
+  try {
+    number = reader.field("subscription").integer();
+  } catch (const VLRemoteJSONError& invalid) {
+    VLLog::error("The provider %@ sent a %@ that names no subscription (%@); it is ignored.", name(), method,
+                 invalid.what());
+    return;
+  }
+  std::shared_ptr<VLRemoteCollection> collection;
+  {
+    std::lock_guard lock(mutex_);
+    auto found = subscriptions_.find(static_cast<uint64_t>(number));
+    if (found != subscriptions_.end()) collection = found->second.lock();
+  }
+  if (!collection) {
+    // Changes that were on their way when the host unsubscribed are expected.
+    VLLog::debug("The provider %@ sent %@ for subscription %@, which is not open; ignored.", name(), method, number);
+    return;
+  }
+  std::string what = method + " for subscription " + std::to_string(number);
+  if (method == "collections.changed") {
+    collection->receiveChanges(static_cast<uint64_t>(number), reader, what);
+    return;
+  }
+  VLErrorRef error;
+  try {
+    error = codec_->decodeError(reader.field("error"));
+  } catch (const VLRemoteJSONError& invalid) {
+    error = vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
+                                     "The provider's " + what + " is not valid: " + invalid.what());
+  }
+  collection->receiveFailure(static_cast<uint64_t>(number), error);
+}
+
+void VLRemoteSession::handleEnd(const VLErrorRef& reason) {
+  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> open;
+  {
+    std::lock_guard lock(mutex_);
+    for (auto& [number, weak] : subscriptions_) {
+      if (auto collection = weak.lock()) open.emplace_back(number, collection);
+    }
+  }
+  for (auto& [number, collection] : open) collection->receiveFailure(number, reason);
+}
+
+void VLRemoteSession::close() { connection_->close(); }

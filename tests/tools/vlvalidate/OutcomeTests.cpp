@@ -1,0 +1,134 @@
+// How a run's outcome is judged: the comparison with a baseline (which verdict changes are
+// regressions), the exit status, and baselines that cannot be used.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "SampleRun.h"
+#include "vlvalidate/VLJsonReporter.h"
+#include "vlvalidate/VLUsageError.h"
+
+namespace {
+
+constexpr auto P = VLValidationResultPassed;
+constexpr auto I = VLValidationResultInconclusive;
+constexpr auto F = VLValidationResultFailed;
+
+VLCaseRecord finished(const std::string& id, std::vector<VLValidationResult> verdicts, int repetition = 1) {
+  VLCaseRecord record;
+  record.shortID = id;
+  record.repetition = repetition;
+  for (auto verdict : verdicts) record.attempts.push_back({verdict, 0.1, {}, {}});
+  return record;
+}
+
+std::string baselineOf(const std::vector<std::pair<std::string, VLValidationResult>>& cases) {
+  nlohmann::json list = nlohmann::json::array();
+  for (const auto& [id, verdict] : cases) list.push_back({{"id", id}, {"verdict", vl_resultName(verdict)}});
+  return nlohmann::json{{"format", "vlvalidate-report"}, {"formatVersion", 1}, {"cases", list}}.dump();
+}
+
+TEST(Outcome, VerdictChangesAgainstABaseline) {
+  // before → after: regression (R), improvement (+) or unchanged (=).
+  const std::vector<std::tuple<VLValidationResult, VLValidationResult, char>> rows = {
+      {P, P, '='}, {P, I, 'R'}, {P, F, 'R'}, {I, P, '+'}, {I, I, '='},
+      {I, F, 'R'}, {F, P, '+'}, {F, I, '+'}, {F, F, '='},
+  };
+  for (const auto& [before, after, expected] : rows) {
+    auto comparison =
+        VLBaseline::parse(baselineOf({{"S.A", before}}), "b").compare({finished("S.A", {after})}, {"S.A"});
+    char seen = comparison.regressions.size() ? 'R' : comparison.improvements.size() ? '+' : '=';
+    EXPECT_EQ(seen, expected) << vl_resultName(before) << " → " << vl_resultName(after);
+  }
+
+  // The worst verdict over repetitions counts, on either side; a case left out of this run
+  // is not gone; added and gone cases are named.
+  auto baseline =
+      VLBaseline::parse(baselineOf({{"S.Rep", P}, {"S.Rep", F}, {"S.Out", P}, {"S.Gone", F}, {"S.Same", P}}), "b");
+  EXPECT_EQ(baseline.verdicts().at("S.Rep"), F);
+  auto comparison = baseline.compare(
+      {finished("S.Rep", {F}, 1), finished("S.Rep", {P}, 2), finished("S.New", {I}), finished("S.Same", {F, P})},
+      {"S.Rep", "S.Out", "S.New", "S.Same"});
+  EXPECT_TRUE(comparison.regressions.empty());
+  EXPECT_TRUE(comparison.improvements.empty());
+  EXPECT_EQ(comparison.unchanged, 2u);
+  EXPECT_EQ(comparison.notRun, 1u);
+  ASSERT_EQ(comparison.added.size(), 1u);
+  EXPECT_EQ(comparison.added[0].shortID, "S.New");
+  EXPECT_EQ(comparison.added[0].after, I);
+  ASSERT_EQ(comparison.gone.size(), 1u);
+  EXPECT_EQ(comparison.gone[0].shortID, "S.Gone");
+}
+
+TEST(Outcome, ExitStatus) {
+  struct Row {
+    std::vector<VLCaseRecord> records;
+    bool failOnInconclusive;
+    std::optional<std::vector<std::pair<std::string, VLValidationResult>>> baseline;
+    std::optional<int> interrupted;
+    int status;
+  };
+  const auto passed = finished("S.P", {P});
+  const auto failed = finished("S.F", {F});
+  const auto inconclusive = finished("S.I", {I});
+  const auto flaky = finished("S.X", {F, P});
+  const std::vector<Row> rows = {
+      {{passed, flaky}, false, std::nullopt, std::nullopt, VLExitPassed},
+      {{passed, failed}, false, std::nullopt, std::nullopt, VLExitFailed},
+      {{passed, inconclusive}, false, std::nullopt, std::nullopt, VLExitPassed},
+      {{passed, inconclusive}, true, std::nullopt, std::nullopt, VLExitFailed},
+      // With a baseline only regressions fail: a known failure does not, a new one does.
+      {{failed, inconclusive}, true, {{{"S.F", F}, {"S.I", I}}}, std::nullopt, VLExitPassed},
+      {{failed, passed}, false, {{{"S.F", F}, {"S.P", I}}}, std::nullopt, VLExitPassed},
+      {{passed, inconclusive}, false, {{{"S.P", P}, {"S.I", P}}}, std::nullopt, VLExitFailed},
+      {{passed}, false, std::nullopt, 130, 130},
+      {{failed}, false, std::nullopt, 143, 143},
+  };
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const auto& row = rows[i];
+    VLRunOptions options;
+    options.failOnInconclusive = row.failOnInconclusive;
+    std::optional<VLBaselineComparison> comparison;
+    std::set<std::string> known = {"S.P", "S.F", "S.I", "S.X"};
+    if (row.baseline) comparison = VLBaseline::parse(baselineOf(*row.baseline), "b").compare(row.records, known);
+    auto summary = VLRunSummary::of(row.records, options, row.records.size() + 1, 1.0, comparison, row.interrupted);
+    EXPECT_EQ(summary.exitCode, row.status) << "row " << i << ": " << summary.conclusion;
+  }
+}
+
+TEST(Outcome, AReportIsItsOwnBaseline) {
+  const auto run = sample::run();
+  auto text = VLJsonReporter::render(run.info, run.records, run.summary);
+  auto baseline = VLBaseline::parse(text, "report.json");
+  std::map<std::string, VLValidationResult> expected;
+  for (const auto& record : run.records) expected[record.shortID] = record.verdict();
+  EXPECT_EQ(baseline.verdicts(), expected);
+}
+
+TEST(Outcome, UnusableBaselinesAreUsageErrorsNamingTheFile) {
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"{not json", "is not JSON"},
+      {"[1, 2]", "is not a vlvalidate report"},
+      {R"({"format": "other", "formatVersion": 1, "cases": []})", "is not a vlvalidate report"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 2, "cases": []})", "has format version 2"},
+      {R"({"format": "vlvalidate-report", "formatVersion": "1", "cases": []})", "has format version \"1\""},
+      {R"({"format": "vlvalidate-report", "formatVersion": 1})", "has no list of cases"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": 3}]})", "case 0: needs a string"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": "A", "verdict": "meh"}]})",
+       "case 0: unknown verdict \"meh\""},
+  };
+  for (const auto& [text, words] : rows) {
+    try {
+      VLBaseline::parse(text, "old.json");
+      ADD_FAILURE() << "accepted " << text;
+    } catch (const VLUsageError& error) {
+      EXPECT_NE(std::string(error.what()).find("baseline 'old.json'"), std::string::npos) << error.what();
+      EXPECT_NE(std::string(error.what()).find(words), std::string::npos) << error.what();
+    }
+  }
+  EXPECT_THROW(VLBaseline::load(::testing::TempDir() + "/no-such-baseline.json"), VLUsageError);
+  EXPECT_THROW(VLBaseline::load(::testing::TempDir()), VLUsageError);  // a folder
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+#include "vlvalidate/VLJsonReporter.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+json errorJson(const std::optional<VLErrorRecord>& error) {
+  if (!error) return nullptr;
+  return {{"domain", error->domain}, {"code", error->code}, {"description", error->description}};
+}
+
+json attemptJson(const VLAttemptRecord& attempt) {
+  json expectations = json::array();
+  for (const auto& expectation : attempt.expectations) {
+    expectations.push_back({{"description", expectation.description},
+                            {"result", vl_resultName(expectation.result)},
+                            {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
+                            {"error", errorJson(expectation.error)}});
+  }
+  json marks = json::object();
+  for (const auto& [name, mark] : attempt.marks) marks[name] = mark;
+  return {{"verdict", vl_resultName(attempt.verdict)},
+          {"runtime", attempt.runtime},
+          {"expectations", expectations},
+          {"marks", marks}};
+}
+
+json caseJson(const VLCaseRecord& record) {
+  json attempts = json::array();
+  for (const auto& attempt : record.attempts) attempts.push_back(attemptJson(attempt));
+  return {{"id", record.shortID},
+          {"suite", record.suite},
+          {"selector", record.selector},
+          {"variant", record.variant ? json(*record.variant) : json(nullptr)},
+          {"title", record.title},
+          {"category", record.category},
+          {"nameForMarlin", record.nameForMarlin},
+          {"repetition", record.repetition},
+          {"verdict", vl_resultName(record.verdict())},
+          {"flaky", record.isFlaky()},
+          {"runtime", record.runtime()},
+          {"attempts", attempts}};
+}
+
+json changesJson(const std::vector<VLBaselineChange>& changes) {
+  json list = json::array();
+  for (const auto& change : changes) {
+    list.push_back({{"id", change.shortID},
+                    {"before", change.before ? json(vl_resultName(*change.before)) : json(nullptr)},
+                    {"after", change.after ? json(vl_resultName(*change.after)) : json(nullptr)}});
+  }
+  return list;
+}
+
+json baselineJson(const std::optional<VLBaselineComparison>& comparison) {
+  if (!comparison) return nullptr;
+  return {{"file", comparison->baselinePath},
+          {"startTime", comparison->baselineStartTime},
+          {"regressions", changesJson(comparison->regressions)},
+          {"improvements", changesJson(comparison->improvements)},
+          {"added", changesJson(comparison->added)},
+          {"gone", changesJson(comparison->gone)},
+          {"unchanged", comparison->unchanged},
+          {"notRun", comparison->notRun}};
+}
+
+}  // namespace
+
+VLJsonReporter::VLJsonReporter(const std::string& path) : file_(path, "--json") {}
+
+void VLJsonReporter::runStarting(const VLRunInfo& info) { info_ = info; }
+
+void VLJsonReporter::caseFinished(const VLCaseRecord& record) { records_.push_back(record); }
+
+void VLJsonReporter::runFinished(const VLRunSummary& summary) { file_.write(render(info_, records_, summary)); }
+
+std::string VLJsonReporter::render(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                                   const VLRunSummary& summary) {
+  return text(document(info, records, summary));
+}
+
+json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                              const VLRunSummary& summary) {
+  const VLRunOptions& options = info.options;
+  std::vector<const VLCaseRecord*> ordered;
+  for (const auto& record : records) ordered.push_back(&record);
+  std::stable_sort(ordered.begin(), ordered.end(), [](auto a, auto b) { return a->order < b->order; });
+  json cases = json::array();
+  for (const auto* record : ordered) cases.push_back(caseJson(*record));
+
+  return {
+      {"format", kFormatName},
+      {"formatVersion", kFormatVersion},
+      {"tool", {{"name", "vlvalidate"}, {"version", info.toolVersion}}},
+      {"startTime", info.startTime},
+      {"provider", {{"spec", info.providerSpec}, {"identifier", info.providerName}}},
+      {"validationProperties",
+       {{"alternateRootContainer", info.properties.alternateRootContainer},
+        {"syncingProvider", info.properties.syncingProvider},
+        {"hasNoWorkingSet", info.properties.hasNoWorkingSet},
+        {"eligibleForValidation", info.properties.eligibleForValidation}}},
+      {"options",
+       {{"filter", options.filter},
+        {"category", options.category ? json(*options.category) : json(nullptr)},
+        {"strict", options.strict},
+        {"timeout", options.timeout},
+        {"jobs", options.jobs},
+        {"repeat", options.repeat},
+        {"retries", options.retries},
+        {"shuffleSeed", options.shuffleSeed ? json(*options.shuffleSeed) : json(nullptr)},
+        {"shardIndex", options.shardIndex},
+        {"totalShards", options.totalShards},
+        {"ignoreEligibility", options.ignoreEligibility},
+        {"failOnInconclusive", options.failOnInconclusive}}},
+      {"summary",
+       {{"selectedCases", info.selectedCases},
+        {"plannedRuns", info.plannedRuns},
+        {"passed", summary.passed},
+        {"failed", summary.failed},
+        {"inconclusive", summary.inconclusive},
+        {"flaky", summary.flaky},
+        {"notRun", summary.notRun},
+        {"interrupted", summary.interrupted},
+        {"wallTime", summary.wallTime},
+        {"casesTime", summary.casesTime},
+        {"exitCode", summary.exitCode},
+        {"conclusion", summary.conclusion}}},
+      {"baseline", baselineJson(summary.baseline)},
+      {"cases", cases},
+  };
+}
+
+std::string VLJsonReporter::text(const json& document) {
+  return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}

@@ -1,0 +1,40 @@
+// VLJsonReporter: the whole run as one JSON document for machines: tool version, start
+// time, provider and its settings, the four validation properties, the options, a
+// summary, and per case its names, verdict, time and every attempt with each handled
+// expectation and the marks table. The format (name "vlvalidate-report", version field
+// "formatVersion") is described in docs/report-formats.md; a report is also a baseline.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "vlvalidate/VLReportFile.h"
+#include "vlvalidate/VLReporter.h"
+
+class VLJsonReporter : public VLReporter {
+ public:
+  static constexpr const char* kFormatName = "vlvalidate-report";
+  static constexpr int kFormatVersion = 1;
+
+  // Writes to `path` ("-": standard output). Throws VLUsageError when it cannot be written.
+  explicit VLJsonReporter(const std::string& path);
+
+  void runStarting(const VLRunInfo& info) override;
+  void caseFinished(const VLCaseRecord& record) override;
+  void runFinished(const VLRunSummary& summary) override;
+
+  // Returns the report of a run (what runFinished writes).
+  static std::string render(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                            const VLRunSummary& summary);
+  // Returns the report as a JSON value.
+  static nlohmann::ordered_json document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
+                                         const VLRunSummary& summary);
+  // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.
+  static std::string text(const nlohmann::ordered_json& document);
+
+ private:
+  VLReportFile file_;
+  VLRunInfo info_;
+  std::vector<VLCaseRecord> records_;
+};

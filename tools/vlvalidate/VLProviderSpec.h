@@ -1,0 +1,64 @@
+// VLProviderSpec: which provider a command validates, as given to --provider, and how to
+// bring it up. Kinds:
+//   sim             the built-in simulated reference provider, conformant
+//   sim:SETTINGS    the same with quirks and settings ("case-sensitive-names,upload-latency=200ms")
+//   exec:COMMAND    (planned) a provider started as a child process, over the provider protocol
+//   unix:PATH       (planned) a provider already listening on a Unix socket
+// Every kind is parsed and installed here and nowhere else, so adding one is a local change.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Core/VLException.h"
+#include "Vaultline/VLPlatform.h"
+#include "Vaultline/VLProvider.h"
+
+// The provider could not be started or reached; the runner exits with status 4.
+class VLProviderUnavailable : public VLException {
+ public:
+  explicit VLProviderUnavailable(const std::string& message) : VLException(message) {}
+};
+
+// A provider brought up: the platform installed as the process's current one, and the
+// provider it plays. Keeps the platform alive.
+struct VLInstalledProvider {
+  std::shared_ptr<VLPlatform> platform;
+  std::shared_ptr<VLProvider> provider;
+
+  // Asks the provider's validation service for eligibility and its properties, waiting at
+  // most `seconds`. Returns whether it is eligible; throws VLProviderUnavailable when no
+  // answer comes in time.
+  bool decideEligibility(double seconds = kEligibilityTimeout) const;
+
+  // How long a provider may take to answer the eligibility question.
+  static constexpr double kEligibilityTimeout = 30;
+};
+
+class VLProviderSpec {
+ public:
+  enum class Kind { Simulated, Exec, Unix };
+
+  // Parses `text`. Throws VLUsageError naming what is wrong: an unknown kind (listing the
+  // kinds), a bad simulated setting (listing the valid quirks and settings), a kind this
+  // build does not offer.
+  static VLProviderSpec parse(const std::string& text);
+
+  // Brings the provider up and installs its platform. Throws VLProviderUnavailable when it
+  // cannot be started or reached.
+  VLInstalledProvider install() const;
+
+  const std::string& text() const { return text_; }
+  Kind kind() const { return kind_; }
+  // What follows "kind:" ("" when nothing does).
+  const std::string& argument() const { return argument_; }
+
+  // Returns one line per kind, for help texts.
+  static std::string kindsHelp();
+
+ private:
+  std::string text_;
+  Kind kind_ = Kind::Simulated;
+  std::string argument_;
+};

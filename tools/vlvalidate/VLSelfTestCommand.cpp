@@ -1,0 +1,115 @@
+#include "vlvalidate/VLSelfTestCommand.h"
+
+#include <chrono>
+
+#include "suites/VLStandardSuites.h"
+#include "vlvalidate/VLCaseFilter.h"
+#include "vlvalidate/VLFaultMatrixCheck.h"
+#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLTerminal.h"
+#include "vlvalidate/VLUsageError.h"
+
+namespace {
+
+std::string verdictsText(const VLFaultMatrixRow& row) {
+  std::string text;
+  for (auto verdict : row.verdicts) text += (text.empty() ? "" : " or ") + std::string(vl_resultName(verdict));
+  return text;
+}
+
+std::string casesText(size_t count) { return std::to_string(count) + (count == 1 ? " case" : " cases"); }
+
+// Quirk names hold '-', so rows are chosen by globs separated by ':' alone, without the
+// case filter's negative part.
+bool selectsRow(const std::string& patterns, const std::string& settings) {
+  size_t start = 0;
+  while (true) {
+    size_t colon = patterns.find(':', start);
+    std::string glob = patterns.substr(start, colon == std::string::npos ? std::string::npos : colon - start);
+    if (VLCaseFilter::globMatches(glob.empty() ? "*" : glob, settings)) return true;
+    if (colon == std::string::npos) return false;
+    start = colon + 1;
+  }
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace
+
+VLSelfTestCommand::VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<VLTerminal> terminal)
+    : options_(std::move(options)), terminal_(std::move(terminal)) {}
+
+int VLSelfTestCommand::execute() {
+  VLRegisterStandardSuites();
+  std::vector<const VLFaultMatrixRow*> rows;
+  for (const auto& row : VLFaultMatrix::rows()) {
+    if (selectsRow(options_.rows, row.settings)) rows.push_back(&row);
+  }
+  if (rows.empty()) throw VLUsageError("--rows " + options_.rows + " selects none of the fault matrix's rows");
+
+  const size_t total = rows.size() + 2;
+  size_t done = 0, held = 0, skipped = 0;
+  const auto started = std::chrono::steady_clock::now();
+  terminal_->print("Self-test: the built-in reference provider, conformant and with the faults of the fault matrix (" +
+                   std::to_string(total) + " checks).\n");
+
+  // Runs one check and prints its line: what was checked, whether it held, and why not.
+  auto check = [&](const std::string& what, const std::string& settings, const std::string& demanded,
+                   const std::function<VLFaultCheckResult(const std::shared_ptr<VLProvider>&)>& run) {
+    terminal_->setStatus("[" + std::to_string(done) + "/" + std::to_string(total) + "] " + what);
+    const auto start = std::chrono::steady_clock::now();
+    VLFaultCheckResult result;
+    try {
+      result = run(VLProviderSpec::parse(settings.empty() ? "sim" : "sim:" + settings).install().provider);
+    } catch (const VLException& error) {
+      result.mismatches.push_back(std::string("the reference provider cannot play this: ") + error.what());
+    }
+    ++done;
+    const bool ok = result.passed();
+    held += ok;
+    std::string verdict = ok ? casesText(result.cases) + " " + demanded : "not as demanded";
+    if (!ok && result.cases) {
+      verdict = std::to_string(result.mismatches.size()) + " of " + casesText(result.cases) + " " + verdict;
+    }
+    std::string line = (ok ? terminal_->paint("ok  ", "32") : terminal_->paint("FAIL", "1;31")) + "  " + what + ": " +
+                       verdict + " (" + vl_durationText(secondsSince(start)) + ")\n";
+    for (const auto& mismatch : result.mismatches) line += "        " + VLTerminal::printable(mismatch) + "\n";
+    if (options_.verbose) {
+      for (const auto& outcome : result.outcomes) {
+        line += "        " + outcome.shortID + " " + vl_resultName(outcome.result) + "\n";
+      }
+    }
+    terminal_->print(line);
+  };
+
+  for (bool strict : {false, true}) {
+    check(
+        std::string("conformant reference provider") + (strict ? ", strict" : ""), "", "passed or ended as listed",
+        [&](const auto& provider) { return VLFaultMatrixCheck::runConformance("", strict, provider, options_.jobs); });
+  }
+  for (const auto* row : rows) {
+    const std::string what = row->settings + (row->strict ? " (strict)" : "") + " → " + row->cases;
+    if (row->slow && options_.skipSlow) {
+      ++done, ++skipped;
+      terminal_->print(terminal_->paint("skip", "33") + "  " + what + ": waits out a long time-out (--skip-slow)\n");
+      continue;
+    }
+    check(what, row->settings, verdictsText(*row) + " as demanded (" + row->fault + ")",
+          [&](const auto& provider) { return VLFaultMatrixCheck::runRow(*row, provider, options_.jobs); });
+  }
+  terminal_->setStatus("");
+
+  const size_t checked = total - skipped;
+  const bool passed = held == checked;
+  std::string text = "\n" +
+                     std::string(passed ? terminal_->paint("Self-test passed", "1;32")
+                                        : terminal_->paint("Self-test FAILED", "1;31")) +
+                     ": " + std::to_string(held) + " of " + std::to_string(checked) + " checks held";
+  if (skipped) text += ", " + std::to_string(skipped) + " skipped";
+  text += ", in " + vl_durationText(secondsSince(started)) + ".\n";
+  terminal_->print(text);
+  return passed ? VLExitPassed : VLExitFailed;
+}

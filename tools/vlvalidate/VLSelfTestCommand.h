@@ -1,0 +1,29 @@
+// VLSelfTestCommand: `vlvalidate selftest`: proves that the validations catch what they exist
+// to catch. Runs the conformant reference provider (every case passes, or ends as the fault
+// matrix lists) and then every fault-matrix row against the reference provider with the
+// row's quirks, printing one line per row with its outcome. Exits 0 when all rows hold.
+#pragma once
+
+#include <memory>
+#include <string>
+
+class VLTerminal;
+
+struct VLSelfTestOptions {
+  std::string rows = "*";  // the rows to run: globs over their settings, separated by ':' ("no-child-count:stale-*")
+  int jobs = 1;
+  bool skipSlow = false;  // leave out rows that wait out a long time-out of a case
+  bool verbose = false;   // list the cases of every row, not only of rows that do not hold
+};
+
+class VLSelfTestCommand {
+ public:
+  VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<VLTerminal> terminal);
+  // Runs the rows; returns VLExitPassed when every row holds, else VLExitFailed. Throws
+  // VLUsageError when the row filter selects no row.
+  int execute();
+
+ private:
+  VLSelfTestOptions options_;
+  std::shared_ptr<VLTerminal> terminal_;
+};
