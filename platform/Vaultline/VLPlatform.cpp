@@ -17,9 +17,22 @@ namespace {
 std::mutex& platformMutex = *new std::mutex;
 std::shared_ptr<VLPlatform>& installed = *new std::shared_ptr<VLPlatform>;  // guarded by platformMutex
 
+// The process's scratch directory, once made, and the process that made it: a forked child
+// that exits must not remove its parent's directory. Written once, under the static's guard.
+std::filesystem::path& scratchPath = *new std::filesystem::path;
+pid_t scratchOwner = 0;
+
 // Runs before the static objects that existed when the first platform was installed are
 // destroyed, so the platform's own threads stop while everything they use is still there.
-void uninstallAtExit() { VLPlatform::install(nullptr); }
+// Then nothing writes into the scratch directory any more, and it goes: a run leaves nothing
+// behind in the temporary directory.
+void uninstallAtExit() {
+  VLPlatform::install(nullptr);
+  if (scratchOwner == ::getpid() && !scratchPath.empty()) {
+    std::error_code ignored;
+    std::filesystem::remove_all(scratchPath, ignored);
+  }
+}
 }  // namespace
 
 bool vl_revisionOffers(bool current, VLPlatformCapability capability) {
@@ -91,6 +104,8 @@ VLURL VLPlatform::temporaryDirectory() const {
     path /= "VaultlineValidations-" + std::to_string(::getpid());
     std::error_code ignored;
     std::filesystem::create_directories(path, ignored);
+    scratchPath = path;
+    scratchOwner = ::getpid();
     return new VLURL(VLURL::fileURLWithPath(path.string(), true));  // never destroyed
   }();
   return directory;

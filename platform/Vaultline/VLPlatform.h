@@ -73,7 +73,8 @@ class VLPlatform {
   virtual void stopAccessingSecurityScopedResource(const VLURL& url);
   // Returns a boolean device property such as "InternalBuild"; false where there is none.
   virtual bool deviceBooleanProperty(const std::string& name) const;
-  // Returns the process's temporary directory (created on first use).
+  // Returns the process's temporary directory: created on first use, removed with everything in
+  // it when the process exits normally (by the process that made it, never by a forked child).
   virtual VLURL temporaryDirectory() const;
   // Called once this platform is no longer the current one (another was installed, it was
   // uninstalled, or the process is exiting), on the thread that replaced it. A platform with
