@@ -11,6 +11,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 
@@ -46,13 +47,16 @@ VLInstalledProvider started(const std::string& spec) {
 }
 
 // The reference provider in process (`exec` false) or in its own process, installed as the
-// current platform. Each is started once and kept for every run.
+// current platform. Installing one platform ends the one before, so a switch starts the
+// provider anew (outside the timed runs).
 const VLInstalledProvider& provider(bool exec) {
-  static const VLInstalledProvider inProcess = started("sim");
-  static const VLInstalledProvider remote = started(std::string("exec:'") + VL_PROVIDER_SIM + "'");
-  const auto& installed = exec ? remote : inProcess;
-  VLPlatform::install(installed.platform);
-  return installed;
+  static std::optional<VLInstalledProvider> current;
+  static bool currentIsExec = false;
+  if (!current || currentIsExec != exec) {
+    current = started(exec ? std::string("exec:'") + VL_PROVIDER_SIM + "'" : std::string("sim"));
+    currentIsExec = exec;
+  }
+  return *current;
 }
 
 void FullRun(benchmark::State& state) {
