@@ -1,11 +1,17 @@
 // The runner's own cost. A full run of every registered case against the reference provider
-// at zero latency, as `vlvalidate` does it (scheduler, records, console, JSON and JUnit
-// reports), with -j 1 and -j 4; the counters set the run's wall time against the sum of
-// the cases' own runtimes (the validators' runtimes, which leave out each case's tear-down).
-// And the reporters alone, for a hand-built run of 39 cases.
+// at zero latency, in strict mode (where a conformant provider passes every case), as
+// `vlvalidate --strict` does it (scheduler, records, console, JSON and JUnit
+// reports), with -j 1 and -j 4, in process (sim) and through the provider protocol
+// (exec:vlprovider-sim, one process started once); the counters set the run's wall time
+// against the sum of the cases' own runtimes (the validators' runtimes, which leave out each
+// case's tear-down). And the reporters alone, for a hand-built run of 39 cases.
+//
+// The protocol's cost, as medians of both kinds in one run:
+//   scripts/bench --benchmark_filter=FullRun --benchmark_repetitions=15 --benchmark_report_aggregates_only=true
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 
@@ -33,25 +39,37 @@ std::shared_ptr<VLTerminal> nullTerminal() {
   return std::make_shared<VLTerminal>(out, out, false, false, 120);
 }
 
-const VLInstalledProvider& provider() {
-  static const VLInstalledProvider installed = [] {
-    VLRegisterStandardSuites();
-    auto made = VLProviderSpec::parse("sim").install();
-    made.decideEligibility();
-    return made;
-  }();
-  return installed;
+VLInstalledProvider started(const std::string& spec) {
+  VLRegisterStandardSuites();
+  auto made = VLProviderSpec::parse(spec).install();
+  made.decideEligibility();
+  return made;
+}
+
+// The reference provider in process (`exec` false) or in its own process, installed as the
+// current platform. Installing one platform ends the one before, so a switch starts the
+// provider anew (outside the timed runs).
+const VLInstalledProvider& provider(bool exec) {
+  static std::optional<VLInstalledProvider> current;
+  static bool currentIsExec = false;
+  if (!current || currentIsExec != exec) {
+    current = started(exec ? std::string("exec:'") + VL_PROVIDER_SIM + "'" : std::string("sim"));
+    currentIsExec = exec;
+  }
+  return *current;
 }
 
 void FullRun(benchmark::State& state) {
   const int jobs = static_cast<int>(state.range(0));
+  const bool exec = state.range(1) != 0;
+  const auto& installed = provider(exec);
   double wall = 0, caseSum = 0;
   size_t cases = 0;
   for (auto _ : state) {
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::shared_ptr<VLValidationCase>> planned;
     std::vector<VLCaseRecord> names;
-    for (const auto& [suite, list] : VLValidationCase::allValidationsForProvider(provider().provider)) {
+    for (const auto& [suite, list] : VLValidationCase::allValidationsForProvider(installed.provider)) {
       for (const auto& validationCase : list) {
         planned.push_back(validationCase);
         names.push_back(VLCaseRecord::describing(*validationCase));
@@ -60,11 +78,13 @@ void FullRun(benchmark::State& state) {
     }
     auto console = VLReporterRegistry::make("console", {nullTerminal(), "", false});
     VLRunInfo info;
+    info.options.strict = true;
     info.plannedRuns = info.selectedCases = planned.size();
     console->runStarting(info);
     std::vector<VLCaseRecord> records;
     VLCaseScheduler::Options options;
     options.jobs = jobs;
+    options.caseOptions.strict = true;
     auto scheduler = VLCaseScheduler::make(
         planned, options, [&](size_t index) { console->caseStarting(names[index]); },
         [&](size_t index, std::vector<VLCaseOutcome> attempts) {
@@ -94,7 +114,11 @@ void FullRun(benchmark::State& state) {
   state.counters["case_sum_ms"] = 1e3 * caseSum / runs;
   state.counters["wall_per_case_sum"] = caseSum > 0 ? wall / caseSum : 0;
 }
-BENCHMARK(FullRun)->ArgName("jobs")->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(FullRun)
+    ->ArgNames({"jobs", "exec"})
+    ->ArgsProduct({{1, 4}, {0, 1}})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 // 39 cases of 12 expectations each, a quarter of them failed, with marks.
 std::vector<VLCaseRecord> handBuiltRecords() {

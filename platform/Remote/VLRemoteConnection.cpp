@@ -97,20 +97,24 @@ std::string VLRemoteConnection::describe(const std::string& method, int64_t id) 
 
 void VLRemoteConnection::call(const std::string& method, json params, double timeout, AnswerHandler handler) {
   VLErrorRef ended;
-  int64_t id = 0;
+  std::string direct;
   {
     std::lock_guard lock(mutex_);
     ended = endError_;
     if (!ended) {
-      id = nextID_++;
+      const int64_t id = nextID_++;
       auto deadline =
           std::chrono::steady_clock::now() +
           std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(timeout));
       pending_[id] = Pending{method, deadline, timeout, std::move(handler)};
-      outbox_.push_back(VLRemoteMessage::requestLine(id, method, params));
-      changed_.notify_all();
+      // Deadlines mostly come in order, so the timer rarely needs waking for a new one.
+      if (deadline < timerNext_) timerWake_.notify_one();
+      // The request is pending before it is written, so that even an instant answer finds it.
+      std::string line = VLRemoteMessage::requestLine(id, method, params);
+      if (claimOrQueue(line)) direct = std::move(line);
     }
   }
+  if (!direct.empty()) writeDirectly(std::move(direct));
   if (ended) {
     Answer answer{nullptr, ended, method + " (not sent)"};
     VLBackgroundQueue::shared().async([handler = std::move(handler), answer] { handler(answer); });
@@ -122,10 +126,44 @@ void VLRemoteConnection::notify(const std::string& method, json params) {
 }
 
 void VLRemoteConnection::send(std::string line) {
+  {
+    std::lock_guard lock(mutex_);
+    if (endError_ || !claimOrQueue(line)) return;
+  }
+  writeDirectly(std::move(line));
+}
+
+bool VLRemoteConnection::claimOrQueue(std::string& line) {
+  if (writing_ || !outbox_.empty() || closing_) {
+    outbox_.push_back(std::move(line));
+    writerWake_.notify_one();
+    return false;
+  }
+  writing_ = true;
+  return true;
+}
+
+void VLRemoteConnection::writeDirectly(std::string line) {
+  VLLog::debug("[%@] \u2190 %@", name_, excerpt(std::string_view(line).substr(0, line.size() - 1)));
+  // One write without waiting (the descriptor does not block): what the transport does not
+  // take now is the writer's, ahead of anything queued meanwhile.
+  size_t written = 0;
+  while (written < line.size()) {
+    ssize_t count = ::write(transport_->writeFD(), line.data() + written, line.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno != EAGAIN) {
+      // The reader sees the end of the provider's output and reports why.
+      VLLog::debug("[%@] writing failed: %@", name_, std::strerror(errno));
+      written = line.size();
+    }
+    if (count <= 0) break;
+    written += static_cast<size_t>(count);
+  }
   std::lock_guard lock(mutex_);
-  if (endError_) return;
-  outbox_.push_back(std::move(line));
-  changed_.notify_all();
+  writing_ = false;
+  if (written < line.size() && !endError_) outbox_.push_front(line.substr(written));
+  if (!outbox_.empty() || closing_) writerWake_.notify_one();
+  if (closing_) changed_.notify_all();
 }
 
 VLErrorRef VLRemoteConnection::endError() const {
@@ -148,7 +186,6 @@ void VLRemoteConnection::answer(int64_t id, Answer answer) {
     answer.request = describe(found->second.method, id);
     handler = std::move(found->second.handler);
     pending_.erase(found);
-    changed_.notify_all();
   }
   handler(answer);
 }
@@ -161,7 +198,7 @@ bool VLRemoteConnection::end(VLErrorRef reason) {
     endError_ = reason;
     failed.swap(pending_);
     outbox_.clear();
-    changed_.notify_all();
+    wakeAll();
   }
   for (auto& [id, pending] : failed) pending.handler(Answer{nullptr, reason, describe(pending.method, id)});
   return true;
@@ -174,18 +211,25 @@ void VLRemoteConnection::close() {
     std::lock_guard lock(mutex_);
     if (closing_) return;
     closing_ = true;
-    changed_.notify_all();
+    wakeAll();
   }
   wake();
   std::thread::id self = std::this_thread::get_id();
   std::unique_lock lock(mutex_);
-  // The transport may close the writing side only once the writer has let go of it.
-  changed_.wait(lock, [this] { return writerDone_ || runningThreads_ == 0; });
+  // The transport may close the writing side only once the writer and every caller writing
+  // directly have let go of it.
+  changed_.wait(lock, [this] { return (writerDone_ || runningThreads_ == 0) && !writing_; });
   lock.unlock();
   transport_->shutdown();
   lock.lock();
   bool onOwnThread = self == readerID_ || self == writerID_ || self == timerID_;
   changed_.wait(lock, [&] { return runningThreads_ <= (onOwnThread ? 1 : 0); });
+}
+
+void VLRemoteConnection::wakeAll() {
+  writerWake_.notify_all();
+  timerWake_.notify_all();
+  changed_.notify_all();
 }
 
 void VLRemoteConnection::wake() {
@@ -226,13 +270,19 @@ void VLRemoteConnection::writeLoop() {
     std::string line;
     {
       std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return !outbox_.empty() || closing_; });
+      // At close, what is queued is still written, after any caller's line in progress.
+      writerWake_.wait(lock, [this] { return !writing_ && (!outbox_.empty() || closing_); });
       if (outbox_.empty()) break;
       line = std::move(outbox_.front());
       outbox_.pop_front();
+      writing_ = true;
     }
     VLLog::debug("[%@] \u2190 %@", name_, excerpt(std::string_view(line).substr(0, line.size() - 1)));
-    if (!writeAll(fd, line)) break;
+    const bool wrote = writeAll(fd, line);
+    std::lock_guard lock(mutex_);
+    writing_ = false;
+    if (closing_) changed_.notify_all();
+    if (!wrote) break;
   }
   std::lock_guard lock(mutex_);
   writerDone_ = true;
@@ -271,10 +321,11 @@ void VLRemoteConnection::timerLoop() {
       lock.lock();
       continue;
     }
+    timerNext_ = next;
     if (next == std::chrono::steady_clock::time_point::max()) {
-      changed_.wait(lock);
+      timerWake_.wait(lock);
     } else {
-      changed_.wait_until(lock, next);
+      timerWake_.wait_until(lock, next);
     }
   }
 }

@@ -3,7 +3,9 @@
 // directions; and the provider's faults turned into errors on the requests concerned.
 //
 // Three threads of its own: a reader (answers and notifications, in line order), a writer
-// (so that a provider that stops reading never blocks a caller) and a timer (time-outs).
+// (so that a provider that stops reading never blocks a caller) and a timer (time-outs). A
+// line that the transport takes at once is written by the caller itself, which saves a
+// thread hand-off on every request; what it does not take goes to the writer.
 // Once the provider has gone (end of its output) or the host has closed the session, every
 // pending request and every later one fails at once with that reason. The threads keep the
 // connection alive until close() has ended them; whoever owns it must call close().
@@ -83,10 +85,18 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
   // Records the end (first reason wins) and fails everything pending; returns whether this
   // call ended the session.
   bool end(VLErrorRef reason);
+  // Sends a line, by the calling thread when the transport is free, else by the writer.
   void send(std::string line);
+  // Under mutex_: queues `line` for the writer, or claims the transport for the calling thread
+  // (returns true; the caller then calls writeDirectly()).
+  bool claimOrQueue(std::string& line);
+  // The part of send() after the caller has claimed the transport (writing_ set).
+  void writeDirectly(std::string line);
   // Writes one line; returns false when close() woke the writer first.
   bool writeAll(int fd, const std::string& line);
   void wake();
+  // Under mutex_: wakes every thread that waits on a condition (the end or close() has begun).
+  void wakeAll();
   void threadEnded();
   std::string describe(const std::string& method, int64_t id) const;
 
@@ -95,15 +105,21 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
   int wakeRead_ = -1, wakeWrite_ = -1;  // wakes the reader and the writer at close()
 
   mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  NotificationHandler notifications_;              // set once by start()
-  EndHandler ended_;                               // set once by start()
-  std::map<int64_t, Pending> pending_;             // guarded by mutex_
-  int64_t nextID_ = 1;                             // guarded by mutex_
-  std::deque<std::string> outbox_;                 // guarded by mutex_
-  VLErrorRef endError_;                            // guarded by mutex_
-  bool closing_ = false;                           // guarded by mutex_: close() has begun
-  bool writerDone_ = false;                        // guarded by mutex_
+  // Three conditions, so that a request wakes no thread that has nothing to do with it.
+  std::condition_variable writerWake_;  // the outbox has a line, or closing
+  std::condition_variable timerWake_;   // a deadline earlier than timerNext_, or closing
+  std::condition_variable changed_;     // writerDone_, writing_ or runningThreads_ changed (close() waits)
+  NotificationHandler notifications_;   // set once by start()
+  EndHandler ended_;                    // set once by start()
+  std::map<int64_t, Pending> pending_;  // guarded by mutex_
+  int64_t nextID_ = 1;                  // guarded by mutex_
+  std::deque<std::string> outbox_;      // guarded by mutex_
+  VLErrorRef endError_;                 // guarded by mutex_
+  bool closing_ = false;                // guarded by mutex_: close() has begun
+  bool writerDone_ = false;             // guarded by mutex_
+  bool writing_ = false;                // guarded by mutex_: a thread is writing to the transport
+  // guarded by mutex_: when the timer thread wakes next (max while no request is pending)
+  std::chrono::steady_clock::time_point timerNext_ = std::chrono::steady_clock::time_point::max();
   int runningThreads_ = 0;                         // guarded by mutex_
   std::thread::id readerID_, writerID_, timerID_;  // set by start()
   size_t malformedLines_ = 0;                      // guarded by mutex_: lines that named no request
