@@ -9,7 +9,7 @@ import json
 import math
 
 from jsonrpc import INVALID_PARAMS, METHOD_NOT_FOUND, UNSUPPORTED_VERSION, ProtocolError
-from store import ROOT, Failure, no_such_item
+from store import ROOT, Failure
 from subscriptions import Subscriptions
 import typetable
 

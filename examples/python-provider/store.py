@@ -529,7 +529,7 @@ class Store:
 
     def _set(self, record, attribute, value):
         setattr(record, attribute, value)
-        self._touch(record, *self.descendants(record))
+        self._touch(record)
 
     @_changes
     def set_tags(self, identifiers, tag_lists):
