@@ -21,7 +21,7 @@ namespace {
 
 using Validator = VLFileTypeValidation::Validator;
 
-const std::string kData = "public.data";
+const std::string& kData = *new std::string("public.data");  // never destroyed, like every constant
 const int kSide = 50;
 
 VLValue pair(const char* extension, const std::string& type) { return VLValue::Array{extension, type}; }

@@ -1,7 +1,10 @@
 #include "Core/VLError.h"
 
-const std::string VLLocalizedDescriptionKey = "VLLocalizedDescription";
-const std::string VLUnderlyingErrorKey = "VLUnderlyingError";
+#include "Core/VLException.h"
+
+const std::string& VLLocalizedDescriptionKey = *new std::string("VLLocalizedDescription");
+const std::string& VLUnderlyingErrorKey = *new std::string("VLUnderlyingError");
+const std::string& VLExceptionErrorDomain = *new std::string("VLExceptionErrorDomain");
 
 VLError::VLError(std::string domain, int64_t code, VLValue::Dictionary userInfo)
     : domain_(std::move(domain)), code_(code), userInfo_(std::move(userInfo)) {}
@@ -12,6 +15,11 @@ VLErrorRef VLError::make(std::string domain, int64_t code, VLValue::Dictionary u
 
 VLErrorRef VLError::makeWithDescription(std::string domain, int64_t code, const std::string& text) {
   return make(std::move(domain), code, {{VLLocalizedDescriptionKey, text}});
+}
+
+VLErrorRef VLError::makeWithCurrentException(const std::string& work) {
+  return makeWithDescription(VLExceptionErrorDomain, 0,
+                             work + " failed with an exception: " + vl_describeCurrentException());
 }
 
 std::string VLError::localizedDescription() const {

@@ -10,9 +10,11 @@
 #include "Core/VLValue.h"
 
 // User-info key of the human-readable text of an error (a string).
-extern const std::string VLLocalizedDescriptionKey;
+extern const std::string& VLLocalizedDescriptionKey;
 // User-info key of the error that caused this one (a VLError object).
-extern const std::string VLUnderlyingErrorKey;
+extern const std::string& VLUnderlyingErrorKey;
+// The domain of errors that stand for an exception escaping some work (code 0).
+extern const std::string& VLExceptionErrorDomain;
 
 class VLError;
 using VLErrorRef = std::shared_ptr<const VLError>;
@@ -23,6 +25,10 @@ class VLError : public VLObject {
   static VLErrorRef make(std::string domain, int64_t code, VLValue::Dictionary userInfo = {});
   // Makes an error whose localized description is `text`.
   static VLErrorRef makeWithDescription(std::string domain, int64_t code, const std::string& text);
+  // Makes the error that reports the exception being handled as the failure of `work`:
+  // VLExceptionErrorDomain, code 0, "<work> failed with an exception: <exception>". Call only
+  // inside a catch block.
+  static VLErrorRef makeWithCurrentException(const std::string& work);
 
   const std::string& domain() const { return domain_; }
   int64_t code() const { return code_; }

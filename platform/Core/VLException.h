@@ -15,3 +15,7 @@ class VLException : public std::runtime_error {
   // Returns the message, which is also what "%@" prints for the exception.
   std::string description() const { return what(); }
 };
+
+// Returns a one-line text for the exception being handled: a VLException's message, or the
+// exception's type and message ("std::runtime_error: boom"). Call only inside a catch block.
+std::string vl_describeCurrentException();

@@ -8,6 +8,7 @@ void VLFormatArgument::assign(const VLValue& v) {
   switch (v.kind()) {
     case VLValue::Kind::Bool:
     case VLValue::Kind::Integer: kind = Kind::Signed, signedValue = v.integerValue(); break;
+    case VLValue::Kind::Unsigned: kind = Kind::Unsigned, unsignedValue = v.unsignedValue(); break;
     case VLValue::Kind::Double: kind = Kind::Double, doubleValue = v.doubleValue(); break;
     case VLValue::Kind::String: kind = Kind::String; break;
     default: kind = Kind::Described, pointer = v.object().get(); break;

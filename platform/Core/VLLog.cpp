@@ -6,12 +6,13 @@
 #include <mutex>
 
 namespace {
+// Never destroyed: other threads may still log while the process exits.
 std::mutex& sinkMutex() {
-  static std::mutex mutex;
+  static auto& mutex = *new std::mutex;
   return mutex;
 }
 VLLog::Sink& sink() {
-  static VLLog::Sink current;
+  static auto& current = *new VLLog::Sink;
   return current;
 }
 std::atomic<bool> debugEnabled{false};

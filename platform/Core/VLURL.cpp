@@ -2,11 +2,21 @@
 
 #include <filesystem>
 
+#include "Core/VLException.h"
+
 namespace {
 std::string normalise(const std::string& path) {
   if (path.empty()) return path;
   std::filesystem::path p(path);
-  if (p.is_relative()) p = std::filesystem::current_path() / p;
+  if (p.is_relative()) {
+    std::error_code code;
+    std::filesystem::path directory = std::filesystem::current_path(code);
+    if (code) {
+      throw VLException("cannot make the relative path \"" + path +
+                        "\" absolute: the working directory is unavailable (" + code.message() + ")");
+    }
+    p = directory / p;
+  }
   std::string out = p.lexically_normal().string();
   while (out.size() > 1 && out.back() == '/') out.pop_back();
   return out;

@@ -8,6 +8,7 @@ class VLURL {
   // Makes the empty URL (no path); isEmpty() is true.
   VLURL() = default;
   // Makes a file URL for `path` (made absolute against the current directory if relative).
+  // Throws VLException when a relative path meets a working directory that is gone.
   static VLURL fileURLWithPath(const std::string& path, bool isDirectory);
 
   bool isEmpty() const { return path_.empty(); }

@@ -24,6 +24,7 @@ bool VLValue::boolValue() const {
   switch (kind()) {
     case Kind::Bool: return std::get<bool>(storage_);
     case Kind::Integer: return std::get<int64_t>(storage_) != 0;
+    case Kind::Unsigned: return std::get<uint64_t>(storage_) != 0;
     case Kind::Double: return std::get<double>(storage_) != 0;
     default: return false;
   }
@@ -33,8 +34,28 @@ int64_t VLValue::integerValue() const {
   switch (kind()) {
     case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
     case Kind::Integer: return std::get<int64_t>(storage_);
+    case Kind::Unsigned: {
+      uint64_t value = std::get<uint64_t>(storage_);
+      return value > uint64_t(std::numeric_limits<int64_t>::max()) ? std::numeric_limits<int64_t>::max()
+                                                                   : static_cast<int64_t>(value);
+    }
     case Kind::Double: return saturatingInteger(std::get<double>(storage_));
     default: return 0;
+  }
+}
+
+uint64_t VLValue::unsignedValue() const {
+  switch (kind()) {
+    case Kind::Unsigned: return std::get<uint64_t>(storage_);
+    case Kind::Double: {
+      double value = std::get<double>(storage_);
+      if (!(value > 0)) return 0;
+      return value >= 18446744073709551616.0 ? std::numeric_limits<uint64_t>::max() : static_cast<uint64_t>(value);
+    }
+    default: {
+      int64_t value = integerValue();
+      return value < 0 ? 0 : static_cast<uint64_t>(value);
+    }
   }
 }
 
@@ -42,6 +63,7 @@ double VLValue::doubleValue() const {
   switch (kind()) {
     case Kind::Bool: return std::get<bool>(storage_) ? 1 : 0;
     case Kind::Integer: return static_cast<double>(std::get<int64_t>(storage_));
+    case Kind::Unsigned: return static_cast<double>(std::get<uint64_t>(storage_));
     case Kind::Double: return std::get<double>(storage_);
     default: return 0;
   }
@@ -57,6 +79,7 @@ std::string VLValue::description() const {
     case Kind::None: return "(null)";
     case Kind::Bool: return std::get<bool>(storage_) ? "1" : "0";
     case Kind::Integer: return std::to_string(std::get<int64_t>(storage_));
+    case Kind::Unsigned: return std::to_string(std::get<uint64_t>(storage_));
     case Kind::Double: return shortestDouble(std::get<double>(storage_));
     case Kind::String: return std::get<std::string>(storage_);
     case Kind::Date: return std::get<VLDate>(storage_).description();
@@ -84,7 +107,14 @@ std::string VLValue::description() const {
 bool VLValue::isEqual(const VLValue& other) const {
   if (isNumber() && other.isNumber()) {
     bool bothExact = kind() != Kind::Double && other.kind() != Kind::Double;
-    return bothExact ? integerValue() == other.integerValue() : doubleValue() == other.doubleValue();
+    if (!bothExact) return doubleValue() == other.doubleValue();
+    // Sign and magnitude, so that signed and unsigned integers compare without loss.
+    auto exact = [](const VLValue& value) -> std::pair<bool, uint64_t> {
+      if (const uint64_t* unsignedValue = std::get_if<uint64_t>(&value.storage_)) return {false, *unsignedValue};
+      int64_t integer = value.integerValue();
+      return {integer < 0, integer < 0 ? uint64_t(0) - static_cast<uint64_t>(integer) : static_cast<uint64_t>(integer)};
+    };
+    return exact(*this) == exact(other);
   }
   if (kind() != other.kind()) return false;
   switch (kind()) {

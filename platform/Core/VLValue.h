@@ -1,10 +1,10 @@
 // VLValue: the stand-in for "any object" where values travel untyped (variant values,
 // user-info and option dictionaries, values read by key, "%@" arguments).
 //
-// A VLValue is none, a boolean, an integer, a double, a string, a date, data, an array,
-// a string-keyed dictionary, or a shared VLObject. It is an immutable value type; copies
-// are independent (objects inside are shared). Numbers compare by numeric value, so a
-// boolean true equals the integer 1.
+// A VLValue is none, a boolean, a signed or an unsigned integer, a double, a string, a date,
+// data, an array, a string-keyed dictionary, or a shared VLObject. It is an immutable value
+// type; copies are independent (objects inside are shared). Numbers compare by numeric
+// value, so a boolean true equals the integer 1, and integers of either sign compare exactly.
 #pragma once
 
 #include <concepts>
@@ -26,13 +26,17 @@ class VLValue {
   using Dictionary = std::map<std::string, VLValue>;
   using Object = std::shared_ptr<const VLObject>;
 
-  enum class Kind { None, Bool, Integer, Double, String, Date, Data, Array, Dictionary, Object };
+  enum class Kind { None, Bool, Integer, Unsigned, Double, String, Date, Data, Array, Dictionary, Object };
 
   VLValue() = default;
   VLValue(std::nullptr_t) {}
   VLValue(bool value) : storage_(value) {}
-  template <std::integral T>
-  requires(!std::same_as<T, bool>) VLValue(T value) : storage_(static_cast<int64_t>(value)) {}
+  // Signed integers are kept as Integer, unsigned ones as Unsigned (so that a 64-bit bit set
+  // with its top bit set prints as the unsigned number it is).
+  template <std::signed_integral T>
+  VLValue(T value) : storage_(static_cast<int64_t>(value)) {}
+  template <std::unsigned_integral T>
+  requires(!std::same_as<T, bool>) VLValue(T value) : storage_(static_cast<uint64_t>(value)) {}
   VLValue(double value) : storage_(value) {}
   VLValue(const char* value) : storage_(std::string(value ? value : "")) {}
   VLValue(std::string value) : storage_(std::move(value)) {}
@@ -51,12 +55,15 @@ class VLValue {
 
   Kind kind() const { return static_cast<Kind>(storage_.index()); }
   bool isNone() const { return kind() == Kind::None; }
-  bool isNumber() const { return kind() == Kind::Bool || kind() == Kind::Integer || kind() == Kind::Double; }
+  bool isNumber() const {
+    return kind() == Kind::Bool || kind() == Kind::Integer || kind() == Kind::Unsigned || kind() == Kind::Double;
+  }
 
-  // Numeric readings: a number converted (doubles out of integer range saturate, NaN reads
-  // as 0); anything else reads as false / 0.
+  // Numeric readings: a number converted (values out of the integer range saturate, NaN
+  // reads as 0); anything else reads as false / 0.
   bool boolValue() const;
   int64_t integerValue() const;
+  uint64_t unsignedValue() const;
   double doubleValue() const;
 
   // Typed readings: a pointer to the stored value, or nullptr when the kind differs.
@@ -72,7 +79,8 @@ class VLValue {
     return std::dynamic_pointer_cast<const T>(object());
   }
 
-  // Returns the plain description: "(null)", "1"/"0" for booleans, shortest decimal numbers,
+  // Returns the plain description: "(null)", "1"/"0" for booleans, decimal integers (unsigned
+  // ones without a sign), shortest decimal doubles,
   // the string itself, the date's or data's description, "(a, b)" for arrays,
   // "{key = value; …}" for dictionaries, the object's description.
   std::string description() const;
@@ -83,5 +91,6 @@ class VLValue {
   bool operator==(const VLValue& other) const { return isEqual(other); }
 
  private:
-  std::variant<std::monostate, bool, int64_t, double, std::string, VLDate, VLData, Array, Dictionary, Object> storage_;
+  std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, VLDate, VLData, Array, Dictionary, Object>
+      storage_;
 };

@@ -18,7 +18,7 @@ class VLDispatchGroup {
 
   void enter();
   void leave();
-  // Blocks until the count is zero (true) or `seconds` have passed (false).
+  // Blocks until the count is zero (true) or `seconds` have passed (false; NaN counts as 0).
   bool wait(double seconds = VLDispatchTimeForever);
   // Returns the current count (for diagnostics and tests).
   int64_t count();

@@ -10,10 +10,12 @@ void VLOperation::start() {
   try {
     main();
   } catch (...) {
-    // An operation whose work threw can no longer finish itself; left unfinished it would
-    // hold its queue non-empty for ever.
+    // Whoever waits for the operation hears of the failure instead of waiting for ever, and
+    // the operation no longer holds its queue non-empty.
+    bool reported = reportFailure(VLError::makeWithCurrentException(className()));
     finish();
-    throw;
+    if (!reported) throw;
+    return;
   }
   if (!isAsynchronous()) finish();
 }

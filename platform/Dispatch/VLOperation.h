@@ -2,8 +2,10 @@
 //
 // start() runs main(). A synchronous operation is finished when main() returns; an
 // asynchronous one (isAsynchronous() true) is finished when it calls finish(), from any
-// thread, later. Finishing happens once; observers registered with whenFinished() are
-// called once, on the finishing thread. Made by factories; neither copyable nor movable.
+// thread, later. An operation whose main() throws completes with an error through its own
+// callbacks (see reportFailure()) and is finished. Finishing happens once; observers
+// registered with whenFinished() are called once, on the finishing thread. Made by
+// factories; neither copyable nor movable.
 #pragma once
 
 #include <functional>
@@ -11,12 +13,14 @@
 #include <mutex>
 #include <vector>
 
+#include "Core/VLError.h"
 #include "Core/VLObject.h"
 
 class VLOperation : public VLObject, public std::enable_shared_from_this<VLOperation> {
  public:
   // Runs the operation once; a second start() does nothing. If main() throws, the operation
-  // is finished and the exception passes on to the caller.
+  // reports the failure through reportFailure() and is finished; only an operation that has
+  // no way to report it passes the exception on to the caller.
   void start();
 
   bool isExecuting() const;
@@ -37,6 +41,10 @@ class VLOperation : public VLObject, public std::enable_shared_from_this<VLOpera
   virtual bool isAsynchronous() const { return false; }
   // Marks the operation finished and calls the finish observers; later calls do nothing.
   void finish();
+  // Called when main() threw, with an error naming the operation and the exception. An
+  // operation that has completion callbacks completes them with `error` and returns true;
+  // the default returns false, and start() rethrows.
+  virtual bool reportFailure(const VLErrorRef& /*error*/) { return false; }
 
  private:
   mutable std::mutex mutex_;

@@ -54,6 +54,7 @@ class VLOperationQueue : public std::enable_shared_from_this<VLOperationQueue> {
   uint64_t nextToken_ = 1;                  // guarded by observersMutex_
 };
 
-// Waits until `queue` has no unfinished operation, for at most `seconds`. Returns true if the
-// queue became empty in time (an empty queue counts as finished at once), false on time-out.
+// Waits until `queue` has no unfinished operation, for at most `seconds` (NaN counts as 0).
+// Returns true if the queue became empty in time (an empty queue counts as finished at
+// once), false on time-out.
 bool vl_waitUntilAllOperationsAreFinishedWithTimeout(VLOperationQueue& queue, double seconds);

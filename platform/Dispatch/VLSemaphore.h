@@ -15,8 +15,8 @@ class VLSemaphore {
 
   // Adds one to the count, waking one waiter.
   void signal();
-  // Takes one from the count, waiting for at most `seconds` for it to be positive.
-  // Returns true when it took one, false on time-out.
+  // Takes one from the count, waiting for at most `seconds` (NaN counts as 0) for it to be
+  // positive. Returns true when it took one, false on time-out.
   bool wait(double seconds = VLDispatchTimeForever);
 
   VLSemaphore(const VLSemaphore&) = delete;

@@ -3,7 +3,7 @@
 #include "Core/VLFormat.h"
 #include "Vaultline/VLConstants.h"
 
-const std::string VLProviderProtocolErrorDomain = "VLProviderProtocolErrorDomain";
+const std::string& VLProviderProtocolErrorDomain = *new std::string("VLProviderProtocolErrorDomain");
 
 VLErrorRef vl_providerProtocolError(int64_t code, const std::string& text) {
   return VLError::makeWithDescription(VLProviderProtocolErrorDomain, code, text);

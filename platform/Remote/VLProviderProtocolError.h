@@ -11,7 +11,7 @@
 #include "Core/VLException.h"
 
 // The domain of the errors that the host makes about a provider process.
-extern const std::string VLProviderProtocolErrorDomain;
+extern const std::string& VLProviderProtocolErrorDomain;
 
 enum : int64_t {
   VLProviderProtocolErrorGone = 1,             // the provider exited or closed its output

@@ -128,6 +128,7 @@ json VLRemoteCodec::encodeValue(const VLValue& value) {
     case VLValue::Kind::None: return nullptr;
     case VLValue::Kind::Bool: return value.boolValue();
     case VLValue::Kind::Integer: return value.integerValue();
+    case VLValue::Kind::Unsigned: return value.unsignedValue();
     case VLValue::Kind::Double: return value.doubleValue();
     case VLValue::Kind::String: return *value.string();
     case VLValue::Kind::Date: return value.date()->timeIntervalSince1970();
@@ -155,7 +156,7 @@ VLValue VLRemoteCodec::decodeValue(const VLRemoteJSONReader& reader) {
   if (value.is_number_float()) return value.get<double>();
   if (value.is_number()) {
     if (value.is_number_unsigned() && value.get<uint64_t>() > static_cast<uint64_t>(INT64_MAX)) {
-      return value.get<double>();
+      return value.get<uint64_t>();  // beyond the signed range: kept exactly, as unsigned
     }
     return reader.integer();
   }

@@ -109,6 +109,11 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
       return done(VLSimulatedErrors::invalidArgument(
           VLFormat("%lu tag lists for %lu items", tags->tagsLists().size(), tags->items().size())));
     }
+    for (const auto& list : tags->tagsLists()) {
+      if (std::find(list.begin(), list.end(), nullptr) != list.end()) {
+        return done(VLSimulatedErrors::invalidArgument("A tag list holds a null tag."));
+      }
+    }
     return done(forEachNodeLocked(tags->items(), [this, &tags](VLSimulatedNode& node, size_t i) -> VLErrorRef {
       if (store_->settings().has(Quirk::TagsDropped)) return nullptr;
       node.tags = tags->tagsLists()[i];
@@ -153,6 +158,8 @@ VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const 
   node.filename = name;
   node.formerParent = store_->settings().has(Quirk::MoveOutAsUpdate) && oldParent != parent ? oldParent : "";
   store_->setParentLocked(node, parent);
+  // Untrash or a move out of the trash: the descendants come out with the item.
+  if (oldParent == VLSimulatedTrashContainerIdentifier) touchDescendantsLocked(*store_, node.identifier);
   store_->refreshChildCountLocked(oldParent);
   store_->refreshChildCountLocked(parent);
   return nullptr;
@@ -252,7 +259,6 @@ VLErrorRef VLSimulatedActionRunner::trashLocked(const std::vector<VLItemRef>& it
     if (auto code = moveOnDisk(from, to, isLocal(node))) return diskError(code, from);
     std::string oldParent = node.parent;
     node.trashedFrom = oldParent;
-    node.trashed = true;
     node.formerParent.clear();
     store_->setParentLocked(node, VLSimulatedTrashContainerIdentifier);
     touchDescendantsLocked(*store_, node.identifier);
@@ -305,10 +311,6 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
       if (!first) first = error;
       continue;
     }
-    node->trashed = false;
-    node->trashedFrom.clear();
-    store_->touchLocked(*node);
-    touchDescendantsLocked(*store_, node->identifier);
     if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {
         VLSimulatedNode* kid = store_->nodeLocked(child);

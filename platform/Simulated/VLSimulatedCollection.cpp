@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Simulated/VLSimulatedTimer.h"
 #include "Vaultline/VLCollectionChanges.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLItemOrdering.h"
@@ -20,9 +19,10 @@ std::vector<std::string> identifiers(const std::vector<Entry>& entries) {
 
 }  // namespace
 
-std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store,
-                                                                   Scope scope) {
-  return std::shared_ptr<VLSimulatedCollection>(new VLSimulatedCollection(std::move(store), std::move(scope)));
+std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store, Scope scope,
+                                                                   std::shared_ptr<VLSimulatedTimer> timer) {
+  return std::shared_ptr<VLSimulatedCollection>(
+      new VLSimulatedCollection(std::move(store), std::move(scope), std::move(timer)));
 }
 
 void VLSimulatedCollection::startObserving() {
@@ -85,12 +85,11 @@ void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std:
   posting.entries = std::move(entries);
   posting.observed = std::move(observed);
   std::weak_ptr<VLItemCollection> weak = shared_from_this();
-  VLSimulatedTimer::shared().after(
-      store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
-        auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
-        if (!self) return;
-        self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
-      });
+  timer_->after(store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
+    auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
+    if (!self) return;
+    self->workingQueue()->async([self, posting = std::move(posting)] { self->deliver(posting); });
+  });
 }
 
 void VLSimulatedCollection::deliver(const Posting& posting) {

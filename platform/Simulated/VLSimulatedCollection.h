@@ -19,6 +19,7 @@
 
 #include "Core/VLError.h"
 #include "Simulated/VLSimulatedStore.h"
+#include "Simulated/VLSimulatedTimer.h"
 #include "Vaultline/VLItemCollection.h"
 
 class VLSimulatedCollection : public VLItemCollection {
@@ -30,7 +31,9 @@ class VLSimulatedCollection : public VLItemCollection {
     VLErrorRef error;        // why the collection cannot enumerate, for ScopeKind::Unavailable
   };
 
-  static std::shared_ptr<VLSimulatedCollection> make(std::shared_ptr<VLSimulatedStore> store, Scope scope);
+  // Makes a collection of `scope` whose deliveries wait out the collection latency on `timer`.
+  static std::shared_ptr<VLSimulatedCollection> make(std::shared_ptr<VLSimulatedStore> store, Scope scope,
+                                                     std::shared_ptr<VLSimulatedTimer> timer);
 
   void startObserving() override;
   void stopObserving() override;
@@ -53,13 +56,14 @@ class VLSimulatedCollection : public VLItemCollection {
     std::optional<VLSimulatedStore::Entry> observed;
   };
 
-  VLSimulatedCollection(std::shared_ptr<VLSimulatedStore> store, Scope scope)
-      : store_(std::move(store)), scope_(std::move(scope)) {}
+  VLSimulatedCollection(std::shared_ptr<VLSimulatedStore> store, Scope scope, std::shared_ptr<VLSimulatedTimer> timer)
+      : store_(std::move(store)), scope_(std::move(scope)), timer_(std::move(timer)) {}
   void deliver(const Posting& posting);
   void sortEntries(std::vector<VLSimulatedStore::Entry>& entries) const;
 
   const std::shared_ptr<VLSimulatedStore> store_;
   const Scope scope_;
+  const std::shared_ptr<VLSimulatedTimer> timer_;
   std::atomic<bool> observing_{false};
 
   // Held while a callback runs, so that stopObserving() can wait it out (recursive: a

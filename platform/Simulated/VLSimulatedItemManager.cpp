@@ -7,8 +7,8 @@
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Dispatch/VLBackgroundQueue.h"
+#include "Simulated/VLSimulatedErrors.h"
 #include "Simulated/VLSimulatedThumbnailOperation.h"
-#include "Simulated/VLSimulatedTimer.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLFileManager.h"
 
@@ -25,15 +25,31 @@ VLSimulatedCollection::Scope unavailable(VLErrorRef error) {
   return {VLSimulatedCollection::ScopeKind::Unavailable, "", std::move(error)};
 }
 
+// Returns what answers a look-up whose work threw: the completion with no value and the error.
+template <class Completion>
+std::function<void(VLErrorRef)> failWith(const Completion& completion) {
+  return [completion](VLErrorRef error) { completion({}, error); };
+}
+
 }  // namespace
 
 std::shared_ptr<VLSimulatedItemManager> VLSimulatedItemManager::make(std::shared_ptr<VLSimulatedActionRunner> runner,
-                                                                     std::shared_ptr<VLDispatchQueue> queue) {
-  return std::shared_ptr<VLSimulatedItemManager>(new VLSimulatedItemManager(std::move(runner), std::move(queue)));
+                                                                     std::shared_ptr<VLDispatchQueue> queue,
+                                                                     std::shared_ptr<VLSimulatedTimer> timer) {
+  return std::shared_ptr<VLSimulatedItemManager>(
+      new VLSimulatedItemManager(std::move(runner), std::move(queue), std::move(timer)));
 }
 
-void VLSimulatedItemManager::answer(std::function<std::function<void()>()> work) {
-  queue_->async([work = std::move(work)] { VLBackgroundQueue::shared().async(work()); });
+void VLSimulatedItemManager::answer(std::function<void(VLErrorRef)> fail, std::function<std::function<void()>()> work) {
+  queue_->async([fail = std::move(fail), work = std::move(work)] {
+    std::function<void()> reply;
+    try {
+      reply = work();
+    } catch (...) {
+      reply = [fail, error = VLError::makeWithCurrentException("The simulated provider's look-up")] { fail(error); };
+    }
+    VLBackgroundQueue::shared().async(std::move(reply));
+  });
 }
 
 bool VLSimulatedItemManager::providerMatches(const std::string& part) const {
@@ -44,7 +60,7 @@ bool VLSimulatedItemManager::providerMatches(const std::string& part) const {
 void VLSimulatedItemManager::fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider,
                                                       ItemCompletion completion) {
   bool known = provider && providerMatches(provider->providerIdentifier());
-  answer([known, provider, completion = std::move(completion), store = store_] {
+  answer(failWith(completion), [known, provider, completion, store = store_] {
     VLItemRef root;
     if (known) {
       auto lock = store->lock();
@@ -56,7 +72,7 @@ void VLSimulatedItemManager::fetchRootItemForProvider(const std::shared_ptr<VLPr
 }
 
 void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, URLCompletion completion) {
-  answer([item, completion = std::move(completion), store = store_] {
+  answer(failWith(completion), [item, completion, store = store_] {
     std::optional<VLURL> url;
     auto lock = store->lock();
     VLSimulatedNode* node = item ? store->nodeLocked(item->itemIdentifier()) : nullptr;
@@ -69,7 +85,7 @@ void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, URLCompletio
 
 void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, bool creatingPlaceholderIfMissing,
                                              URLCompletion completion) {
-  answer([item, creatingPlaceholderIfMissing, completion = std::move(completion), store = store_] {
+  answer(failWith(completion), [item, creatingPlaceholderIfMissing, completion, store = store_] {
     std::optional<VLURL> url;
     VLErrorRef error;
     auto lock = store->lock();
@@ -98,7 +114,7 @@ void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, bool creatin
 
 void VLSimulatedItemManager::fetchItemForItemID(const std::shared_ptr<const VLItemID>& itemID,
                                                 ItemCompletion completion) {
-  answer([itemID, completion = std::move(completion), store = store_] {
+  answer(failWith(completion), [itemID, completion, store = store_] {
     auto lock = store->lock();
     VLSimulatedNode* node = itemID ? store->nodeForItemIDLocked(*itemID) : nullptr;
     VLItemRef item = node ? store->lookupSnapshotLocked(*node) : nullptr;
@@ -108,7 +124,7 @@ void VLSimulatedItemManager::fetchItemForItemID(const std::shared_ptr<const VLIt
 }
 
 void VLSimulatedItemManager::fetchItemForURL(const VLURL& url, ItemCompletion completion) {
-  answer([url, completion = std::move(completion), store = store_] {
+  answer(failWith(completion), [url, completion, store = store_] {
     auto lock = store->lock();
     VLSimulatedNode* node = store->nodeForPathLocked(url.path());
     VLItemRef item = node ? store->snapshotLocked(*node) : store->ghostForPathLocked(url.path());
@@ -119,28 +135,46 @@ void VLSimulatedItemManager::fetchItemForURL(const VLURL& url, ItemCompletion co
 
 void VLSimulatedItemManager::scheduleAction(const std::shared_ptr<VLActionOperation>& action) {
   if (!action) throw VLException("scheduleAction was given no action");
-  VLSimulatedTimer::shared().after(store_->settings().actionLatency, [queue = queue_, runner = runner_, action] {
-    queue->async([runner, action] { VLBackgroundQueue::shared().async(runner->perform(action)); });
+  bool accepted = timer_->after(store_->settings().actionLatency, [queue = queue_, runner = runner_, action] {
+    queue->async([runner, action] {
+      std::function<void()> complete;
+      try {
+        complete = runner->perform(action);
+      } catch (...) {
+        complete = [action, error = VLError::makeWithCurrentException("The simulated provider's action")] {
+          action->completeWithError(error);
+        };
+      }
+      VLBackgroundQueue::shared().async(std::move(complete));
+    });
   });
+  if (!accepted) {
+    VLBackgroundQueue::shared().async([action] {
+      action->completeWithError(VLSimulatedErrors::notSupported("The simulated provider service has ended."));
+    });
+  }
+}
+
+std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collection(VLSimulatedCollection::Scope scope) {
+  return VLSimulatedCollection::make(store_, std::move(scope), timer_);
 }
 
 std::shared_ptr<VLItemCollection> VLSimulatedItemManager::containerCollection(const std::string& identifier,
                                                                               bool providerKnown) {
   using Kind = VLSimulatedCollection::ScopeKind;
-  if (!providerKnown) return VLSimulatedCollection::make(store_, unavailable(noSuchItem("of another provider")));
+  if (!providerKnown) return collection(unavailable(noSuchItem("of another provider")));
   if (identifier == KsVaultlineWorkingSetContainerItemIdentifier) {
     if (!store_->settings().workingSet) {
-      return VLSimulatedCollection::make(
-          store_, unavailable(VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
-                                                           "This provider has no working set.")));
+      return collection(unavailable(VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                                                                 "This provider has no working set.")));
     }
-    return VLSimulatedCollection::make(store_, {Kind::WorkingSet, identifier, nullptr});
+    return collection({Kind::WorkingSet, identifier, nullptr});
   }
-  return VLSimulatedCollection::make(store_, {Kind::Container, identifier, nullptr});
+  return collection({Kind::Container, identifier, nullptr});
 }
 
 std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collectionForFolderItem(const VLItemRef& folder) {
-  if (!folder) return VLSimulatedCollection::make(store_, unavailable(noSuchItem("(null)")));
+  if (!folder) return collection(unavailable(noSuchItem("(null)")));
   return containerCollection(folder->itemIdentifier(), providerMatches(folder->providerIdentifier()));
 }
 
@@ -149,7 +183,7 @@ std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionWithItemI
   if (store_->settings().revision != VLSimulatedRevision::Current) {
     throw VLException("VLItemManager does not respond to newCollectionWithItemID: on this platform revision");
   }
-  if (!itemID) return VLSimulatedCollection::make(store_, unavailable(noSuchItem("(null)")));
+  if (!itemID) return collection(unavailable(noSuchItem("(null)")));
   return containerCollection(itemID->itemIdentifier(), providerMatches(itemID->providerPart()));
 }
 
@@ -160,9 +194,8 @@ std::shared_ptr<VLItemCollection> VLSimulatedItemManager::collectionWithIdentifi
 }
 
 std::shared_ptr<VLItemCollection> VLSimulatedItemManager::newCollectionForProvider(const std::string& providerID) {
-  if (!providerMatches(providerID))
-    return VLSimulatedCollection::make(store_, unavailable(noSuchItem("of another provider")));
-  return VLSimulatedCollection::make(store_, {VLSimulatedCollection::ScopeKind::Provider, "", nullptr});
+  if (!providerMatches(providerID)) return collection(unavailable(noSuchItem("of another provider")));
+  return collection({VLSimulatedCollection::ScopeKind::Provider, "", nullptr});
 }
 
 std::shared_ptr<VLThumbnailFetchOperation> VLSimulatedItemManager::thumbnailsFetchOperationForItems(

@@ -11,12 +11,14 @@
 #include "Dispatch/VLDispatchQueue.h"
 #include "Simulated/VLSimulatedActionRunner.h"
 #include "Simulated/VLSimulatedCollection.h"
+#include "Simulated/VLSimulatedTimer.h"
 #include "Vaultline/VLItemManager.h"
 
 class VLSimulatedItemManager : public VLItemManager {
  public:
   static std::shared_ptr<VLSimulatedItemManager> make(std::shared_ptr<VLSimulatedActionRunner> runner,
-                                                      std::shared_ptr<VLDispatchQueue> queue);
+                                                      std::shared_ptr<VLDispatchQueue> queue,
+                                                      std::shared_ptr<VLSimulatedTimer> timer);
 
   void fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider, ItemCompletion completion) override;
   void fetchURLForItem(const VLItemRef& item, URLCompletion completion) override;
@@ -35,14 +37,18 @@ class VLSimulatedItemManager : public VLItemManager {
                                                                               VLSize size, double scale) override;
 
  private:
-  VLSimulatedItemManager(std::shared_ptr<VLSimulatedActionRunner> runner, std::shared_ptr<VLDispatchQueue> queue)
-      : runner_(std::move(runner)), store_(runner_->store()), queue_(std::move(queue)) {}
-  // Computes a result on the service queue and hands it to `completion` on a background thread.
-  void answer(std::function<std::function<void()>()> work);
+  VLSimulatedItemManager(std::shared_ptr<VLSimulatedActionRunner> runner, std::shared_ptr<VLDispatchQueue> queue,
+                         std::shared_ptr<VLSimulatedTimer> timer)
+      : runner_(std::move(runner)), store_(runner_->store()), queue_(std::move(queue)), timer_(std::move(timer)) {}
+  // Computes a reply on the service queue and runs it on a background thread; work that
+  // throws is answered through `fail` with an error naming the exception.
+  void answer(std::function<void(VLErrorRef)> fail, std::function<std::function<void()>()> work);
   bool providerMatches(const std::string& part) const;
   std::shared_ptr<VLItemCollection> containerCollection(const std::string& identifier, bool providerKnown);
+  std::shared_ptr<VLItemCollection> collection(VLSimulatedCollection::Scope scope);
 
   const std::shared_ptr<VLSimulatedActionRunner> runner_;
   const std::shared_ptr<VLSimulatedStore> store_;
   const std::shared_ptr<VLDispatchQueue> queue_;
+  const std::shared_ptr<VLSimulatedTimer> timer_;
 };

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Dispatch/VLBackgroundQueue.h"
 #include "Simulated/VLSimulatedActionRunner.h"
@@ -34,15 +35,33 @@ VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings setti
   types_ = std::make_shared<VLTypeDatabase>();
   vl_declareStandardTypes(*types_);
   queue_ = VLDispatchQueue::make("simulated-provider-service");
+  timer_ = VLSimulatedTimer::make();
   store_ = VLSimulatedStore::make(settings_, provider_, types_, fs::path(VLPlatform::temporaryDirectory().path()));
   runner_ = VLSimulatedActionRunner::make(
-      store_, [queue = queue_](std::chrono::microseconds delay, std::function<void()> task) {
-        VLSimulatedTimer::shared().after(delay, [queue, task = std::move(task)] { queue->async(task); });
+      store_, [queue = queue_, timer = timer_](std::chrono::microseconds delay, std::function<void()> task) {
+        timer->after(delay, [queue, task = std::move(task)] { queue->async(task); });
       });
-  itemManager_ = VLSimulatedItemManager::make(runner_, queue_);
+  itemManager_ = VLSimulatedItemManager::make(runner_, queue_, timer_);
 }
 
-void VLSimulatedProviderService::install() { VLPlatform::install(shared_from_this()); }
+VLSimulatedProviderService::~VLSimulatedProviderService() { end(); }
+
+void VLSimulatedProviderService::install() {
+  if (hasEnded()) {
+    throw VLException("this simulated provider service has ended (it was uninstalled); make a new one to install");
+  }
+  VLPlatform::install(shared_from_this());
+}
+
+void VLSimulatedProviderService::end() {
+  timer_->stop();
+  // Whatever the timer had already handed to the service queue finishes before this returns.
+  if (!queue_->isCurrent()) queue_->sync([] {});
+}
+
+bool VLSimulatedProviderService::hasEnded() const { return timer_->isStopped(); }
+
+void VLSimulatedProviderService::didUninstall() { end(); }
 
 VLURL VLSimulatedProviderService::storageDirectory() const {
   return VLURL::fileURLWithPath(store_->storageDirectory().string(), true);

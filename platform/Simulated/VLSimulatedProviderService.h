@@ -9,8 +9,11 @@
 // catching the fault it exists for.
 //
 // Lifetime: made by make(); install() makes it the process's current platform, which keeps
-// it alive until another platform is installed. Its storage directory is removed when the
-// last reference (including pending work) goes. Thread-safe throughout.
+// it alive until another platform is installed. Being uninstalled (also when the process
+// exits) or destroyed is its orderly end: its timers stop, pending latencies are dropped,
+// and nothing it scheduled calls back afterwards; actions scheduled later fail with an
+// error. Its storage directory is removed when the last reference (including pending work)
+// goes. Thread-safe throughout.
 #pragma once
 
 #include <memory>
@@ -25,6 +28,7 @@
 class VLSimulatedActionRunner;
 class VLSimulatedItemManager;
 class VLSimulatedStore;
+class VLSimulatedTimer;
 
 class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_from_this<VLSimulatedProviderService> {
  public:
@@ -33,8 +37,16 @@ class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_
   // Throws VLException naming an unknown name or a bad value and listing the valid names.
   static std::shared_ptr<VLSimulatedProviderService> make(const std::string& settings = "");
 
-  // Makes this service the process's current platform.
+  ~VLSimulatedProviderService() override;
+
+  // Makes this service the process's current platform. Throws VLException once the service
+  // has ended.
   void install();
+  // Ends the service (see above) and waits for the work already on the service queue; later
+  // calls do nothing.
+  void end();
+  // Returns whether end() has run.
+  bool hasEnded() const;
   // Returns the provider this service plays.
   std::shared_ptr<VLProvider> provider() const { return provider_; }
   const VLSimulatedSettings& settings() const { return settings_; }
@@ -52,6 +64,7 @@ class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_
   const VLTypeDatabase& typeDatabase() const override { return *types_; }
   bool coordinateReading(const VLURL& url, VLErrorRef* error, const std::function<void(const VLURL&)>& reader) override;
   bool deviceBooleanProperty(const std::string& name) const override;
+  void didUninstall() override;
 
   VLSimulatedProviderService(const VLSimulatedProviderService&) = delete;
   VLSimulatedProviderService& operator=(const VLSimulatedProviderService&) = delete;
@@ -62,7 +75,8 @@ class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_
   const VLSimulatedSettings settings_;
   std::shared_ptr<VLProvider> provider_;
   std::shared_ptr<VLTypeDatabase> types_;
-  std::shared_ptr<VLDispatchQueue> queue_;  // the service queue: look-ups and actions, in order
+  std::shared_ptr<VLDispatchQueue> queue_;   // the service queue: look-ups and actions, in order
+  std::shared_ptr<VLSimulatedTimer> timer_;  // every latency of this service
   std::shared_ptr<VLSimulatedStore> store_;
   std::shared_ptr<VLSimulatedActionRunner> runner_;
   std::shared_ptr<VLSimulatedItemManager> itemManager_;

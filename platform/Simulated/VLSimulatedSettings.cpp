@@ -4,13 +4,14 @@
 #include <utility>
 
 #include "Core/VLException.h"
+#include "Simulated/VLSimulatedStore.h"
 
 namespace {
 
 using Quirk = VLSimulatedQuirk;
 
 const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
-  static const std::vector<std::pair<std::string, Quirk>> table = {
+  static const auto& table = *new const std::vector<std::pair<std::string, Quirk>>{
       {"case-sensitive-names", Quirk::CaseSensitiveNames},
       {"no-collision-check", Quirk::NoCollisionCheck},
       {"collision-names-other-item", Quirk::CollisionNamesOtherItem},
@@ -56,7 +57,7 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
   return table;
 }
 
-const std::vector<std::string> kSettingNames = {
+const std::vector<std::string>& kSettingNames = *new const std::vector<std::string>{
     "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
     "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
     "upload-latency",      "seed",
@@ -86,24 +87,37 @@ bool parseBool(const std::string& name, const std::string& value) {
   badValue(name, value, "yes or no");
 }
 
-// Reads "250ms", "1.5s", "800us" or "0".
+// Reads a decimal number ("12", "1.5"): digits, then optionally a point and more digits.
+// Returns false for anything else (signs, exponents, hexadecimal, "inf"). Independent of the
+// C locale's decimal point.
+bool parseDecimal(const std::string& text, double& amount) {
+  size_t i = 0;
+  amount = 0;
+  while (i < text.size() && text[i] >= '0' && text[i] <= '9') amount = amount * 10 + (text[i++] - '0');
+  if (i == 0) return false;
+  if (i < text.size() && text[i] == '.') {
+    size_t first = ++i;
+    for (double place = 0.1; i < text.size() && text[i] >= '0' && text[i] <= '9'; place /= 10) {
+      amount += (text[i++] - '0') * place;
+    }
+    if (i == first) return false;
+  }
+  return i == text.size();
+}
+
+// Reads "250ms", "1.5s", "800us" or "0", at most one hour.
 VLSimulatedSettings::Duration parseDuration(const std::string& name, const std::string& value) {
-  static const std::vector<std::pair<std::string, double>> units = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
-  const char* expected = "a duration such as 200ms, 1.5s or 0";
+  static const std::pair<const char*, double> units[] = {{"ms", 1e3}, {"us", 1.0}, {"s", 1e6}};
+  constexpr double kLongest = 3600e6;  // microseconds
+  const char* expected = "a decimal duration of at most one hour, such as 200ms, 1.5s, 800us or 0";
   if (value == "0") return VLSimulatedSettings::Duration(0);
   for (const auto& [suffix, microseconds] : units) {
-    if (value.size() <= suffix.size() || value.compare(value.size() - suffix.size(), suffix.size(), suffix) != 0) {
-      continue;
-    }
-    std::string number = value.substr(0, value.size() - suffix.size());
-    size_t used = 0;
+    std::string unit = suffix;
+    if (value.size() <= unit.size() || value.compare(value.size() - unit.size(), unit.size(), unit) != 0) continue;
     double amount = 0;
-    try {
-      amount = std::stod(number, &used);
-    } catch (const std::exception&) {
+    if (!parseDecimal(value.substr(0, value.size() - unit.size()), amount) || !(amount * microseconds <= kLongest)) {
       badValue(name, value, expected);
     }
-    if (used != number.size() || !(amount >= 0) || !std::isfinite(amount)) badValue(name, value, expected);
     return VLSimulatedSettings::Duration(static_cast<int64_t>(std::llround(amount * microseconds)));
   }
   badValue(name, value, expected);
@@ -123,7 +137,10 @@ void applySetting(VLSimulatedSettings& settings, const std::string& name, const 
   } else if (name == "working-set") {
     settings.workingSet = parseBool(name, value);
   } else if (name == "alternate-root") {
-    if (value.empty() || value.find('/') != std::string::npos) badValue(name, value, "a folder name without '/'");
+    // The folder is the validations' root and clean-up deletes inside it: it must be one item.
+    if (!VLSimulatedStore::isValidName(value)) {
+      badValue(name, value, "a folder name of 1 to 255 bytes without '/' or NUL, other than \".\" and \"..\"");
+    }
     settings.alternateRootName = value;
   } else if (name == "validation-service") {
     if (value == "allow") {

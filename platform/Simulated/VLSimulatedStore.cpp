@@ -17,13 +17,13 @@
 
 namespace fs = std::filesystem;
 
-const std::string VLSimulatedTrashContainerIdentifier = "SimulatedTrashContainer";
+const std::string& VLSimulatedTrashContainerIdentifier = *new std::string("SimulatedTrashContainer");
 
 namespace {
 
-const std::string kAliasPrefix = "alias:";
-const std::string kWrongParent = "SimulatedWrongParent";
-const std::string kAccountFolder = "SimulatedAccountFolder";
+const std::string& kAliasPrefix = *new std::string("alias:");
+const std::string& kWrongParent = *new std::string("SimulatedWrongParent");
+const std::string& kAccountFolder = *new std::string("SimulatedAccountFolder");
 
 std::string lowercase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -299,6 +299,9 @@ VLSimulatedNode& VLSimulatedStore::reidentifyLocked(const std::string& identifie
 void VLSimulatedStore::setParentLocked(VLSimulatedNode& node, const std::string& parent) {
   children_[node.parent].erase(node.identifier);
   node.parent = parent;
+  // Being trashed is being in the trash, however an item gets in or out of it.
+  node.trashed = parent == VLSimulatedTrashContainerIdentifier;
+  if (!node.trashed) node.trashedFrom.clear();
   children_[parent].insert(node.identifier);
   touchLocked(node);
 }
@@ -365,7 +368,7 @@ VLItemRef VLSimulatedStore::snapshotLocked(VLSimulatedNode& node) {
   if (!node.tags.empty()) a.tagData = VLData::fromString(tagText(node.tags));
   a.shared = node.shared;
   a.sharedByCurrentUser = node.shared;
-  static const auto owner = VLPersonNameComponents::make("Simulated", "Owner");
+  static const auto& owner = *new auto(VLPersonNameComponents::make("Simulated", "Owner"));
   a.ownerNameComponents = owner;
   a.mostRecentEditorNameComponents = owner;
   if (content) a.versionIdentifier = VLData::fromString(std::to_string(node.contentVersion));

@@ -33,7 +33,7 @@
 class VLSimulatedCollection;
 
 // The container identifier under which trashed items are kept.
-extern const std::string VLSimulatedTrashContainerIdentifier;
+extern const std::string& VLSimulatedTrashContainerIdentifier;
 
 class VLSimulatedStore {
  public:
@@ -112,6 +112,7 @@ class VLSimulatedStore {
   void removeNodeLocked(const std::string& identifier);
   // Gives a node a new identifier (rename quirk); returns the node.
   VLSimulatedNode& reidentifyLocked(const std::string& identifier);
+  // Moves `node` under `parent`; it is trashed exactly when `parent` is the trash container.
   void setParentLocked(VLSimulatedNode& node, const std::string& parent);
   // Marks the node changed: a new revision and a new snapshot.
   void touchLocked(VLSimulatedNode& node);

@@ -12,6 +12,10 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+constexpr int kMaximumSide = 4096;  // a thumbnail; larger requests are refused, not attempted
+}  // namespace
+
 std::shared_ptr<VLSimulatedThumbnailOperation> VLSimulatedThumbnailOperation::make(
     std::vector<VLItemRef> items, VLSize size, double scale, std::shared_ptr<VLSimulatedStore> store) {
   return std::shared_ptr<VLSimulatedThumbnailOperation>(
@@ -60,8 +64,17 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
   double boxWidth = std::max(1.0, size().width * scale() * enlarged);
   double boxHeight = std::max(1.0, size().height * scale() * enlarged);
   double factor = std::min(boxWidth / bitmap->width(), boxHeight / bitmap->height());
-  int width = std::max(1, static_cast<int>(std::lround(bitmap->width() * factor)));
-  int height = std::max(1, static_cast<int>(std::lround(bitmap->height() * factor)));
+  double fittedWidth = std::round(bitmap->width() * factor), fittedHeight = std::round(bitmap->height() * factor);
+  if (!(fittedWidth <= kMaximumSide && fittedHeight <= kMaximumSide)) {
+    deliverThumbnail(item, std::nullopt, "",
+                     VLError::makeWithDescription(
+                         KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                         VLFormat("A thumbnail of %gx%g points at scale %g is larger than %d pixels a side.",
+                                  size().width, size().height, scale(), kMaximumSide)));
+    return;
+  }
+  int width = std::max(1, static_cast<int>(fittedWidth));
+  int height = std::max(1, static_cast<int>(fittedHeight));
   VLBitmap thumbnail = bitmap->scaledTo(width, height);
   if (settings.has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
   if (settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap)) {

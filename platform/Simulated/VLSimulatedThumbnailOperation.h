@@ -1,8 +1,9 @@
 // VLSimulatedThumbnailOperation: the simulated provider's thumbnail fetch: for each item it
 // decodes the item's image, scales it to fit the requested size (points × scale), and
 // reports PNG data in the undecorated thumbnail format (quirks change the format, size or
-// outcome), once per item, on the operation's own thread before the operation finishes. Made by the item manager; runs
-// when added to an operation queue.
+// outcome), once per item, on the operation's own thread before the operation finishes. A
+// thumbnail larger than 4096 pixels a side is refused with an error. Made by the item
+// manager; runs when added to an operation queue.
 #pragma once
 
 #include <memory>

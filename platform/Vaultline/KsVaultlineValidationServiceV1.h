@@ -11,13 +11,13 @@
 #include "Core/VLValue.h"
 
 // The name under which the validation service is listed among a provider's services.
-extern const std::string KsVaultlineValidationServiceV1Name;
+extern const std::string& KsVaultlineValidationServiceV1Name;
 // The protocol name to set as a connection's remote interface.
-extern const std::string KsVaultlineValidationServiceV1ProtocolName;
+extern const std::string& KsVaultlineValidationServiceV1ProtocolName;
 // Option keys of the validation_allowValidation reply.
-extern const std::string KsVaultlineValidationOptionAlternateRootContainer;  // an item identifier
-extern const std::string KsVaultlineValidationOptionIsSyncingProvider;       // a boolean number
-extern const std::string VLValidationOptionHasNoWorkingSet;                  // a boolean number
+extern const std::string& KsVaultlineValidationOptionAlternateRootContainer;  // an item identifier
+extern const std::string& KsVaultlineValidationOptionIsSyncingProvider;       // a boolean number
+extern const std::string& VLValidationOptionHasNoWorkingSet;                  // a boolean number
 
 class KsVaultlineValidationServiceV1 {
  public:

@@ -47,6 +47,11 @@ void VLActionOperation::main() {
   VLItemManager::defaultManager()->scheduleAction(std::static_pointer_cast<VLActionOperation>(shared_from_this()));
 }
 
+bool VLActionOperation::reportFailure(const VLErrorRef& error) {
+  completeWithError(error);
+  return true;
+}
+
 std::string VLActionOperation::describeItems(const std::vector<VLItemRef>& items) {
   std::string out;
   for (const auto& item : items) {

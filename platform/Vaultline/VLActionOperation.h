@@ -4,8 +4,9 @@
 // scheduleAction() (or added to an operation queue, which hands it to the default item
 // manager). The platform ends it exactly once with completeWithError(), on a service
 // thread: the subclass's own completion runs first, then whatever actionCompletionBlock is
-// set at that moment, then the operation is finished. The completion block may be read and
-// replaced from any thread before the action completes.
+// set at that moment, then the operation is finished. Work that throws completes the action
+// with an error naming the exception. The completion block may be read and replaced from
+// any thread before the action completes.
 #pragma once
 
 #include <functional>
@@ -50,6 +51,8 @@ class VLActionOperation : public VLOperation {
   // Hands the action to the default item manager (used when run by an operation queue).
   void main() override;
   bool isAsynchronous() const override { return true; }
+  // Completes the action with `error` (when main() threw).
+  bool reportFailure(const VLErrorRef& error) override;
 
   // Returns "name id:identifier, …" for a list of items (for argumentsDescription()).
   static std::string describeItems(const std::vector<VLItemRef>& items);

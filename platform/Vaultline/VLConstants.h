@@ -1,20 +1,21 @@
-// Well-known identifiers, error domains and codes of the Vaultline service.
+// Well-known identifiers, error domains and codes of the Vaultline service. The string
+// constants are never destroyed, so threads still at work while the process exits may read them.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 // The root container of a provider's tree.
-extern const std::string KsVaultlineRootContainerItemIdentifier;
+extern const std::string& KsVaultlineRootContainerItemIdentifier;
 // The working-set container: items with a tag, a favourite rank or a last-used date.
-extern const std::string KsVaultlineWorkingSetContainerItemIdentifier;
+extern const std::string& KsVaultlineWorkingSetContainerItemIdentifier;
 // The identifier of a provider's default domain.
-extern const std::string KsVaultlineDomainDefaultIdentifier;
+extern const std::string& KsVaultlineDomainDefaultIdentifier;
 
 // The service's error domain, and the user-info key under which a filename-collision error
 // carries the existing item (a VLItem).
-extern const std::string KsVaultlineErrorDomain;
-extern const std::string KsVaultlineErrorItem;
+extern const std::string& KsVaultlineErrorDomain;
+extern const std::string& KsVaultlineErrorItem;
 enum : int64_t {
   VLVaultlineErrorFilenameCollision = -1001,
   VLVaultlineErrorServerUnreachable = -1004,
@@ -23,15 +24,15 @@ enum : int64_t {
 };
 
 // The domain of the errors the library makes itself when a feature is missing.
-extern const std::string KsTarragonErrorDomain;
+extern const std::string& KsTarragonErrorDomain;
 enum : int64_t { VLTarragonErrorFeatureUnsupported = 3328 };
 
 // The domain of file-system errors; the code is the errno value.
-extern const std::string VLPOSIXErrorDomain;
+extern const std::string& VLPOSIXErrorDomain;
 
 // Thumbnail format identifiers that the library tells apart.
-extern const std::string VLThumbnailFormatCachedIconBitmap;
-extern const std::string VLThumbnailFormatUndecorated;
+extern const std::string& VLThumbnailFormatCachedIconBitmap;
+extern const std::string& VLThumbnailFormatUndecorated;
 
 // Item capability bits. The library tests only VLItemCapabilityAllowsAddingSubItems.
 enum : uint64_t {

@@ -20,7 +20,7 @@ bool fail(VLErrorRef* error, int code, const VLURL& url) {
 }  // namespace
 
 VLFileManager& VLFileManager::defaultManager() {
-  static VLFileManager manager;
+  static auto& manager = *new VLFileManager;  // never destroyed: used by threads still at work at exit
   return manager;
 }
 

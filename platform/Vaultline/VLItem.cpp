@@ -1,13 +1,12 @@
 #include "Vaultline/VLItem.h"
 
-#include <functional>
 #include <unordered_map>
 
 #include "Core/VLFormat.h"
 
 namespace {
 
-using Getter = std::function<VLValue(const VLItemAttributes&)>;
+using Getter = VLItem::KeyReader;
 
 VLValue tagsValue(const VLItemAttributes& a) {
   VLValue::Array tags;
@@ -15,8 +14,10 @@ VLValue tagsValue(const VLItemAttributes& a) {
   return tags;
 }
 
+// The tables below are never destroyed: service threads may still read items while the
+// process exits.
 const std::vector<std::pair<std::string, Getter>>& getters() {
-  static const std::vector<std::pair<std::string, Getter>> table = {
+  static const auto& table = *new const std::vector<std::pair<std::string, Getter>>{
       {"providerIdentifier", [](const VLItemAttributes& a) { return VLValue(a.providerIdentifier); }},
       {"itemIdentifier", [](const VLItemAttributes& a) { return VLValue(a.itemIdentifier); }},
       {"parentItemIdentifier", [](const VLItemAttributes& a) { return VLValue(a.parentItemIdentifier); }},
@@ -60,10 +61,10 @@ const std::vector<std::pair<std::string, Getter>>& getters() {
   return table;
 }
 
-const std::unordered_map<std::string, const Getter*>& getterIndex() {
-  static const auto index = [] {
-    std::unordered_map<std::string, const Getter*> map;
-    for (const auto& [key, getter] : getters()) map.emplace(key, &getter);
+const std::unordered_map<std::string, Getter>& getterIndex() {
+  static const auto& index = *[] {
+    auto map = new std::unordered_map<std::string, Getter>;
+    for (const auto& [key, getter] : getters()) map->emplace(key, getter);
     return map;
   }();
   return index;
@@ -74,14 +75,19 @@ const std::unordered_map<std::string, const Getter*>& getterIndex() {
 VLItemRef VLItem::make(VLItemAttributes attributes) { return VLItemRef(new VLItem(std::move(attributes))); }
 
 VLValue VLItem::valueForKey(const std::string& key) const {
+  KeyReader reader = readerForKey(key);
+  return reader ? reader(a_) : VLValue();
+}
+
+VLItem::KeyReader VLItem::readerForKey(const std::string& key) {
   auto found = getterIndex().find(key);
-  return found == getterIndex().end() ? VLValue() : (*found->second)(a_);
+  return found == getterIndex().end() ? nullptr : found->second;
 }
 
 const std::vector<std::string>& VLItem::keys() {
-  static const std::vector<std::string> all = [] {
-    std::vector<std::string> list;
-    for (const auto& entry : getters()) list.push_back(entry.first);
+  static const auto& all = *[] {
+    auto list = new std::vector<std::string>;
+    for (const auto& entry : getters()) list->push_back(entry.first);
     return list;
   }();
   return all;

@@ -71,6 +71,11 @@ class VLItem : public VLObject {
   VLValue valueForKey(const std::string& key) const;
   // Returns every key that valueForKey() knows, in a fixed order.
   static const std::vector<std::string>& keys();
+  // Reads one attribute as valueForKey() does: reader(item.attributes()).
+  using KeyReader = VLValue (*)(const VLItemAttributes& attributes);
+  // Returns the reader of `key`, or null for a key valueForKey() does not know. A matcher
+  // resolves its keys once and then reads candidates without looking names up.
+  static KeyReader readerForKey(const std::string& key);
 
   // Returns "<VLItem id:… name:… parent:… type:…>".
   std::string description() const override;

@@ -44,7 +44,8 @@ class VLItemManager {
   virtual void fetchItemForItemID(const std::shared_ptr<const VLItemID>& itemID, ItemCompletion completion) = 0;
   // Fetches the item whose local copy or placeholder is at `url`.
   virtual void fetchItemForURL(const VLURL& url, ItemCompletion completion) = 0;
-  // Carries out `action`; the action reports through its own completion callbacks.
+  // Carries out `action`; the action reports through its own completion callbacks. Throws
+  // VLException for a null action.
   virtual void scheduleAction(const std::shared_ptr<VLActionOperation>& action) = 0;
   // Returns a collection of the children of a folder item.
   virtual std::shared_ptr<VLItemCollection> collectionForFolderItem(const VLItemRef& folder) = 0;

@@ -7,13 +7,19 @@
 #include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <utility>
 
 #include "Core/VLException.h"
 #include "Vaultline/VLConstants.h"
 
 namespace {
-std::mutex platformMutex;
-std::shared_ptr<VLPlatform> installed;  // guarded by platformMutex
+// Never destroyed: other threads may still ask for the platform while the process exits.
+std::mutex& platformMutex = *new std::mutex;
+std::shared_ptr<VLPlatform>& installed = *new std::shared_ptr<VLPlatform>;  // guarded by platformMutex
+
+// Runs before the static objects that existed when the first platform was installed are
+// destroyed, so the platform's own threads stop while everything they use is still there.
+void uninstallAtExit() { VLPlatform::install(nullptr); }
 }  // namespace
 
 bool vl_revisionOffers(bool current, VLPlatformCapability capability) {
@@ -30,8 +36,15 @@ bool vl_revisionOffers(bool current, VLPlatformCapability capability) {
 }
 
 void VLPlatform::install(std::shared_ptr<VLPlatform> platform) {
-  std::lock_guard lock(platformMutex);
-  installed = std::move(platform);
+  static std::once_flag exitHook;
+  std::call_once(exitHook, [] { std::atexit(uninstallAtExit); });
+  std::shared_ptr<VLPlatform> previous;
+  {
+    std::lock_guard lock(platformMutex);
+    previous = std::exchange(installed, std::move(platform));
+    if (previous == installed) previous = nullptr;
+  }
+  if (previous) previous->didUninstall();
 }
 
 std::shared_ptr<VLPlatform> VLPlatform::currentOrNull() {
@@ -72,13 +85,13 @@ void VLPlatform::stopAccessingSecurityScopedResource(const VLURL&) {}
 bool VLPlatform::deviceBooleanProperty(const std::string&) const { return false; }
 
 VLURL VLPlatform::temporaryDirectory() const {
-  static const VLURL directory = [] {
+  static const VLURL& directory = *[] {
     const char* base = std::getenv("TMPDIR");
     std::filesystem::path path = (base && *base) ? base : "/tmp";
     path /= "VaultlineValidations-" + std::to_string(::getpid());
     std::error_code ignored;
     std::filesystem::create_directories(path, ignored);
-    return VLURL::fileURLWithPath(path.string(), true);
+    return new VLURL(VLURL::fileURLWithPath(path.string(), true));  // never destroyed
   }();
   return directory;
 }

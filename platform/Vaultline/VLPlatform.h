@@ -42,7 +42,9 @@ class VLPlatform {
  public:
   virtual ~VLPlatform() = default;
 
-  // Makes `platform` the current one (nullptr uninstalls). Thread-safe.
+  // Makes `platform` the current one (nullptr uninstalls) and tells the platform it replaces
+  // through didUninstall(). The platform current when the process exits is uninstalled then,
+  // before the library's static objects go. Thread-safe.
   static void install(std::shared_ptr<VLPlatform> platform);
   // Returns the current platform; throws VLException when none is installed.
   static std::shared_ptr<VLPlatform> current();
@@ -73,4 +75,8 @@ class VLPlatform {
   virtual bool deviceBooleanProperty(const std::string& name) const;
   // Returns the process's temporary directory (created on first use).
   virtual VLURL temporaryDirectory() const;
+  // Called once this platform is no longer the current one (another was installed, it was
+  // uninstalled, or the process is exiting), on the thread that replaced it. A platform with
+  // threads of its own stops them here. Default: nothing.
+  virtual void didUninstall() {}
 };

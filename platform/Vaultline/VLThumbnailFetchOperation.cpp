@@ -11,6 +11,26 @@ void VLThumbnailFetchOperation::deliverThumbnail(const VLItemRef& item, const st
   {
     std::lock_guard lock(mutex_);
     block = block_;
+    delivered_.resize(items_.size());
+    for (size_t i = 0; i < items_.size(); ++i) {
+      if (!delivered_[i] && items_[i] == item) {
+        delivered_[i] = true;
+        break;
+      }
+    }
   }
   if (block) block(item, data, format, error);
+}
+
+bool VLThumbnailFetchOperation::reportFailure(const VLErrorRef& error) {
+  std::vector<VLItemRef> missing;
+  {
+    std::lock_guard lock(mutex_);
+    delivered_.resize(items_.size());
+    for (size_t i = 0; i < items_.size(); ++i) {
+      if (!delivered_[i]) missing.push_back(items_[i]);
+    }
+  }
+  for (const auto& item : missing) deliverThumbnail(item, std::nullopt, "", error);
+  return true;
 }

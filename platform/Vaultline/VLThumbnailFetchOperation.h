@@ -1,6 +1,7 @@
 // VLThumbnailFetchOperation: fetches one thumbnail per item. Made by an item manager; runs
 // when added to an operation queue, and calls the per-thumbnail callback once per item
-// (on the operation's thread or a service thread) before it finishes.
+// (on the operation's thread or a service thread) before it finishes. When the work throws,
+// every item not yet reported is reported with an error naming the exception.
 #pragma once
 
 #include <functional>
@@ -38,6 +39,8 @@ class VLThumbnailFetchOperation : public VLOperation {
   // For platforms: reports one item's thumbnail to the per-thumbnail callback.
   void deliverThumbnail(const VLItemRef& item, const std::optional<VLData>& data, const std::string& format,
                         const VLErrorRef& error);
+  // Reports `error` for every item not reported yet (when main() threw).
+  bool reportFailure(const VLErrorRef& error) override;
 
  private:
   const std::vector<VLItemRef> items_;
@@ -45,4 +48,5 @@ class VLThumbnailFetchOperation : public VLOperation {
   const double scale_;
   std::mutex mutex_;
   PerThumbnailCompletionBlock block_;  // guarded by mutex_
+  std::vector<bool> delivered_;        // guarded by mutex_: per entry of items_
 };

@@ -4,11 +4,11 @@
 #include <cctype>
 #include <set>
 
-const std::string VLPackageTypeIdentifier = "public.package";
+const std::string& VLPackageTypeIdentifier = *new std::string("public.package");
 
 namespace {
-const std::string kDynamicPrefix = "dyn.";
-const std::string kDynamicParentMark = ".conforms-to.";
+const std::string& kDynamicPrefix = *new std::string("dyn.");
+const std::string& kDynamicParentMark = *new std::string(".conforms-to.");
 
 std::string lowercase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });

@@ -14,7 +14,7 @@
 
 // The type of packages: directories that users see as one document (e.g. rich text with
 // attachments). Every package type conforms to it.
-extern const std::string VLPackageTypeIdentifier;
+extern const std::string& VLPackageTypeIdentifier;
 
 struct VLTypeDeclaration {
   std::string identifier;               // e.g. "public.jpeg"

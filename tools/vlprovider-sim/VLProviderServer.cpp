@@ -44,7 +44,8 @@ VLProviderServer::VLProviderServer(int input, int output, std::shared_ptr<VLPlat
       trace_(trace) {}
 
 const std::map<std::string, VLProviderServer::Handler>& VLProviderServer::handlers() {
-  static const std::map<std::string, Handler> table = {
+  static const auto& table = *new const std::map<std::string, Handler>{
+      // never destroyed: used by threads at exit
       {"initialize", &VLProviderServer::initialize},
       {"items.root", &VLProviderServer::rootItem},
       {"items.lookup", &VLProviderServer::lookup},

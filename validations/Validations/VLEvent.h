@@ -12,12 +12,13 @@
 #include "Core/VLObject.h"
 #include "Vaultline/VLItem.h"
 
-// The type words shared by the collection observer and the suites.
-extern const std::string VLEventInsert;  // "insert"
-extern const std::string VLEventMove;    // "move"
-extern const std::string VLEventDelete;  // "delete"
-extern const std::string VLEventUpdate;  // "update"
-extern const std::string VLEventReload;  // "reload"
+// The type words shared by the collection observer and the suites (never destroyed, like
+// every string constant of the library).
+extern const std::string& VLEventInsert;  // "insert"
+extern const std::string& VLEventMove;    // "move"
+extern const std::string& VLEventDelete;  // "delete"
+extern const std::string& VLEventUpdate;  // "update"
+extern const std::string& VLEventReload;  // "reload"
 
 class VLEvent;
 using VLEventRef = std::shared_ptr<const VLEvent>;
@@ -28,7 +29,9 @@ class VLEvent : public VLObject {
   // not concern one item.
   static VLEventRef make(std::string type, VLItemRef item);
 
+  // Returns the type word ("insert", "reload", "encountered-error: …").
   const std::string& type() const { return type_; }
+  // Returns the item the event is about, or null for events about no single item.
   const VLItemRef& item() const { return item_; }
 
   // Returns "<VLEvent: 0x…, type>".

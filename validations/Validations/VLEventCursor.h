@@ -18,15 +18,17 @@
 
 class VLEventCursor {
  public:
-  // Makes a cursor that searches `stream` and records its checks on `validator`.
+  // Makes a cursor that searches `stream` and records its checks on `validator`. Throws
+  // VLException when either is missing.
   static std::shared_ptr<VLEventCursor> make(std::shared_ptr<VLValidator> validator,
                                              std::shared_ptr<VLEventStream> stream);
 
   // Checks with the validator's default time-out. Returns the match or null.
   VLEventRef check(const std::shared_ptr<VLExpectedEvent>& expected);
-  // Searches the stream from its front for `expected`, waiting at most `timeout` seconds for
-  // it to arrive, and settles one expectation with the outcome. Leaves the stream as it is;
-  // remembers the match (null after a failure) for the advance operations.
+  // Searches the stream from its front for `expected`, waiting at most `timeout` seconds (NaN
+  // counts as 0) for it to arrive, and settles one expectation with the outcome. Leaves the
+  // stream as it is; remembers the match (null after a failure) for the advance operations.
+  // Throws VLException without an expected event.
   VLEventRef check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout);
 
   // Advances with the validator's default time-out.
@@ -47,6 +49,7 @@ class VLEventCursor {
   // Returns the timestamp matches are compared against. It is never raised, so it stays 0.
   uint64_t furthestTimestamp() const { return furthestTimestamp_; }
 
+  // Return the stream the cursor searches and the validator that records its checks.
   const std::shared_ptr<VLEventStream>& stream() const { return stream_; }
   const std::shared_ptr<VLValidator>& validator() const { return validator_; }
 

@@ -23,6 +23,7 @@ class VLEventGeneratingDelegate : public VLItemCollectionDelegate {
   // Makes an observer with no snapshot and a new empty stream.
   static std::shared_ptr<VLEventGeneratingDelegate> make();
 
+  // Returns the stream that receives the events.
   std::shared_ptr<VLEventStream> stream() const { return stream_; }
   // Replaces the stream that receives the events; call before observation starts.
   void setStream(std::shared_ptr<VLEventStream> stream) { stream_ = std::move(stream); }

@@ -30,10 +30,11 @@ class VLEventStream {
   // Appends `event` and shows it to every check now waiting, in the order the checks began.
   // Returns once all of them have seen it. Logs "[DEBUG] event@<index>: <type>" first,
   // where index is the array position the event is about to take (not its timestamp).
+  // Throws VLException for a null event.
   void addEvent(const VLEventRef& event);
 
-  // Returns the earliest event, already present or arriving within `timeout` seconds, for
-  // which `predicate` holds, or null. Stores the event's timestamp in `*timestamp` when
+  // Returns the earliest event, already present or arriving within `timeout` seconds (NaN
+  // counts as 0), for which `predicate` holds, or null. Stores the event's timestamp in `*timestamp` when
   // given; when nothing matched (or the match was dropped meanwhile) the stored value is
   // 2^63 − 1 plus the dropped count, above every real timestamp. Stops the process when
   // called on the stream's queue.

@@ -29,31 +29,37 @@ class VLExpectation : public VLObject, public std::enable_shared_from_this<VLExp
   // The expectation's text; also what "%@" prints for it.
   std::string description() const override;
   void setDescription(std::string text);
+  // The validator that records the expectation when it is settled (held weakly); null once
+  // the validator has recorded it, or when the validator is gone.
   std::shared_ptr<VLValidator> validator() const;
   void setValidator(std::weak_ptr<VLValidator> validator);
   // The comment: "" initially, none after a fail without an error.
   std::optional<std::string> comment() const;
   void setComment(std::optional<std::string> comment);
+  // The verdict: Inconclusive initially, Passed after a fulfil, Failed after a fail (the
+  // last call wins, even after the validator has recorded the expectation).
   VLValidationResult result() const;
   void setResult(VLValidationResult result);
+  // The error of the last failWithError() (or failWithComment()), or none.
   VLErrorRef error() const;
   void setError(VLErrorRef error);
 
   // Sets the result to Passed and hands the expectation to its validator.
   void fulfill();
-  // Stores the formatted comment, then fulfil().
+  // Stores the formatted comment, then fulfil() (plain text: fulfillWithCommentText()).
   template <class... Args>
   void fulfillWithComment(const char* format, const Args&... args) {
-    setComment(VLFormat(format, args...));
-    fulfill();
+    fulfillWithCommentText(VLFormat(format, args...));
   }
+  void fulfillWithCommentText(const std::string& text);
   // failWithError() with no error: comment and error both end up none.
   void fail();
   // Stores `error`, sets the comment to its diagnostic description (none without an error),
   // sets the result to Failed and hands the expectation to its validator.
   void failWithError(VLErrorRef error);
   // Fails with an error in KsVaultlineValidationErrorDomain, code 0, whose localized
-  // description is the formatted text.
+  // description is the formatted text (plain text, which may contain "%":
+  // failWithCommentText()).
   template <class... Args>
   void failWithComment(const char* format, const Args&... args) {
     failWithCommentText(VLFormat(format, args...));

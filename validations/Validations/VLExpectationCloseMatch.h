@@ -19,6 +19,8 @@ class VLExpectationCloseMatch {
   // from the expectation in `nonmatchingKeys`.
   static std::shared_ptr<const VLExpectationCloseMatch> make(VLItemRef item, std::set<std::string> nonmatchingKeys);
 
+  // Return the near-missing candidate's item (null for an event without one) and the keys
+  // in which it differed.
   const VLItemRef& item() const { return item_; }
   const std::set<std::string>& nonmatchingKeys() const { return nonmatchingKeys_; }
 

@@ -6,13 +6,14 @@
 // this expected event, so that a failed check can say which keys differed. Type and item
 // are fixed at creation; only the closest match changes. matchesEvent() runs on the
 // stream's queue while the validation's thread is blocked in the check, so one expected
-// event must serve one check at a time. Made by eventWithType().
+// event must serve one check at a time. Made by eventWithType() (or make()).
 #pragma once
 
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Core/VLObject.h"
 #include "Validations/VLEvent.h"
@@ -26,17 +27,26 @@ class VLExpectedEvent : public VLObject {
   // set the keys that matter.
   static std::shared_ptr<VLExpectedEvent> eventWithType(std::optional<std::string> type,
                                                         const std::function<void(VLExpectedItem& item)>& configure);
+  // The same, under the house name of an initialiser.
+  static std::shared_ptr<VLExpectedEvent> make(std::optional<std::string> type,
+                                               const std::function<void(VLExpectedItem& item)>& configure) {
+    return eventWithType(std::move(type), configure);
+  }
 
+  // Returns the expected type word, or none for any type.
   const std::optional<std::string>& type() const { return type_; }
+  // Returns the expected item; only its expectedKeys() are compared.
   const VLExpectedItem& item() const { return item_; }
 
-  // Returns the best near miss so far, or null.
+  // Returns the best near miss so far, or null. Read it after a check has returned.
   std::shared_ptr<const VLExpectationCloseMatch> closestMatch() const { return closestMatch_; }
+  // Replaces the near miss (a later check then has to beat this one).
   void setClosestMatch(std::shared_ptr<const VLExpectationCloseMatch> match) { closestMatch_ = std::move(match); }
 
   // Returns whether `event` is the one expected. A candidate of the right type and
   // identity (filename, display name, item identifier) that differs in other keys becomes
   // the closest match unless the current one differs in fewer keys; ties go to the later.
+  // Throws VLException for a null event.
   bool matchesEvent(const VLEventRef& event);
 
   // Returns "signal (<type or any>), properties <key: value, …>" over the expected keys,
@@ -50,11 +60,22 @@ class VLExpectedEvent : public VLObject {
   static std::string formatValue(const VLValue& value);
 
  private:
-  VLExpectedEvent(std::optional<std::string> type, VLExpectedItem item)
-      : type_(std::move(type)), item_(std::move(item)) {}
+  // One expected key resolved when the event is made: its name, the expected value and the
+  // reader of the candidate's value, so that matching looks nothing up by name.
+  struct ResolvedKey {
+    std::string key;
+    VLValue expected;
+    VLItem::KeyReader read = nullptr;  // null for a key items do not have
+  };
+
+  VLExpectedEvent(std::optional<std::string> type, VLExpectedItem item);
+  // Returns the candidate's value of `key` (none without a candidate or a reader).
+  static VLValue candidateValue(const ResolvedKey& key, const VLItemRef& candidate);
 
   const std::optional<std::string> type_;
   const VLExpectedItem item_;
+  std::vector<ResolvedKey> identityKeys_;  // the expected identity keys, in identity order
+  std::vector<ResolvedKey> otherKeys_;     // every other expected key, in expectedKeys() order
   // Written on the stream's queue during a check; read by the validation after it.
   std::shared_ptr<const VLExpectationCloseMatch> closestMatch_;
 };

@@ -91,6 +91,8 @@ class VLExpectedItem {
   // Stores the capability bits and records "capabilities".
   void setCapabilities(uint64_t value);
 
+  // Return the stored values: none (or false, or 0) for attributes never set. Whether an
+  // attribute counts is told by expectedKeys(), not by its value.
   const std::optional<std::string>& providerIdentifier() const { return providerIdentifier_; }
   const std::optional<std::string>& itemIdentifier() const { return itemIdentifier_; }
   const std::optional<std::string>& parentItemIdentifier() const { return parentItemIdentifier_; }

@@ -23,6 +23,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <typeindex>
@@ -61,7 +62,8 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // discovery over a list of one's own, see validationsOfSuiteClasses()).
   template <class Suite>
   static VLValidationSuiteClassRef describeSuiteClass(std::vector<VLValidationOperation> operations);
-  // Adds `suiteClass` to the registry; every registration goes through here.
+  // Adds `suiteClass` to the registry; every registration goes through here. Throws
+  // VLException for none, for a class registered before, or after the first allValidations().
   static void registerSuiteClass(VLValidationSuiteClassRef suiteClass);
   // Returns the registered classes in registration order.
   static std::vector<VLValidationSuiteClassRef> registeredSuiteClasses();
@@ -100,13 +102,21 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
                                                               std::shared_ptr<VLProvider> provider,
                                                               std::optional<std::string> variantSelector);
 
+  // Returns the provider the case runs against (null in the process-wide templates).
   std::shared_ptr<VLProvider> provider() const { return provider_; }
+  // Replaces the provider; only before the case runs, from the thread that will run it.
   void setProvider(std::shared_ptr<VLProvider> provider) { provider_ = std::move(provider); }
+  // Returns the validation operation's selector, e.g. "validateTrashUntrash:variant:".
   const std::string& selector() const { return selector_; }
+  // Returns the variant operation's selector, e.g. "variantTrashingFolder:", or none.
   const std::optional<std::string>& variantSelector() const { return variantSelector_; }
+  // Returns the registered record of the case's suite class (null only for a bare base case).
   const VLValidationSuiteClassRef& suiteClass() const { return suiteClass_; }
-  std::shared_ptr<VLValidator> validator() const { return validator_.lock(); }
-  void setValidator(const std::shared_ptr<VLValidator>& validator) { validator_ = validator; }
+  // Returns the validator of the run in progress, or null before and after it. Safe to call
+  // from any thread (the case's own thread clears it when the run finishes).
+  std::shared_ptr<VLValidator> validator() const;
+  // Sets the (weakly held) validator; running the case sets and clears it. Thread-safe.
+  void setValidator(const std::shared_ptr<VLValidator>& validator);
 
   // Returns the variant name without "variant" and the final ":" ("TrashingFolder").
   static std::string prettyNameFromVariantSelector(const std::string& variantSelector);
@@ -132,14 +142,17 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // ---- Running (VLValidationCaseExecution.cpp) ------------------------------------------
 
   // Runs the case on the shared background queue, tears it down, then calls `completion` on
-  // that thread. Returns at once. Throws VLException without a validator.
+  // that thread. Returns at once. Throws VLException without a validator. A VLException from
+  // the case becomes a failed expectation; any other exception stops the process with a
+  // "[CRIT]" line naming the case and the exception.
   void performWithValidator(const std::shared_ptr<VLValidator>& validator, std::function<void()> completion);
   // Runs the case without tear-down; `completion` is called on the background thread.
   void _performWithValidator(const std::shared_ptr<VLValidator>& validator, std::function<void()> completion);
   // Stops every observed collection and runs the clean-up actions within cleanupTimeout(),
   // failing "Cleanup within timeout" on the validator if they take longer.
   void _tearDown(const std::shared_ptr<VLValidator>& validator);
-  // Returns how long tear-down waits for clean-up actions: 15 seconds unless set.
+  // Returns how long tear-down waits for clean-up actions: 15 seconds unless set (NaN counts
+  // as 0).
   double cleanupTimeout() const { return cleanupTimeout_; }
   void setCleanupTimeout(double seconds) { cleanupTimeout_ = seconds; }
 
@@ -165,6 +178,9 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // Does nothing for none.
   void registerItemToCleanup(const VLItemRef& item);
 
+  // Return the observed collections (emptied by tear-down), their observers (kept for the
+  // case's lifetime) and the pending clean-up actions. Read them from the case's thread, or
+  // after the completion.
   const std::vector<std::shared_ptr<VLItemCollection>>& collections() const { return collections_; }
   const std::vector<std::shared_ptr<VLEventGeneratingDelegate>>& delegates() const { return delegates_; }
   const std::vector<std::shared_ptr<VLActionOperation>>& cleanupOperations() const { return cleanupOperations_; }
@@ -219,7 +235,7 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   std::shared_ptr<VLEventStream> streamForContainer(const std::string& identifier);
   void runOnBackgroundThread(const std::shared_ptr<VLValidator>& validator, const std::function<void()>& completion);
 
-  // Fixed at creation.
+  // Set at creation; the provider may be replaced before the case runs.
   std::shared_ptr<VLProvider> provider_;
   std::string selector_;
   std::optional<std::string> variantSelector_;
@@ -229,7 +245,8 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   std::vector<std::shared_ptr<VLItemCollection>> collections_;
   std::vector<std::shared_ptr<VLEventGeneratingDelegate>> delegates_;
   std::vector<std::shared_ptr<VLActionOperation>> cleanupOperations_;
-  std::weak_ptr<VLValidator> validator_;
+  mutable std::mutex validatorMutex_;
+  std::weak_ptr<VLValidator> validator_;  // guarded by validatorMutex_
   double cleanupTimeout_ = 15.0;
 };
 

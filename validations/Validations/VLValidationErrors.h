@@ -7,7 +7,7 @@
 
 // The domain in which the library reports validation failures. Codes: 0 a failure made
 // from a comment, 1 a failed check or cursor match, 2 a time-out.
-extern const std::string KsVaultlineValidationErrorDomain;
+extern const std::string& KsVaultlineValidationErrorDomain;
 enum : int64_t {
   VLValidationErrorFailure = 0,
   VLValidationErrorCheckFailed = 1,

@@ -17,15 +17,20 @@ class VLValidator;
 
 class VLValidationLoggingItemManager : public VLItemManager {
  public:
+  // Makes a manager without a validator (VLValidator::make() makes its own and sets it).
   static std::shared_ptr<VLValidationLoggingItemManager> make();
 
+  // The validator whose expectations record the actions, held weakly; null when it is gone
+  // (actions are then forwarded without an expectation). Thread-safe.
   std::shared_ptr<VLValidator> validator() const;
   void setValidator(std::weak_ptr<VLValidator> validator);
 
   // Creates the "Performing %@" expectation, wraps the action's completion block so that it
   // settles that expectation before calling the previous block, and hands the action on.
+  // Throws VLException for a null action.
   void scheduleAction(const std::shared_ptr<VLActionOperation>& action) override;
 
+  // Everything else is forwarded to the current platform's default item manager.
   void fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider, ItemCompletion completion) override;
   void fetchURLForItem(const VLItemRef& item, URLCompletion completion) override;
   void fetchURLForItem(const VLItemRef& item, bool creatingPlaceholderIfMissing, URLCompletion completion) override;

@@ -6,8 +6,9 @@
 // the validator, whether its second takes a variant value) and a type-erased way to call it.
 // An object argument is anything a std::shared_ptr<VLValidator> converts to; a variant value
 // is a VLValue, or a std::string or std::shared_ptr<const T> read out of one (a value of
-// another kind throws VLException when the case runs). A result that converts to
-// VLValue is the operation's value; any other result, or none, reads as none.
+// another kind throws VLException when the case runs). A result that converts to VLValue is
+// the operation's value; a member whose result cannot carry a value (neither void nor
+// convertible to VLValue) does not compile, so a variant's value is never lost.
 //
 // Lifetime and threads: a value copied into its suite class's record at registration,
 // immutable afterwards and safe to share. invoke() runs the suite's code on the calling thread.
@@ -117,11 +118,8 @@ VLValue VLValidationOperation::callAndWrap(Call&& call) {
   if constexpr (std::is_void_v<Result>) {
     call();
     return VLValue();
-  } else if constexpr (std::is_convertible_v<Result, VLValue>) {
-    return VLValue(call());
   } else {
-    call();
-    return VLValue();
+    return VLValue(call());
   }
 }
 
@@ -135,6 +133,9 @@ requires std::is_member_function_pointer_v<Member> VLValidationOperation::VLVali
   using Arguments = typename Traits::Arguments;
   static_assert(std::is_base_of_v<VLValidationCase, Class>,
                 "a suite lists only member functions of VLValidationCase subclasses");
+  static_assert(std::is_void_v<Result> || std::is_convertible_v<Result, VLValue>,
+                "a listed operation must return void (a validation) or a value that converts to VLValue (a "
+                "variant: VLValue, a std::shared_ptr to a VLObject, a string, a number, an optional of one)");
   constexpr size_t count = std::tuple_size_v<Arguments>;
   argumentCount_ = count;
   returnsValue_ = !std::is_void_v<Result>;

@@ -25,6 +25,7 @@
 #include "Core/VLObject.h"
 #include "Dispatch/VLDispatchGroup.h"
 #include "Dispatch/VLDispatchQueue.h"
+#include "Dispatch/VLDispatchTime.h"
 #include "Validations/VLExpectation.h"
 #include "Validations/VLValidationResult.h"
 
@@ -33,6 +34,8 @@ class VLValidationLoggingItemManager;
 class VLValidator : public VLObject, public std::enable_shared_from_this<VLValidator> {
  public:
   using MarkTable = std::map<std::string, uint64_t>;
+  // Called once per settled expectation, on the validation queue, with the expectation and
+  // the live table of marks. The table is valid only during the call: copy what you keep.
   using StatusBlock = std::function<void(const std::shared_ptr<VLExpectation>& expectation, const MarkTable& marks)>;
 
   // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
@@ -43,31 +46,39 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   void startValidation();
   // Records the stop time and computes the result over handled, then outstanding, expectations.
   void finishValidation();
+  // Returns NotStarted, Running, or after finishValidation() the lowest result of all
+  // expectations (Passed when there were none). Safe from any thread.
   VLValidationResult result() const;
   // Seconds between start and finish; meaningful only after finishValidation().
   double runtime() const;
 
-  // Creates an outstanding expectation with the formatted description.
+  // Creates an outstanding expectation with the formatted description. `format` is a
+  // format: text that may contain "%" (a file name, say) goes through expectationWithText().
   template <class... Args>
   std::shared_ptr<VLExpectation> expectationWithDescription(const char* format, const Args&... args) {
     return expectationWithText(VLFormat(format, args...));
   }
+  // Creates an outstanding expectation whose description is `text`, as it stands.
   std::shared_ptr<VLExpectation> expectationWithText(const std::string& text);
-  // Records an inconclusive expectation whose description is the formatted comment.
+  // Records an inconclusive expectation whose description is the formatted comment (plain
+  // text: markInconclusiveWithCommentText()).
   template <class... Args>
   void markInconclusiveWithComment(const char* format, const Args&... args) {
-    recordSettled(VLFormat(format, args...), VLValidationResultInconclusive);
+    markInconclusiveWithCommentText(VLFormat(format, args...));
   }
-  // Records a failed expectation whose description is the formatted text (no comment, no error).
+  void markInconclusiveWithCommentText(const std::string& text);
+  // Records a failed expectation whose description is the formatted text, with no comment and
+  // no error (plain text: failWithCommentText()).
   template <class... Args>
   void failWithComment(const char* format, const Args&... args) {
-    recordSettled(VLFormat(format, args...), VLValidationResultFailed);
+    failWithCommentText(VLFormat(format, args...));
   }
+  void failWithCommentText(const std::string& text);
 
   // Waits for the outstanding expectations for defaultTimeout() seconds.
   void waitForExpectations();
-  // Waits at most `seconds`; then fails every expectation still open with a code-2 error
-  // "Timed out (<seconds>s)". When it returns, nothing is outstanding.
+  // Waits at most `seconds` (NaN counts as 0); then fails every expectation still open with a
+  // code-2 error "Timed out (<seconds>s)". When it returns, nothing is outstanding.
   void waitForExpectationsWithTimeout(double seconds);
   // Settles `expectation` on the validation queue, later; called by the expectation.
   void fulfillExpectation(const std::shared_ptr<VLExpectation>& expectation);
@@ -90,12 +101,18 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // Returns "ValidationFolder-<name>" for a folder or "Validation-<name>" for a file.
   std::string newFilenameForDirectory(bool isDirectory);
 
-  // The status callback, called on the validation queue once per settled expectation.
+  // Sets or returns the status callback (see StatusBlock); none at creation. Not to be called
+  // from inside the callback itself.
   void setStatusBlock(StatusBlock block);
+  StatusBlock statusBlock();
+  // Whether suites make their stricter optional checks; false at creation. The validator
+  // itself never reads it. Safe from any thread.
   bool strict() const { return strict_.load(); }
   void setStrict(bool strict) { strict_.store(strict); }
+  // The wait of waitForExpectations() and the default of cursor checks, in seconds: 5 at
+  // creation; NaN is stored as 0. Safe from any thread.
   double defaultTimeout() const { return defaultTimeout_.load(); }
-  void setDefaultTimeout(double seconds) { defaultTimeout_.store(seconds); }
+  void setDefaultTimeout(double seconds) { defaultTimeout_.store(vl_timeoutOrZero(seconds)); }
 
   // Returns one line "\t<description>\n" per settled expectation. Read after the run only.
   std::string description() const override;

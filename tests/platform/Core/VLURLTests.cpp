@@ -2,6 +2,9 @@
 
 #include <filesystem>
 
+#include <unistd.h>
+
+#include "Core/VLException.h"
 #include "Core/VLURL.h"
 
 namespace {
@@ -16,6 +19,17 @@ TEST(VLURL, AbsoluteStringEncodesPathAndMarksDirectories) {
   EXPECT_EQ(VLURL::fileURLWithPath("/x/a+b,c=d;e@f", false).absoluteString(), "file:///x/a+b,c=d;e@f");
   EXPECT_EQ(VLURL::fileURLWithPath("/a/./b/../c", false).path(), "/a/c");
   EXPECT_EQ(VLURL::fileURLWithPath("rel", false).path(), (std::filesystem::current_path() / "rel").string());
+}
+
+TEST(VLURL, RelativePathWithoutAWorkingDirectoryThrows) {
+  auto previous = std::filesystem::current_path();
+  auto gone = std::filesystem::temp_directory_path() / ("vlurl-gone-" + std::to_string(::getpid()));
+  std::filesystem::create_directory(gone);
+  std::filesystem::current_path(gone);
+  std::filesystem::remove(gone);
+  EXPECT_THROW(VLURL::fileURLWithPath("rel", false), VLException);
+  EXPECT_EQ(VLURL::fileURLWithPath("/abs", false).path(), "/abs");
+  std::filesystem::current_path(previous);
 }
 
 TEST(VLURL, ComponentsAndExtensions) {

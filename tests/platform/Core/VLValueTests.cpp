@@ -7,6 +7,7 @@
 #include "Core/VLData.h"
 #include "Core/VLDate.h"
 #include "Core/VLError.h"
+#include "Core/VLFormat.h"
 #include "Core/VLRandom.h"
 #include "Core/VLValue.h"
 
@@ -42,6 +43,13 @@ TEST(VLValue, NumbersCompareByValueAcrossKinds) {
   EXPECT_EQ(VLValue(1e30).integerValue(), INT64_MAX);
   EXPECT_EQ(VLValue(-1e30).integerValue(), INT64_MIN);
   EXPECT_EQ(VLValue(NAN).integerValue(), 0);
+  // Unsigned integers keep their sign: a bit set with its top bit set is not negative.
+  EXPECT_EQ(VLValue(UINT64_MAX).description(), "18446744073709551615");
+  EXPECT_EQ(VLFormat("%@ %u %d", VLValue(UINT64_C(1) << 63), VLValue(UINT64_MAX), VLValue(7u)),
+            "9223372036854775808 18446744073709551615 7");
+  EXPECT_NE(VLValue(UINT64_MAX), VLValue(-1));
+  EXPECT_EQ(VLValue(uint64_t(5)), VLValue(5));
+  EXPECT_EQ(VLValue(UINT64_MAX).integerValue(), INT64_MAX);
 }
 
 TEST(VLValue, ContainersCompareElementWise) {

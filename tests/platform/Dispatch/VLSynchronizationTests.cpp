@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <latch>
 #include <thread>
 #include <vector>
@@ -55,6 +56,7 @@ TEST(VLDispatchGroup, WaitsUntilEmptyOrTimesOut) {
   EXPECT_GE(secondsSince(start), kShort);
   group->leave();
   EXPECT_FALSE(group->wait(0));
+  EXPECT_FALSE(group->wait(std::nan("")));  // not a number: no wait at all
   VLBackgroundQueue::shared().async([group] { group->leave(); });
   EXPECT_TRUE(group->wait());
 }
@@ -79,6 +81,7 @@ TEST(VLSemaphore, CountsSignalsAndTimesOut) {
   VLBackgroundQueue::shared().async([semaphore] { semaphore->signal(); });
   EXPECT_TRUE(semaphore->wait(kPatience));  // only the other thread's signal can satisfy this
   EXPECT_FALSE(semaphore->wait(0));
+  EXPECT_FALSE(semaphore->wait(std::nan("")));
 }
 
 TEST(VLOnce, ConcurrentFirstCallsRunTheWorkOnce) {

@@ -151,6 +151,18 @@ TEST_F(VLSimulatedActions, MoveReportsTransferResultsAndLeavesTheSourceCollectio
   EXPECT_GE(update, 0) << "the folder's new child count shows in its parent's collection";
   EXPECT_EQ(contentsOf(*fetchURL(after, false)), "x");
   EXPECT_TRUE(perform(VLMoveOperation::make({folder}, folder)));  // into itself
+
+  // Moving an item out of the trash takes it out of the trash.
+  ASSERT_FALSE(perform(VLTrashOperation::make({after})));
+  ASSERT_TRUE(lookup(file->itemIdentifier())->isTrashed());
+  auto rescue = VLMoveOperation::make({after}, root());
+  ASSERT_FALSE(perform(rescue));
+  auto rescued = lookup(file->itemIdentifier());
+  EXPECT_FALSE(rescued->isTrashed());
+  EXPECT_FALSE(rescue->transferResultForItem(after)->isTrashed());
+  EXPECT_EQ(rescued->parentItemIdentifier(), KsVaultlineRootContainerItemIdentifier);
+  EXPECT_EQ(contentsOf(*fetchURL(rescued, false)), "x");
+  EXPECT_TRUE(fs::is_empty(service->storageDirectory().path() + "/.Trash"));
 }
 
 TEST_F(VLSimulatedActions, DeleteRemovesTreesAndTheirURLs) {
@@ -209,6 +221,8 @@ TEST_F(VLSimulatedActions, UserStateActionsReachContainerAndWorkingSet) {
   ASSERT_FALSE(perform(VLSetLastOpenDateOperation::make({file}, when)));
   EXPECT_GE(workingSet->waitFor([&](const Event& e) { return e.item && e.item->lastUsedDate() == when; }), 0);
   EXPECT_TRUE(perform(VLSetTagsOperation::make({file}, {})));  // one tag list per item
+  EXPECT_TRUE(perform(VLSetTagsOperation::make({file}, {{red, nullptr}})));
+  EXPECT_EQ(lookup(file->itemIdentifier())->tags().size(), 1u) << "a refused tag list changes nothing";
 }
 
 }  // namespace

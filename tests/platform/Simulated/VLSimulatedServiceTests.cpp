@@ -120,6 +120,40 @@ TEST_F(VLSimulatedService, ThumbnailsShowThePictureOncePerItem) {
   EXPECT_TRUE(std::get<3>(calls[1]));      // text has no thumbnail
 }
 
+// An action the provider's work chokes on (here: one whose class name cannot even be read).
+class ChokingAction : public VLActionOperation {
+ public:
+  std::string className() const override { throw std::runtime_error("no name"); }
+
+ protected:
+  std::string argumentsDescription() const override { return ""; }
+};
+
+TEST_F(VLSimulatedService, WorkThatCannotBeDoneStillAnswersWithAnError) {
+  auto image = importFile("picture.jpeg", simtest::redGreenJPEG());
+  auto operation = manager->thumbnailsFetchOperationForItems({image, image}, {1e9, 1e9}, 1e9);
+  std::vector<VLErrorRef> errors;
+  std::mutex mutex;
+  operation->setPerThumbnailCompletionBlock(
+      [&](const VLItemRef&, const std::optional<VLData>&, const std::string&, const VLErrorRef& error) {
+        std::lock_guard lock(mutex);
+        errors.push_back(error);
+      });
+  auto queue = VLOperationQueue::make();
+  queue->addOperation(operation);
+  ASSERT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
+  ASSERT_EQ(errors.size(), 2u);
+  ASSERT_TRUE(errors[1]);
+  EXPECT_EQ(errors[1]->localizedDescription(),
+            "A thumbnail of 1e+09x1e+09 points at scale 1e+09 is larger than 4096 pixels a side.");
+
+  VLErrorRef error = perform(std::make_shared<ChokingAction>());
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->domain(), VLExceptionErrorDomain);
+  EXPECT_EQ(error->localizedDescription(),
+            "The simulated provider's action failed with an exception: std::runtime_error: no name");
+}
+
 TEST_F(VLSimulatedService, ValidationServiceAnswersWithTheProvidersOptions) {
   start("alternate-root=Validation,syncing=no,working-set=no");
   auto proxy = proxyFor(root());
@@ -181,6 +215,50 @@ TEST_F(VLSimulatedService, OlderRevisionOffersOnlyTheOlderInitialisers) {
   EXPECT_EQ(fetched->itemIdentifier(), KsVaultlineRootContainerItemIdentifier);
   auto rootItems = observe(manager->newCollectionWithItemID(itemID(KsVaultlineRootContainerItemIdentifier)));
   EXPECT_EQ(rootItems->events().back().kind, "reload");
+}
+
+TEST_F(VLSimulatedService, UninstallingEndsTheServiceAndDropsPendingWork) {
+  start("action-latency=60s");
+  std::weak_ptr<VLActionOperation> pending;
+  {
+    auto action = VLSetLastOpenDateOperation::make({}, VLDate::now());
+    pending = action;
+    manager->scheduleAction(action);
+  }
+  EXPECT_FALSE(pending.expired()) << "the timer holds the action until its latency has passed";
+  VLPlatform::install(nullptr);
+  EXPECT_TRUE(service->hasEnded());
+  EXPECT_TRUE(pending.expired()) << "an ended service keeps nothing scheduled";
+  VLErrorRef error = perform(VLSetLastOpenDateOperation::make({}, VLDate::now()));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->localizedDescription(), "The simulated provider service has ended.");
+  EXPECT_THROW(service->install(), VLException);
+}
+
+// A program may end while uploads, actions and collection deliveries are still on their
+// way; the service's own threads must not run on into state that exit has torn down.
+TEST_F(VLSimulatedService, ExitingWithWorkPendingIsClean) {
+#ifdef __SANITIZE_THREAD__
+  const int runs = 3;  // ThreadSanitizer keeps each program alive a second at exit, watching
+#else
+  const int runs = 10;
+#endif
+  for (int run = 0; run < runs; ++run) {
+    EXPECT_EXIT(
+        {
+          start("upload-latency=1ms,collection-latency=1ms,action-latency=1ms");
+          observeContainer(KsVaultlineRootContainerItemIdentifier);
+          observeContainer(KsVaultlineWorkingSetContainerItemIdentifier);
+          std::vector<VLItemRef> files;
+          for (int i = 0; i < 8; ++i) files.push_back(importFile("f" + std::to_string(i) + ".txt", "x"));
+          for (int i = 0; i < 40; ++i) {
+            manager->scheduleAction(VLSetLastOpenDateOperation::make(files, VLDate::now()));
+            manager->scheduleAction(VLCreateFolderOperation::make(root(), "d" + std::to_string(i)));
+          }
+          std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+  }
 }
 
 }  // namespace

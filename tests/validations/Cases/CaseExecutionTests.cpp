@@ -1,6 +1,9 @@
 // Running a case through each of its paths, and tearing it down.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
 #include "support/Await.h"
@@ -37,6 +40,7 @@ class CaseRunSuite : public VLValidationCase {
     throw VLException("boom");
   }
   void validateThrowing(const Validator&) { throw VLException("bang"); }
+  void validateThrowingOther(const Validator&) { throw std::runtime_error("boom"); }
   void validateWithCleanup(const Validator& validator) {
     validator->expectationWithDescription("done")->fulfill();
     registerItemToCleanup(vl_testItem("doc-1", "Doc.txt"));
@@ -54,6 +58,7 @@ const bool kRegistered = [] {
       {"variantFailing:", &CaseRunSuite::variantFailing},
       {"validateThrowingWithOpenExpectation:", &CaseRunSuite::validateThrowingWithOpenExpectation},
       {"validateThrowing:", &CaseRunSuite::validateThrowing},
+      {"validateThrowingOther:", &CaseRunSuite::validateThrowingOther},
       {"validateWithCleanup:", &CaseRunSuite::validateWithCleanup},
   });
   return true;
@@ -90,6 +95,19 @@ TEST(CaseExecution, APlainCaseWithoutExpectationsPassesWithoutWaiting) {
   EXPECT_THROW(validationCase->performWithValidator(nullptr, [] {}), VLException);
 }
 
+TEST(CaseExecution, TheValidatorCanBeReadFromAnyThreadWhileTheCaseClearsIt) {
+  ActionRecordingPlatform::install();
+  auto validationCase = makeCase("validateNothing:");
+  std::atomic<bool> finished{false};
+  std::thread reader([&] {
+    while (!finished.load()) validationCase->validator();
+  });
+  run(validationCase);
+  finished = true;
+  reader.join();
+  EXPECT_EQ(validationCase->validator(), nullptr);
+}
+
 TEST(CaseExecution, VariantsFeedTheBodyOrSkipIt) {
   ActionRecordingPlatform::install();
   auto withValidator = makeCase("validateWithVariant:variant:", "variantWithValidator:");
@@ -124,6 +142,11 @@ TEST(CaseExecution, AnExceptionFailsAnExpectationAndOpenOnesStayInconclusive) {
   auto alone = run(makeCase("validateThrowing:"));
   EXPECT_EQ(alone->result(), VLValidationResultFailed);
   EXPECT_EQ(descriptions(alone), std::vector<std::string>{"Validation encountered an exception: bang"});
+
+  // Any other exception is the suite's bug: the process stops, naming the case, never hangs.
+  EXPECT_DEATH((VLLog::setSink({}), run(makeCase("validateThrowingOther:"))),
+               "\\[CRIT\\] Validation - \\[CaseRunSuite ThrowingOther:\\] raised an exception it does not "
+               "handle: std::runtime_error: boom");
 }
 
 TEST(CaseTearDown, RunsCleanUpStraightOnTheDefaultManager) {

@@ -64,6 +64,13 @@ TEST(CaseNames, DisplayTitleSplitsEveryCapitalButNotDigits) {
             "File Type Is Returned Correctly");
   EXPECT_EQ(plainCase<VLFileTypeValidation>("validateJPEGThumbnail2x:")->displayTitle(), "J P E G Thumbnail2x");
   EXPECT_EQ(plainCase<VLFileTypeValidation>("validateCafé:")->displayTitle(), "Café");
+  // Capitals outside ASCII start words too; a malformed byte is copied as it is.
+  EXPECT_EQ(plainCase<VLFileTypeValidation>("validateCaféÉclairΑλφαΒήτα:")->displayTitle(), "Café Éclair Αλφα Βήτα");
+  EXPECT_EQ(plainCase<VLFileTypeValidation>("validateBad\xC3"
+                                            "Byte:")
+                ->displayTitle(),
+            "Bad\xC3"
+            " Byte");
   // The variant's pretty name is not split.
   EXPECT_EQ(trashCase("validateTrashUntrash:variant:", "variantTrashingBigFolder:")->displayTitle(),
             "Trash Untrash (TrashingBigFolder)");

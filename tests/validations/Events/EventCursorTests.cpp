@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <thread>
 
+#include "Core/VLException.h"
 #include "Validations/VLEventCursor.h"
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLValidationErrors.h"
@@ -68,6 +70,17 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
                 "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
                 "\ntrashed: got 0, but expected 1");
   EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
+}
+
+TEST_F(EventCursorTest, MissingArgumentsThrowAtTheCall) {
+  EXPECT_THROW(VLEventCursor::make(validator, nullptr), VLException);
+  EXPECT_THROW(VLEventCursor::make(nullptr, stream), VLException);
+  EXPECT_THROW(cursor->check(nullptr), VLException);
+  EXPECT_THROW(stream->addEvent(nullptr), VLException);
+  EXPECT_THROW(insertNamed("a")->matchesEvent(nullptr), VLException);
+  EXPECT_EQ(streamLength(), 0u);
+  add(VLEventInsert, "a");
+  EXPECT_TRUE(cursor->check(insertNamed("a"), std::nan("")));  // NaN: the events present, no wait
 }
 
 TEST_F(EventCursorTest, AdvanceConsumesOneMatchAtATime) {

@@ -85,6 +85,15 @@ TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
                                          " (1700000000), pending: 0, tags: ( red#6 )");
   EXPECT_EQ(any->description(),
             "<VLExpectedEvent: " + any->addressDescription() + ", " + any->eventDescription() + ">");
+
+  // A capability bit set with its top bit set prints unsigned, in descriptions and reasons.
+  const uint64_t top = uint64_t(1) << 63;
+  auto capable = expectInsert([&](VLExpectedItem& item) { item.setCapabilities(top | 2); });
+  EXPECT_EQ(capable->eventDescription(), "signal (insert), properties capabilities: 9223372036854775810, pending: 0");
+  EXPECT_FALSE(capable->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.capabilities = top; })));
+  EXPECT_NE(capable->closestMatch()->nonmatchingReasonForExpectedEvent(*capable).find(
+                "capabilities: got 9223372036854775808, but expected 9223372036854775810"),
+            std::string::npos);
 }
 
 TEST(ExpectedEvent, TracesWhyACandidateWasRejected) {

@@ -53,6 +53,7 @@ TEST(LoggingItemManager, ActionThatNeverCompletesTimesOut) {
   ASSERT_EQ(handled.size(), 1u);
   EXPECT_EQ(handled[0]->comment(), "Timed out (0.05s)");
   EXPECT_EQ(platform->scheduled().size(), 1u);
+  EXPECT_THROW(validator->itemManager()->scheduleAction(nullptr), VLException);
   VLPlatform::install(nullptr);
 }
 

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <cmath>
 #include <thread>
 
 #include "Validations/Validations.h"
@@ -29,6 +30,14 @@ TEST(Validator, OpenExpectationTimesOutAsFailedWithCodeTwo) {
   EXPECT_EQ(validator->result(), VLValidationResultFailed);
   EXPECT_EQ(validator->description(), "\tdone\n\twaiting for godot\n");
   EXPECT_TRUE(validator->expectationsHaveFailed());
+
+  // A time-out that is not a number means no wait, never "for ever".
+  auto impatient = started();
+  impatient->setDefaultTimeout(std::nan(""));
+  EXPECT_EQ(impatient->defaultTimeout(), 0);
+  auto never = impatient->expectationWithDescription("never");
+  impatient->waitForExpectationsWithTimeout(std::nan(""));
+  EXPECT_EQ(never->comment(), "Timed out (0s)");
 }
 
 TEST(Validator, ResultsRankInconclusiveOverFailedOverPassed) {

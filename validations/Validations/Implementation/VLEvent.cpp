@@ -2,11 +2,11 @@
 
 #include "Core/VLFormat.h"
 
-const std::string VLEventInsert = "insert";
-const std::string VLEventMove = "move";
-const std::string VLEventDelete = "delete";
-const std::string VLEventUpdate = "update";
-const std::string VLEventReload = "reload";
+const std::string& VLEventInsert = *new std::string("insert");
+const std::string& VLEventMove = *new std::string("move");
+const std::string& VLEventDelete = *new std::string("delete");
+const std::string& VLEventUpdate = *new std::string("update");
+const std::string& VLEventReload = *new std::string("reload");
 
 VLEventRef VLEvent::make(std::string type, VLItemRef item) {
   return VLEventRef(new VLEvent(std::move(type), std::move(item)));

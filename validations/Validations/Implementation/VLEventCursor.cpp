@@ -1,12 +1,15 @@
 #include "Validations/VLEventCursor.h"
 
 #include "Core/VLError.h"
+#include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLValidationErrors.h"
 
 std::shared_ptr<VLEventCursor> VLEventCursor::make(std::shared_ptr<VLValidator> validator,
                                                    std::shared_ptr<VLEventStream> stream) {
+  if (!validator) throw VLException("VLEventCursor::make: no validator given");
+  if (!stream) throw VLException("VLEventCursor::make: no event stream given");
   return std::shared_ptr<VLEventCursor>(new VLEventCursor(std::move(validator), std::move(stream)));
 }
 
@@ -15,6 +18,8 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
 }
 
 VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout) {
+  if (!expected) throw VLException("VLEventCursor::check: no expected event given");
+  timeout = vl_timeoutOrZero(timeout);
   auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", expected->eventDescription(),
                                                             stream_->streamDescription());
   uint64_t timestamp = 0;

@@ -53,7 +53,7 @@ void VLEventGeneratingDelegate::collectionDidInsertItemsAtIndexPaths(VLItemColle
 }
 
 void VLEventGeneratingDelegate::collectionDidDeleteItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths& paths) {
-  static const std::vector<VLItemRef> none;
+  static const auto& none = *new std::vector<VLItemRef>;
   generateEvents(VLEventDelete, paths, oldItems_ ? *oldItems_ : none);
 }
 

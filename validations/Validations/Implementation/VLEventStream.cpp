@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "Core/VLException.h"
 #include "Core/VLLog.h"
 #include "Dispatch/VLSemaphore.h"
 
@@ -38,6 +39,7 @@ void VLEventStream::onQueue(const std::function<void()>& body) const {
 }
 
 void VLEventStream::addEvent(const VLEventRef& event) {
+  if (!event) throw VLException("VLEventStream::addEvent: no event given");
   queue_->sync([&] {
     VLLog::debug("event@%ld: %@", static_cast<long>(events_.size()), event->type());
     events_.push_back(event);

@@ -64,6 +64,11 @@ void VLExpectation::fulfill() {
   handOver();
 }
 
+void VLExpectation::fulfillWithCommentText(const std::string& text) {
+  setComment(text);
+  fulfill();
+}
+
 void VLExpectation::fail() { failWithError(nullptr); }
 
 void VLExpectation::failWithError(VLErrorRef error) {

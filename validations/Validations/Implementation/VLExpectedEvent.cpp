@@ -5,6 +5,7 @@
 #include <cctype>
 #include <vector>
 
+#include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Core/VLLog.h"
 #include "Validations/VLExpectationValues.h"
@@ -12,7 +13,7 @@
 namespace {
 
 // A candidate that differs in one of these is another item altogether, not a near miss.
-const std::array<std::string, 3> kIdentityKeys = {"filename", "displayName", "itemIdentifier"};
+const std::array<const char*, 3> kIdentityKeys = {"filename", "displayName", "itemIdentifier"};
 
 bool lessIgnoringCase(const std::string& a, const std::string& b) {
   return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
@@ -30,7 +31,27 @@ std::shared_ptr<VLExpectedEvent> VLExpectedEvent::eventWithType(
   return std::shared_ptr<VLExpectedEvent>(new VLExpectedEvent(std::move(type), std::move(item)));
 }
 
+VLExpectedEvent::VLExpectedEvent(std::optional<std::string> type, VLExpectedItem item)
+    : type_(std::move(type)), item_(std::move(item)) {
+  const std::set<std::string>& keys = item_.expectedKeys();
+  for (const char* identityKey : kIdentityKeys) {
+    if (keys.count(identityKey)) {
+      identityKeys_.push_back({identityKey, item_.valueForKey(identityKey), VLItem::readerForKey(identityKey)});
+    }
+  }
+  for (const std::string& key : keys) {
+    bool identity = std::find_if(kIdentityKeys.begin(), kIdentityKeys.end(),
+                                 [&](const char* identityKey) { return key == identityKey; }) != kIdentityKeys.end();
+    if (!identity) otherKeys_.push_back({key, item_.valueForKey(key), VLItem::readerForKey(key)});
+  }
+}
+
+VLValue VLExpectedEvent::candidateValue(const ResolvedKey& key, const VLItemRef& candidate) {
+  return candidate && key.read ? key.read(candidate->attributes()) : VLValue();
+}
+
 bool VLExpectedEvent::matchesEvent(const VLEventRef& event) {
+  if (!event) throw VLException("VLExpectedEvent::matchesEvent: no event given");
   VLLog::debug("checking candidate %@ against expectation %@", event, *this);
   const VLItemRef& candidate = event->item();
   if (candidate && candidate->isPending()) {
@@ -42,26 +63,21 @@ bool VLExpectedEvent::matchesEvent(const VLEventRef& event) {
     return false;
   }
 
-  const std::set<std::string>& keys = item_.expectedKeys();
-  auto candidateValue = [&](const std::string& key) { return candidate ? candidate->valueForKey(key) : VLValue(); };
-
-  for (const std::string& key : kIdentityKeys) {
-    if (!keys.count(key)) continue;
-    VLValue expected = item_.valueForKey(key);
-    VLValue actual = candidateValue(key);
-    if (!vl_expectationIsEqual(expected, actual)) {
-      VLLog::debug("doesn't match: value %@ doesn't match %@ for key %@", expected, actual, key);
+  for (const ResolvedKey& key : identityKeys_) {
+    VLValue actual = candidateValue(key, candidate);
+    if (!vl_expectationIsEqual(key.expected, actual)) {
+      VLLog::debug("doesn't match: value %@ doesn't match %@ for key %@", key.expected, actual, key.key);
       return false;
     }
   }
 
+  // The identity keys agree by now; every other key is compared, without an early exit.
   std::set<std::string> differing;
-  for (const std::string& key : keys) {
-    VLValue expected = item_.valueForKey(key);
-    VLValue actual = candidateValue(key);
-    if (!vl_expectationIsEqual(expected, actual)) {
-      differing.insert(key);
-      VLLog::debug("close non-match: value %@ doesn't match %@ for key %@", expected, actual, key);
+  for (const ResolvedKey& key : otherKeys_) {
+    VLValue actual = candidateValue(key, candidate);
+    if (!vl_expectationIsEqual(key.expected, actual)) {
+      differing.insert(key.key);
+      VLLog::debug("close non-match: value %@ doesn't match %@ for key %@", key.expected, actual, key.key);
     }
   }
   if (differing.empty()) {

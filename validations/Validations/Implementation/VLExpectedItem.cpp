@@ -27,12 +27,12 @@ VLExpectedItem::VLExpectedItem() { setPending(false); }
 
 // Each setter records the key derived from its own name, once per process, so that the
 // recorded key can never drift from the setter that records it.
-#define VL_RECORDING_SETTER(Name, Type, field)                        \
-  void VLExpectedItem::set##Name(Type value) {                        \
-    static const std::string key = vl_keyFromSetter("set" #Name ":"); \
-    expectedKeys_.insert(key);                                        \
-    field = std::move(value);                                         \
-    values_[key] = valueOf(field);                                    \
+#define VL_RECORDING_SETTER(Name, Type, field)                                    \
+  void VLExpectedItem::set##Name(Type value) {                                    \
+    static const auto& key = *new std::string(vl_keyFromSetter("set" #Name ":")); \
+    expectedKeys_.insert(key);                                                    \
+    field = std::move(value);                                                     \
+    values_[key] = valueOf(field);                                                \
   }
 
 VL_RECORDING_SETTER(ProviderIdentifier, std::optional<std::string>, providerIdentifier_)

@@ -8,8 +8,9 @@
 
 namespace {
 
-// Destinations whose contents are not body text.
-const std::set<std::string> kSkippedDestinations = {
+// Destinations whose contents are not body text. Never destroyed, like every table read by
+// threads that may outlive main().
+const std::set<std::string>& kSkippedDestinations = *new const std::set<std::string>{
     "fonttbl",      "colortbl",          "stylesheet",       "info",      "pict",       "header",
     "footer",       "headerl",           "headerr",          "footerl",   "footerr",    "footnote",
     "listtable",    "listoverridetable", "expandedcolortbl", "generator", "themedata",  "datastore",

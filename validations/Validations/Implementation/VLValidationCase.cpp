@@ -1,12 +1,17 @@
 // The names of a case and its category.
 #include "Validations/VLValidationCase.h"
 
+#include <locale>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
 #include "Core/VLFormat.h"
 
 namespace {
 
-const std::string kValidatePrefix = "validate";
-const std::string kVariantSuffix = "variant:";
+constexpr std::string_view kValidatePrefix = "validate";
+constexpr std::string_view kVariantSuffix = "variant:";
 
 // Returns `text` without its first `count` bytes ("" when shorter).
 std::string dropFirst(const std::string& text, size_t count) { return text.size() > count ? text.substr(count) : ""; }
@@ -14,21 +19,51 @@ std::string dropFirst(const std::string& text, size_t count) { return text.size(
 std::string dropLast(const std::string& text, size_t count) {
   return text.size() > count ? text.substr(0, text.size() - count) : "";
 }
-bool endsWith(const std::string& text, const std::string& suffix) {
+bool endsWith(const std::string& text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-// Splits UTF-8 text into characters, keeping continuation bytes with their lead byte.
-std::vector<std::string> characters(const std::string& text) {
-  std::vector<std::string> result;
-  for (unsigned char byte : text) {
-    if ((byte & 0xC0) == 0x80 && !result.empty()) {
-      result.back().push_back(static_cast<char>(byte));
-    } else {
-      result.emplace_back(1, static_cast<char>(byte));
+// One character of UTF-8 text: its bytes and its code point (none for a malformed byte).
+struct Character {
+  std::string bytes;
+  std::optional<char32_t> codePoint;
+};
+
+// Decodes UTF-8 text into characters; a byte that does not start a well-formed sequence is a
+// character of its own.
+std::vector<Character> characters(const std::string& text) {
+  std::vector<Character> result;
+  for (size_t i = 0; i < text.size();) {
+    auto lead = static_cast<unsigned char>(text[i]);
+    size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
+    char32_t codePoint = length == 1 ? lead : length == 2 ? lead & 0x1F : length == 3 ? lead & 0x0F : lead & 0x07;
+    bool wellFormed = length > 0 && i + length <= text.size();
+    for (size_t k = 1; wellFormed && k < length; ++k) {
+      auto next = static_cast<unsigned char>(text[i + k]);
+      wellFormed = (next & 0xC0) == 0x80;
+      codePoint = (codePoint << 6) | (next & 0x3F);
     }
+    if (!wellFormed) length = 1;
+    result.push_back({text.substr(i, length), wellFormed ? std::optional<char32_t>(codePoint) : std::nullopt});
+    i += length;
   }
   return result;
+}
+
+// Returns whether the lower-case form of `codePoint` differs from it, by Unicode's case
+// mapping (the C.UTF-8 locale's; plain ASCII where no UTF-8 locale is installed).
+bool isCapital(char32_t codePoint) {
+  static const std::locale& locale = *[] {
+    for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8"}) {
+      try {
+        return new std::locale(name);  // never destroyed, like every process-wide table
+      } catch (const std::runtime_error&) {
+      }
+    }
+    return new std::locale(std::locale::classic());
+  }();
+  auto wide = static_cast<wchar_t>(codePoint);
+  return std::use_facet<std::ctype<wchar_t>>(locale).tolower(wide) != wide;
 }
 
 }  // namespace
@@ -58,14 +93,14 @@ std::string VLValidationCase::displayTitle() const {
   if (endsWith(name, kVariantSuffix)) name = dropLast(name, kVariantSuffix.size());
   if (endsWith(name, ":")) name = dropLast(name, 1);
 
-  // Every capital but the first starts a word; runs of capitals are split letter by letter
-  // and digits never are. Characters outside ASCII are copied as they are.
+  // Every capital (in any script) but the first starts a word; runs of capitals are split
+  // letter by letter and digits never are.
   std::string title;
   bool first = true;
   for (const auto& character : characters(name)) {
-    bool capital = character.size() == 1 && character[0] >= 'A' && character[0] <= 'Z';
+    bool capital = character.codePoint && isCapital(*character.codePoint);
     if (capital && !first) title += ' ';
-    title += character;
+    title += character.bytes;
     first = false;
   }
   if (!variantSelector_) return title;

@@ -1,9 +1,21 @@
 // Running one case on the shared background queue, and tearing it down afterwards.
 #include "Core/VLException.h"
+#include "Core/VLFormat.h"
+#include "Core/VLLog.h"
 #include "Dispatch/VLBackgroundQueue.h"
 #include "Dispatch/VLOperationQueue.h"
 #include "Validations/VLEventGeneratingDelegate.h"
 #include "Validations/VLValidationCase.h"
+
+std::shared_ptr<VLValidator> VLValidationCase::validator() const {
+  std::lock_guard lock(validatorMutex_);
+  return validator_.lock();
+}
+
+void VLValidationCase::setValidator(const std::shared_ptr<VLValidator>& validator) {
+  std::lock_guard lock(validatorMutex_);
+  validator_ = validator;
+}
 
 void VLValidationCase::performWithValidator(const std::shared_ptr<VLValidator>& validator,
                                             std::function<void()> completion) {
@@ -27,7 +39,7 @@ void VLValidationCase::_performWithValidator(const std::shared_ptr<VLValidator>&
   VLBackgroundQueue::shared().async([self, validator, completion = std::move(completion), validation, variant] {
     auto finish = [&] {
       validator->finishValidation();
-      self->validator_.reset();
+      self->setValidator(nullptr);
       if (completion) completion();
     };
     try {
@@ -46,6 +58,11 @@ void VLValidationCase::_performWithValidator(const std::shared_ptr<VLValidator>&
     } catch (const VLException& exception) {
       validator->expectationWithDescription("Validation encountered an exception: %@", exception.description())->fail();
       finish();
+    } catch (...) {
+      // Not the case's to handle: any other exception is a broken suite. Stopping here, with
+      // the case named, beats a case that never completes.
+      vl_assertionFailure(VLFormat("Validation %@ raised an exception it does not handle: %@", self->description(),
+                                   vl_describeCurrentException()));
     }
   });
 }

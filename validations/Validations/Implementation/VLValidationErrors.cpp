@@ -2,7 +2,7 @@
 
 #include "Core/VLFormat.h"
 
-const std::string KsVaultlineValidationErrorDomain = "com.kestrel.Vaultline.Validation";
+const std::string& KsVaultlineValidationErrorDomain = *new std::string("com.kestrel.Vaultline.Validation");
 
 std::string vl_prettyDescription(const VLErrorRef& error) {
   if (!error) return "(null)";

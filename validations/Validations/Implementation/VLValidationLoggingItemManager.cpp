@@ -1,5 +1,6 @@
 #include "Validations/VLValidationLoggingItemManager.h"
 
+#include "Core/VLException.h"
 #include "Validations/VLValidator.h"
 
 std::shared_ptr<VLValidationLoggingItemManager> VLValidationLoggingItemManager::make() {
@@ -21,6 +22,7 @@ std::string vl_prettyDescription(const std::shared_ptr<const VLActionOperation>&
 }
 
 void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActionOperation>& action) {
+  if (!action) throw VLException("VLValidationLoggingItemManager::scheduleAction: no action given");
   bool expectedToFail = action->expectedToFail();
   if (auto validator = this->validator()) {
     auto expectation = validator->expectationWithDescription("Performing %@", vl_prettyDescription(action));

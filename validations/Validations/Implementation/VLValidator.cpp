@@ -51,6 +51,12 @@ std::shared_ptr<VLExpectation> VLValidator::expectationWithText(const std::strin
   return expectation;
 }
 
+void VLValidator::markInconclusiveWithCommentText(const std::string& text) {
+  recordSettled(text, VLValidationResultInconclusive);
+}
+
+void VLValidator::failWithCommentText(const std::string& text) { recordSettled(text, VLValidationResultFailed); }
+
 void VLValidator::recordSettled(const std::string& text, VLValidationResult result) {
   auto expectation = VLExpectation::make();
   validationQueue_->sync([&] {
@@ -81,6 +87,7 @@ void VLValidator::settle(const std::shared_ptr<VLExpectation>& expectation) {
 void VLValidator::waitForExpectations() { waitForExpectationsWithTimeout(defaultTimeout()); }
 
 void VLValidator::waitForExpectationsWithTimeout(double seconds) {
+  seconds = vl_timeoutOrZero(seconds);
   VL_ASSERT(!validationQueue_->isCurrent(), "waitForExpectations called on the validation queue");
   expectationGroup_->wait(seconds);
   validationQueue_->sync([&] {
@@ -111,6 +118,12 @@ std::vector<std::shared_ptr<VLExpectation>> VLValidator::handledExpectations() {
 
 void VLValidator::setStatusBlock(StatusBlock block) {
   validationQueue_->sync([&] { statusBlock_ = std::move(block); });
+}
+
+VLValidator::StatusBlock VLValidator::statusBlock() {
+  StatusBlock block;
+  validationQueue_->sync([&] { block = statusBlock_; });
+  return block;
 }
 
 std::string VLValidator::description() const {
