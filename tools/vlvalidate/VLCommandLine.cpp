@@ -189,6 +189,13 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
   auto* selftestCommand = app.add_subcommand(
       "selftest", "Run the fault matrix against the reference provider: each fault must be caught as listed");
   selftestCommand
+      ->add_option("--provider", common.provider,
+                   "The reference provider to run the rows through (default sim): sim, sim:SETTINGS, or\n"
+                   "exec:COMMAND, a program serving it over the provider protocol that takes the simulated\n"
+                   "provider's settings as arguments (vlprovider-sim); it is started anew for every row with\n"
+                   "the row's settings appended as one argument")
+      ->type_name("SPEC");
+  selftestCommand
       ->add_option(
           "--rows", selftest.rows,
           "Only the rows whose settings match one of these globs, separated by ':' (e.g. 'no-child-count:*-names')")
@@ -245,7 +252,10 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
       return VLDescribeCommand(describe, terminal).execute();
     }
     if (*eligibilityCommand) return VLEligibilityCommand(common.provider, terminal).execute();
-    if (*selftestCommand) return VLSelfTestCommand(selftest, terminal).execute();
+    if (*selftestCommand) {
+      selftest.provider = common.provider;
+      return VLSelfTestCommand(selftest, terminal).execute();
+    }
   } catch (const VLUsageError& error) {
     std::cerr << "vlvalidate: " << error.what() << "\n";
     return 2;

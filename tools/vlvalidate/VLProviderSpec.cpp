@@ -1,11 +1,22 @@
 #include "vlvalidate/VLProviderSpec.h"
 
 #include "Dispatch/VLSemaphore.h"
+#include "Remote/VLRemoteChildProcess.h"
+#include "Remote/VLRemotePlatform.h"
 #include "Simulated/Simulated.h"
 #include "Validations/VLValidationEligibility.h"
 #include "vlvalidate/VLUsageError.h"
 
-namespace {}  // namespace
+namespace {
+
+// Quotes `word` for the command-line splitting of exec: (as a shell would read it).
+std::string quoted(const std::string& word) {
+  std::string text = "'";
+  for (char c : word) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return text + "'";
+}
+
+}  // namespace
 
 bool VLInstalledProvider::decideEligibility(double seconds) const {
   struct Answer {
@@ -39,10 +50,22 @@ VLProviderSpec VLProviderSpec::parse(const std::string& text) {
     }
     return spec;
   }
-  if (kind == "exec" || kind == "unix") {
-    // These come with the protocol platform; until it is linked in, say so plainly.
-    throw VLUsageError("--provider " + text + ": providers of kind '" + kind +
-                       "' are not available in this build of vlvalidate; available: sim, sim:SETTINGS");
+  if (kind == "exec") {
+    spec.kind_ = Kind::Exec;
+    std::vector<std::string> words;
+    try {
+      words = VLRemoteChildProcess::splitCommandLine(spec.argument_);
+    } catch (const VLException& error) {
+      throw VLUsageError("--provider " + text + ": " + error.what());
+    }
+    if (words.empty()) throw VLUsageError("--provider " + text + ": exec needs a command, as in exec:'COMMAND ARGS…'");
+    return spec;
+  }
+  if (kind == "unix") {
+    spec.kind_ = Kind::Unix;
+    if (spec.argument_.empty())
+      throw VLUsageError("--provider " + text + ": unix needs a socket path, as in unix:PATH");
+    return spec;
   }
   throw VLUsageError("--provider " + text + ": unknown provider kind '" + kind + "'; kinds:\n" + kindsHelp());
 }
@@ -56,20 +79,38 @@ VLInstalledProvider VLProviderSpec::install() const {
         return {service, service->provider()};
       }
       case Kind::Exec:
-      case Kind::Unix: break;
+      case Kind::Unix: {
+        auto remote =
+            kind_ == Kind::Exec ? VLRemotePlatform::launch(argument_) : VLRemotePlatform::connectToSocket(argument_);
+        remote->install();
+        return {remote, remote->provider()};
+      }
     }
   } catch (const VLProviderUnavailable&) {
     throw;
   } catch (const VLException& error) {
     throw VLProviderUnavailable("--provider " + text_ + ": " + error.what());
   }
-  throw VLProviderUnavailable("--provider " + text_ + ": this kind of provider is not available in this build");
+  throw VLProviderUnavailable("--provider " + text_ + ": unknown kind of provider");
+}
+
+VLProviderSpec VLProviderSpec::withSettings(const std::string& settings) const {
+  if (settings.empty()) return *this;
+  switch (kind_) {
+    case Kind::Simulated: return parse("sim:" + argument_ + (argument_.empty() ? "" : ",") + settings);
+    case Kind::Exec: return parse("exec:" + argument_ + " " + quoted(settings));
+    case Kind::Unix: break;
+  }
+  throw VLUsageError("--provider " + text_ + ": a provider daemon runs with the settings it was started with; " +
+                     "use sim or exec:COMMAND to give it settings");
 }
 
 std::string VLProviderSpec::kindsHelp() {
   return "  sim            the built-in simulated reference provider\n"
          "  sim:SETTINGS   the same with comma-separated quirks and name=value settings, e.g.\n"
          "                 sim:case-sensitive-names,upload-latency=200ms (a bad name lists the valid ones)\n"
-         "  exec:COMMAND   (not in this build) a provider started as a child process\n"
-         "  unix:PATH      (not in this build) a provider listening on a Unix socket\n";
+         "  exec:COMMAND   a provider started as a child process speaking the provider protocol on its\n"
+         "                 standard input and output; quote the whole SPEC when COMMAND has arguments:\n"
+         "                 \"exec:build/tools/vlprovider-sim/vlprovider-sim case-sensitive-names\"\n"
+         "  unix:PATH      a provider daemon listening on the Unix domain socket PATH\n";
 }

@@ -2,8 +2,9 @@
 // bring it up. Kinds:
 //   sim             the built-in simulated reference provider, conformant
 //   sim:SETTINGS    the same with quirks and settings ("case-sensitive-names,upload-latency=200ms")
-//   exec:COMMAND    (planned) a provider started as a child process, over the provider protocol
-//   unix:PATH       (planned) a provider already listening on a Unix socket
+//   exec:COMMAND    a provider started as a child process ("exec:my-provider --verbose"),
+//                   speaking the provider protocol on its standard input and output
+//   unix:PATH       a provider daemon already listening on the Unix domain socket PATH
 // Every kind is parsed and installed here and nowhere else, so adding one is a local change.
 #pragma once
 
@@ -41,13 +42,19 @@ class VLProviderSpec {
   enum class Kind { Simulated, Exec, Unix };
 
   // Parses `text`. Throws VLUsageError naming what is wrong: an unknown kind (listing the
-  // kinds), a bad simulated setting (listing the valid quirks and settings), a kind this
-  // build does not offer.
+  // kinds), a bad simulated setting (listing the valid quirks and settings), an empty or
+  // badly quoted command, an empty socket path.
   static VLProviderSpec parse(const std::string& text);
 
-  // Brings the provider up and installs its platform. Throws VLProviderUnavailable when it
-  // cannot be started or reached.
+  // Brings the provider up and installs its platform. Throws VLProviderUnavailable with the
+  // reason when it cannot be started or reached, or exits or fails the handshake.
   VLInstalledProvider install() const;
+
+  // Returns this reference provider with the simulated provider's `settings` added: sim
+  // gets them after its own, exec gets them appended to its command as one quoted argument
+  // (a program that takes them so, as vlprovider-sim does). Throws VLUsageError for unix: a
+  // running daemon's settings cannot be changed.
+  VLProviderSpec withSettings(const std::string& settings) const;
 
   const std::string& text() const { return text_; }
   Kind kind() const { return kind_; }

@@ -2,63 +2,16 @@
 // library's calls over both transports, and a provider killed in the middle of a run.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <filesystem>
 
 #include "Remote/VLRemotePlatform.h"
 #include "Validations/VLValidationEligibility.h"
 #include "platform/Simulated/SimulatedHarness.h"
-
-extern char** environ;
+#include "support/ProviderDaemon.h"
 
 namespace {
 
 using simtest::Event;
 using simtest::Recorder;
-
-// Runs `vlprovider-sim --socket PATH` and returns once it listens.
-class SocketServer {
- public:
-  explicit SocketServer(const std::string& settings) {
-    path_ = (std::filesystem::temp_directory_path() /
-             ("vlprovider-" + std::to_string(::getpid()) + "-" + std::to_string(++counter_) + ".sock"))
-                .string();
-    int errors[2];
-    EXPECT_EQ(::pipe(errors), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, errors[1], 2);
-    posix_spawn_file_actions_addclose(&actions, errors[0]);
-    std::vector<std::string> words = {VL_PROVIDER_SIM, "--socket", path_, settings};
-    std::vector<char*> argv;
-    for (auto& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
-    EXPECT_EQ(::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(errors[1]);
-    // The server says so on standard error once it listens; reading blocks until then.
-    std::string said;
-    char byte;
-    while (said.find("listening on") == std::string::npos && ::read(errors[0], &byte, 1) == 1) said += byte;
-    ::close(errors[0]);
-  }
-  ~SocketServer() { kill(SIGTERM); }
-  void kill(int signal) {
-    if (pid_ <= 0) return;
-    ::kill(pid_, signal);
-    ::waitpid(pid_, nullptr, 0);
-    pid_ = 0;
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  static inline int counter_ = 0;
-  pid_t pid_ = 0;
-  std::string path_;
-};
 
 class VLRemotePlatformTest : public ::testing::Test {
  protected:
@@ -184,7 +137,7 @@ TEST_F(VLRemotePlatformTest, CarriesTheLibrarysCallsToAProviderProcess) {
 }
 
 TEST_F(VLRemotePlatformTest, AProviderDaemonKilledMidRunFailsEverythingAtOnce) {
-  SocketServer server("platform-revision=older");
+  support::ProviderDaemon server(VL_PROVIDER_SIM, "platform-revision=older");
   use(VLRemotePlatform::connectToSocket(server.path()));
   EXPECT_FALSE(platform->offers(VLPlatformCapability::CopyWithURLs));
   auto root = vl_await<VLItemRef>([&](auto reply) {

@@ -97,6 +97,7 @@ class Child {
   }
 
   void signal(int number) { kill(pid_, number); }
+  pid_t pid() const { return pid_; }
 
   // Reads everything and waits for the child to end.
   Result finish() {

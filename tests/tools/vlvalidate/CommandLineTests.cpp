@@ -4,13 +4,12 @@
 // are registered.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 #include <set>
 #include <sstream>
 
 #include "ChildProcess.h"
+#include "ReportFiles.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLFaultMatrix.h"
 
@@ -22,21 +21,8 @@ const char* kCollisionCases = "VLContainerValidation.SecondItemIsBouncedWithCase
 
 std::string path(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-e2e-" + name; }
 
-json readJson(const std::string& file) {
-  std::ifstream in(file);
-  return json::parse(in, nullptr, false);
-}
-
-// Returns each case's verdict in a JSON report, keyed by short ID (and "#repetition" after the first).
-std::map<std::string, std::string> verdicts(const json& report) {
-  std::map<std::string, std::string> result;
-  for (const auto& entry : report["cases"]) {
-    int repetition = entry["repetition"];
-    result[entry["id"].get<std::string>() + (repetition > 1 ? "#" + std::to_string(repetition) : "")] =
-        entry["verdict"];
-  }
-  return result;
-}
+using e2e::readJson;
+using e2e::verdicts;
 
 std::vector<std::string> listedIDs() {
   auto listed = e2e::run({"list", "--json"});
@@ -130,7 +116,8 @@ TEST(EndToEnd, ExitStatusesForEligibilityAndBadInput) {
       {{"--provider", "sim:case-sensitive-names,nope"}, 2, "\"nope\"; valid quirks: case-sensitive-names"},
       {{"--provider", "sim:upload-latency=soon"}, 2, "upload-latency"},
       {{"--provider", "ftp:host"}, 2, "unknown provider kind 'ftp'"},
-      {{"--provider", "exec:./my-provider"}, 2, "not available in this build"},
+      {{"--provider", "exec:'my provider"}, 2, "unterminated ' quote"},
+      {{"selftest", "--provider", "unix:/run/provider.sock"}, 2, "not a running daemon"},
       {{"--filter", "NoSuchSuite.*"}, 2, "selects none"},
       {{"--category", "3"}, 2, "--category"},
       {{"--baseline", path("missing.json")}, 2, "cannot read baseline"},
