@@ -8,7 +8,7 @@ import base64
 import json
 import math
 
-from jsonrpc import INVALID_PARAMS, METHOD_NOT_FOUND, UNSUPPORTED_VERSION, ProtocolError
+from jsonrpc import INVALID_PARAMS, METHOD_NOT_FOUND, UNSUPPORTED_VERSION, ProtocolError, log
 from store import ROOT, Failure
 from subscriptions import Subscriptions
 import typetable
@@ -128,6 +128,8 @@ class Handler:
     def notification(self, method, params):
         if method == "collections.unsubscribe":
             self.subscriptions.unsubscribe(param(params, "subscription", int))
+        else:
+            log("ignoring the unknown notification %s" % method)
 
     def _item(self, record):
         return {"item": self.store.item_json(record)}

@@ -11,6 +11,7 @@ import threading
 import traceback
 
 MAX_LINE = 16 * 1024 * 1024
+MAX_DEPTH = 64
 
 PARSE_ERROR = -32700
 INVALID_REQUEST = -32600
@@ -39,6 +40,21 @@ def log(text):
     """One line of diagnostics on standard error, which the host copies into its log."""
     sys.stderr.write(text + "\n")
     sys.stderr.flush()
+
+
+_TOO_DEEP = object()
+
+
+def _depth(value):
+    """How deeply value nests arrays and objects (a scalar is 0), without recursing."""
+    deepest, pending = 0, [(value, 1)]
+    while pending:
+        value, level = pending.pop()
+        children = value.values() if isinstance(value, dict) else value if isinstance(value, list) else None
+        if children is not None:
+            deepest = max(deepest, level)
+            pending.extend((child, level + 1) for child in children)
+    return deepest
 
 
 class Connection:
@@ -106,15 +122,22 @@ class Connection:
         except (UnicodeDecodeError, ValueError) as failure:
             self._answer_error(None, ProtocolError(PARSE_ERROR, "not JSON: %s" % failure))
             return
+        except RecursionError:
+            message = _TOO_DEEP  # far deeper than allowed: refused below
+        if message is _TOO_DEEP or _depth(message) > MAX_DEPTH:
+            self._answer_error(None, ProtocolError(PARSE_ERROR, "JSON nested more than %d levels deep" % MAX_DEPTH))
+            return
         if not isinstance(message, dict):
             self._answer_error(None, ProtocolError(INVALID_REQUEST, "a message must be a JSON object"))
             return
         identifier = message.get("id")
-        is_request = "id" in message and identifier is not None
+        is_request = identifier is not None
         method = message.get("method")
+        if is_request and (isinstance(identifier, bool) or not isinstance(identifier, (int, float, str))):
+            self._answer_error(None, ProtocolError(INVALID_REQUEST, "id must be a number or a string"))
+            return
         if message.get("jsonrpc") != "2.0":
-            if is_request:
-                self._answer_error(identifier, ProtocolError(INVALID_REQUEST, 'jsonrpc must be "2.0"'))
+            self._answer_error(identifier, ProtocolError(INVALID_REQUEST, 'jsonrpc must be "2.0"'))
             return
         if method is None:
             log("ignoring an answer (id %r): this provider sends no requests" % (identifier,))

@@ -23,6 +23,7 @@ import time
 from dataclasses import asdict, dataclass, field
 
 import typetable
+from jsonrpc import log
 
 ROOT = "KsVaultlineRootContainerItemIdentifier"
 WORKING_SET = "KsVaultlineWorkingSetContainerItemIdentifier"
@@ -638,6 +639,8 @@ class Store:
                     continue
                 try:
                     self._upload(record)
+                except OSError as error:  # the local copy went away under us: it stays not uploaded
+                    log("cannot upload %s: %s" % (record.name, error))
                 finally:
                     self._commit()
 

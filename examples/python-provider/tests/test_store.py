@@ -106,9 +106,10 @@ class StoreTest(unittest.TestCase):
 
     def test_eviction_leaves_a_placeholder_and_download_brings_the_content_back(self):
         store = self.open()
-        file = self.imported(store, "big.dat", ROOT)
+        with store.lock:  # holds the uploader off until the first eviction has been refused
+            file = self.imported(store, "big.dat", ROOT)
+            self.assertEqual(store.evict([file.identifier]).code, 16)  # not uploaded yet
         path = store.path_of(file)
-        self.assertEqual(store.evict([file.identifier]).code, 16)  # not uploaded yet
         self.wait_uploaded(store, file)
         self.assertIsNone(store.evict([file.identifier]))
         self.assertEqual((file.downloaded, store.file_state(path)), (False, "placeholder"))
