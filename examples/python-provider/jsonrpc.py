@@ -140,7 +140,10 @@ class Connection:
             self._answer_error(identifier, ProtocolError(INVALID_REQUEST, 'jsonrpc must be "2.0"'))
             return
         if method is None:
-            log("ignoring an answer (id %r): this provider sends no requests" % (identifier,))
+            if "result" in message or "error" in message:
+                log("ignoring an answer (id %r): this provider sends no requests" % (identifier,))
+            else:
+                self._answer_error(identifier, ProtocolError(INVALID_REQUEST, "a request needs a method"))
             return
         params = message.get("params")
         if params is None:

@@ -42,7 +42,10 @@ def serve_socket(store, path, trace):
     listener.listen()
 
     def stop(signum, frame):
-        os.unlink(path)
+        try:
+            os.unlink(path)
+        except OSError:
+            pass  # someone else has removed or replaced it already
         os._exit(0)
 
     signal.signal(signal.SIGTERM, stop)

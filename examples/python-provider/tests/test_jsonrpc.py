@@ -29,11 +29,13 @@ class ConnectionTest(unittest.TestCase):
             (b'{"jsonrpc":"1.0","method":"echo"}', None, -32600),
             (b'{"jsonrpc":"2.0","id":[3],"method":"echo"}', None, -32600),
             (b'{"jsonrpc":"2.0","id":4,"method":7}', 4, -32600),
+            (b'{"jsonrpc":"2.0","id":8}', 8, -32600),
             (b'{"jsonrpc":"2.0","id":5,"method":"echo","params":[]}', 5, -32602),
             (b'{"jsonrpc":"2.0","id":6,"method":"nope","params":{}}', 6, -32601),
             (b"x" * (16 * 1024 * 1024 + 10), None, -32700),
         ]
-        sent = [b"", b'{"jsonrpc":"2.0","method":"echo","params":{}}']  # nothing to answer
+        # An empty line, a notification and a stray answer: none of them is answered.
+        sent = [b"", b'{"jsonrpc":"2.0","method":"echo","params":{}}', b'{"jsonrpc":"2.0","id":7,"result":{}}']
         sent += [line for line, _, _ in lines] + [b'{"jsonrpc":"2.0","id":9,"method":"echo","params":{"b":1}}']
         output = io.BytesIO()
         Connection(io.BytesIO(b"\n".join(sent) + b"\n"), output).serve(Echo(), threading.Lock())
