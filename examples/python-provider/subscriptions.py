@@ -9,7 +9,7 @@ the observed item: one collections.changed per subscription and change.
 import errno
 
 from jsonrpc import INVALID_PARAMS, ProtocolError
-from store import ROOT, Failure, posix
+from store import ROOT, TRASH, Failure, posix
 
 
 class Subscription:
@@ -45,11 +45,12 @@ class Subscriptions:
             container = scope.get("container")
             if not isinstance(container, str):
                 raise ProtocolError(INVALID_PARAMS, "scope.container: expected a string")
-            folder = store.get(container)
-            if not folder.is_container:
-                raise posix(errno.ENOTDIR, '"%s" is not a folder.' % folder.name)
             subscription = Subscription(kind, container)
-            subscription.observed = store.item_json(folder)
+            if container != TRASH:  # the trash is watched like a folder, but it is no item
+                folder = store.get(container)
+                if not folder.is_container:
+                    raise posix(errno.ENOTDIR, '"%s" is not a folder.' % folder.name)
+                subscription.observed = store.item_json(folder)
             candidates = store.child_records(container)
         elif kind in ("workingSet", "provider"):
             subscription = Subscription(kind)

@@ -2,7 +2,7 @@ import os
 import tempfile
 import unittest
 
-from store import ROOT, Store
+from store import ROOT, TRASH, Store
 from subscriptions import Subscriptions
 
 
@@ -43,14 +43,18 @@ class SubscriptionsTest(unittest.TestCase):
 
             store.move([child.identifier], a.identifier)
             connection.take()
+            self.assertEqual(subscriptions.subscribe(4, {"kind": "container", "container": TRASH}), [])
             store.trash([a.identifier])
             sent = connection.take()
             self.assertEqual(sent[2][1]["deleted"], [child.identifier])  # the trashed folder stays
             self.assertEqual([i["trashed"] for i in sent[2][1]["updated"]], [True])
+            self.assertEqual([i["itemIdentifier"] for i in sent[4][1]["updated"]], [a.identifier])
             self.assertNotIn(3, sent)  # nothing changed in B
 
             store.delete([a.identifier])
-            self.assertEqual(connection.take()[1][0], "collections.failed")
+            sent = connection.take()
+            self.assertEqual(sent[1][0], "collections.failed")
+            self.assertEqual(sent[4][1]["deleted"], [a.identifier])
             store.create_folder(ROOT, "A")
             self.assertEqual(connection.take(), {})  # the failed subscription is over
             store.close()
