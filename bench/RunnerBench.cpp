@@ -20,7 +20,7 @@
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLReporter.h"
 #include "vlvalidate/VLTerminal.h"
 
@@ -39,9 +39,9 @@ std::shared_ptr<VLTerminal> nullTerminal() {
   return std::make_shared<VLTerminal>(out, out, false, false, 120);
 }
 
-VLInstalledProvider started(const std::string& spec) {
+VLInstalledProvider started(const std::string& choice) {
   VLRegisterStandardSuites();
-  auto made = VLProviderSpec::parse(spec).install();
+  auto made = VLProviderChoice::parse(choice).install();
   made.decideEligibility();
   return made;
 }

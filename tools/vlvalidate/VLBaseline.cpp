@@ -47,8 +47,10 @@ VLBaseline VLBaseline::parse(const std::string& text, const std::string& name) {
     throw VLUsageError(what + " is not a vlvalidate report (expected a report written by --json)");
   }
   const auto& version = document["formatVersion"];
-  if (!version.is_number_integer() || version.get<int>() != VLJsonReporter::kFormatVersion) {
-    throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads version " +
+  if (!version.is_number_integer() || version.get<int>() < VLJsonReporter::kOldestBaselineVersion ||
+      version.get<int>() > VLJsonReporter::kFormatVersion) {
+    throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads versions " +
+                       std::to_string(VLJsonReporter::kOldestBaselineVersion) + " to " +
                        std::to_string(VLJsonReporter::kFormatVersion));
   }
   const auto& cases = document["cases"];

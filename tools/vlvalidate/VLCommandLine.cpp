@@ -11,7 +11,7 @@
 #include "vlvalidate/VLDescribeCommand.h"
 #include "vlvalidate/VLEligibilityCommand.h"
 #include "vlvalidate/VLListCommand.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLRunCommand.h"
 #include "vlvalidate/VLSelfTestCommand.h"
 #include "vlvalidate/VLTerminal.h"
@@ -37,8 +37,8 @@ struct CommonOptions {
 void addProvider(CLI::App* command, CommonOptions& common) {
   command
       ->add_option("--provider", common.provider,
-                   "The provider to validate (default sim):\n" + VLProviderSpec::kindsHelp())
-      ->type_name("SPEC");
+                   "The provider to validate (default sim):\n" + VLProviderChoice::kindsHelp())
+      ->type_name("PROVIDER");
 }
 
 void addOutput(CLI::App* command, CommonOptions& common, bool progress) {
@@ -194,7 +194,7 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
                    "exec:COMMAND, a program serving it over the provider protocol that takes the simulated\n"
                    "provider's settings as arguments (vlprovider-sim); it is started anew for every row with\n"
                    "the row's settings appended as one argument")
-      ->type_name("SPEC");
+      ->type_name("PROVIDER");
   selftestCommand
       ->add_option(
           "--rows", selftest.rows,

@@ -57,7 +57,7 @@ VLConsoleReporter::VLConsoleReporter(std::shared_ptr<VLTerminal> terminal, bool 
 void VLConsoleReporter::runStarting(const VLRunInfo& info) {
   info_ = info;
   std::string text = "vlvalidate " + info.toolVersion + ", started " + info.startTime + "\n";
-  text += "Provider " + VLTerminal::printable(info.providerName) + " (" + VLTerminal::printable(info.providerSpec) +
+  text += "Provider " + VLTerminal::printable(info.providerName) + " (" + VLTerminal::printable(info.providerChoice) +
           "), validation properties:\n";
   text += VLTerminal::printable(info.properties.lines());
   text += "Options: " + VLTerminal::printable(optionsText(info.options)) + "\n";

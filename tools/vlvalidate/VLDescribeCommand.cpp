@@ -7,7 +7,7 @@
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseID.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLUsageError.h"
 
@@ -32,7 +32,7 @@ VLDescribeCommand::VLDescribeCommand(VLDescribeOptions options, std::shared_ptr<
     : options_(std::move(options)), terminal_(std::move(terminal)) {}
 
 int VLDescribeCommand::execute() {
-  const auto installed = VLProviderSpec::parse(options_.provider).install();
+  const auto installed = VLProviderChoice::parse(options_.provider).install();
   const auto catalog = VLCaseCatalog::of(installed.provider);
   std::vector<Validation> validations;
   for (const auto& validationCase : catalog.cases()) {

@@ -1,6 +1,6 @@
 #include "vlvalidate/VLEligibilityCommand.h"
 
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLRunInfo.h"
 #include "vlvalidate/VLTerminal.h"
 
@@ -8,12 +8,12 @@ VLEligibilityCommand::VLEligibilityCommand(std::string provider, std::shared_ptr
     : provider_(std::move(provider)), terminal_(std::move(terminal)) {}
 
 int VLEligibilityCommand::execute() {
-  const auto spec = VLProviderSpec::parse(provider_);
-  const auto installed = spec.install();
+  const auto choice = VLProviderChoice::parse(provider_);
+  const auto installed = choice.install();
   const bool eligible = installed.decideEligibility();
   const auto properties = VLProviderProperties::of(*installed.provider);
   std::string text = "Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" +
-                     VLTerminal::printable(spec.text()) + "), validation properties:\n" +
+                     VLTerminal::printable(choice.text()) + "), validation properties:\n" +
                      VLTerminal::printable(properties.lines());
   text += eligible ? terminal_->paint("Eligible", "1;32") + " for validation.\n"
                    : terminal_->paint("Not eligible", "1;31") +

@@ -2,7 +2,7 @@
 
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 
 namespace {
 

@@ -197,7 +197,7 @@ std::string VLJUnitReporter::document(const VLRunInfo& info, const std::vector<V
       node.append_attribute("name").set_value(key.c_str());
       node.append_attribute("value").set_value(xmlSafe(value).c_str());
     };
-    property("provider", info.providerSpec);
+    property("provider", info.providerChoice);
     property("providerIdentifier", info.providerName);
     property("alternateRootContainer", info.properties.alternateRootContainer);
     property("syncingProvider", info.properties.syncingProvider ? "true" : "false");

@@ -96,7 +96,7 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
       {"formatVersion", kFormatVersion},
       {"tool", {{"name", "vlvalidate"}, {"version", info.toolVersion}}},
       {"startTime", info.startTime},
-      {"provider", {{"spec", info.providerSpec}, {"identifier", info.providerName}}},
+      {"provider", {{"argument", info.providerChoice}, {"identifier", info.providerName}}},
       {"validationProperties",
        {{"alternateRootContainer", info.properties.alternateRootContainer},
         {"syncingProvider", info.properties.syncingProvider},

@@ -15,7 +15,10 @@
 class VLJsonReporter : public VLReporter {
  public:
   static constexpr const char* kFormatName = "vlvalidate-report";
-  static constexpr int kFormatVersion = 1;
+  // 2: the `--provider` argument is `provider.argument` (version 1 kept it under another name).
+  static constexpr int kFormatVersion = 2;
+  // The oldest version a baseline may have: everything a baseline reads is unchanged since.
+  static constexpr int kOldestBaselineVersion = 1;
 
   // Writes to `path` ("-": standard output). Throws VLUsageError when it cannot be written.
   explicit VLJsonReporter(const std::string& path);

@@ -7,15 +7,15 @@
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLTerminal.h"
 
 VLListCommand::VLListCommand(VLListOptions options, std::shared_ptr<VLTerminal> terminal)
     : options_(std::move(options)), terminal_(std::move(terminal)) {}
 
 int VLListCommand::execute() {
-  const auto spec = VLProviderSpec::parse(options_.provider);
-  const auto installed = spec.install();
+  const auto choice = VLProviderChoice::parse(options_.provider);
+  const auto installed = choice.install();
   const auto catalog = VLCaseCatalog::of(installed.provider);
   const auto& all = catalog.names();
   const auto selected = catalog.select(options_.filter, options_.category);
@@ -34,7 +34,7 @@ int VLListCommand::execute() {
     }
     nlohmann::ordered_json document = {{"format", "vlvalidate-list"},
                                        {"formatVersion", VLJsonReporter::kFormatVersion},
-                                       {"provider", spec.text()},
+                                       {"provider", choice.text()},
                                        {"cases", cases}};
     std::cout << VLJsonReporter::text(document) << std::flush;
     return 0;

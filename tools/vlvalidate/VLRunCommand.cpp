@@ -12,7 +12,7 @@
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
 #include "vlvalidate/VLInterruptWatcher.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLReporter.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLUsageError.h"
@@ -34,7 +34,7 @@ int VLRunCommand::execute() {
   VLRunOptions& run = options_.run;
   // Bad input first, before anything starts: the provider, the shard, the baseline, the
   // report paths.
-  const VLProviderSpec spec = VLProviderSpec::parse(options_.provider);
+  const VLProviderChoice choice = VLProviderChoice::parse(options_.provider);
   if (options_.shardIndex.has_value() != options_.totalShards.has_value()) {
     throw VLUsageError("--shard-index and --total-shards go together");
   }
@@ -57,11 +57,11 @@ int VLRunCommand::execute() {
   }
 
   // 1. The provider and its eligibility.
-  const VLInstalledProvider installed = spec.install();
+  const VLInstalledProvider installed = choice.install();
   const bool eligible = installed.decideEligibility();
   const auto properties = VLProviderProperties::of(*installed.provider);
   if (!eligible && !run.ignoreEligibility) {
-    terminal_->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + spec.text() +
+    terminal_->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
                      ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
                      "Its validation service refused validation or could not be reached. Pass "
                      "--ignore-eligibility to run anyway.\n");
@@ -87,7 +87,7 @@ int VLRunCommand::execute() {
   VLRunInfo info;
   info.toolVersion = VLVersion::text();
   info.startTime = vl_utcTimestamp(std::time(nullptr));
-  info.providerSpec = spec.text();
+  info.providerChoice = choice.text();
   info.providerName = installed.provider->identifier();
   info.properties = properties;
   info.options = run;

@@ -54,7 +54,7 @@ struct VLRunOptions {
 struct VLRunInfo {
   std::string toolVersion;
   std::string startTime;     // UTC, "2024-05-01T12:00:00Z"
-  std::string providerSpec;  // as given to --provider: "sim:case-sensitive-names"
+  std::string providerChoice;  // as given to --provider: "sim:case-sensitive-names"
   std::string providerName;  // the provider's identifier
   VLProviderProperties properties;
   VLRunOptions options;

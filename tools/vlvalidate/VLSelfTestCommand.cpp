@@ -5,7 +5,7 @@
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 #include "vlvalidate/VLRunInfo.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLUsageError.h"
@@ -44,8 +44,8 @@ VLSelfTestCommand::VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<
 
 int VLSelfTestCommand::execute() {
   VLRegisterStandardSuites();
-  const VLProviderSpec reference = VLProviderSpec::parse(options_.provider);
-  if (reference.kind() == VLProviderSpec::Kind::Unix) {
+  const VLProviderChoice reference = VLProviderChoice::parse(options_.provider);
+  if (reference.kind() == VLProviderChoice::Kind::Unix) {
     throw VLUsageError("--provider " + options_.provider +
                        ": selftest starts the reference provider anew with each row's settings, so it takes sim, "
                        "sim:SETTINGS or exec:COMMAND, not a running daemon");

@@ -42,8 +42,8 @@ TEST(EndToEnd, AConformantProviderPassesEveryCaseInEveryReport) {
   ASSERT_FALSE(ids.empty());
   auto report = readJson(path("ok.json"));
   EXPECT_EQ(report["format"], "vlvalidate-report");
-  EXPECT_EQ(report["formatVersion"], 1);
-  EXPECT_EQ(report["provider"]["spec"], "sim");
+  EXPECT_EQ(report["formatVersion"], 2);
+  EXPECT_EQ(report["provider"]["argument"], "sim");
   EXPECT_EQ(report["validationProperties"]["eligibleForValidation"], true);
   // Every case passes, but where the fault matrix says a conformant provider does not.
   std::map<std::string, std::string> expected;

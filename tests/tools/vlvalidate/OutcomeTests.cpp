@@ -111,7 +111,7 @@ TEST(Outcome, UnusableBaselinesAreUsageErrorsNamingTheFile) {
       {"{not json", "is not JSON"},
       {"[1, 2]", "is not a vlvalidate report"},
       {R"({"format": "other", "formatVersion": 1, "cases": []})", "is not a vlvalidate report"},
-      {R"({"format": "vlvalidate-report", "formatVersion": 2, "cases": []})", "has format version 2"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 3, "cases": []})", "has format version 3"},
       {R"({"format": "vlvalidate-report", "formatVersion": "1", "cases": []})", "has format version \"1\""},
       {R"({"format": "vlvalidate-report", "formatVersion": 1})", "has no list of cases"},
       {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": 3}]})", "case 0: needs a string"},

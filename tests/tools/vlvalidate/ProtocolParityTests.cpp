@@ -6,7 +6,7 @@
 
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 
 namespace {
 
@@ -46,15 +46,15 @@ class ProtocolParity : public ::testing::TestWithParam<ParityCheck> {
 TEST_P(ProtocolParity, EveryCaseEndsAsInProcess) {
   VLRegisterStandardSuites();
   const ParityCheck& check = GetParam();
-  const auto spec = VLProviderSpec::parse(std::string("exec:'") + VL_PROVIDER_SIM + "'")
+  const auto choice = VLProviderChoice::parse(std::string("exec:'") + VL_PROVIDER_SIM + "'")
                         .withSettings(check.row ? check.row->settings : "");
-  const auto installed = spec.install();
+  const auto installed = choice.install();
   // Two at a time, as a CI machine's two cores allow: requests of both cases interleave.
   const auto result = check.row ? VLFaultMatrixCheck::runRow(*check.row, installed.provider, 2)
                                 : VLFaultMatrixCheck::runConformance("", check.strict, installed.provider, 2);
   std::string mismatches;
   for (const auto& mismatch : result.mismatches) mismatches += "\n  " + mismatch;
-  EXPECT_TRUE(result.passed()) << spec.text() << mismatches;
+  EXPECT_TRUE(result.passed()) << choice.text() << mismatches;
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, ProtocolParity, ::testing::ValuesIn(checks(false)), checkName);

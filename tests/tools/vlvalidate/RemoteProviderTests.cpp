@@ -17,7 +17,7 @@ namespace {
 
 std::string path(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-remote-" + name; }
 
-// The spec that starts vlprovider-sim with `settings` as its arguments.
+// The choice that starts vlprovider-sim with `settings` as its arguments.
 std::string execSim(const std::string& settings) {
   return std::string("exec:'") + VL_PROVIDER_SIM + "'" + (settings.empty() ? "" : " " + settings);
 }
@@ -35,18 +35,18 @@ std::vector<pid_t> childrenOf(pid_t parent) {
 TEST(RemoteProvider, EitherTransportGivesTheReportOfTheProviderInProcess) {
   const std::string quirk = "case-sensitive-names";
   support::ProviderDaemon daemon(VL_PROVIDER_SIM, quirk);
-  std::vector<std::string> specs = {"sim:" + quirk, execSim(quirk), "unix:" + daemon.path()};
+  std::vector<std::string> choices = {"sim:" + quirk, execSim(quirk), "unix:" + daemon.path()};
   std::vector<nlohmann::json> reports;
-  for (const auto& spec : specs) {
-    auto result = e2e::run({"--provider", spec, "--json", path("parity.json")});
-    EXPECT_EQ(result.status, 1) << spec << "\n" << result.out << result.err;  // the quirk fails some cases
+  for (const auto& choice : choices) {
+    auto result = e2e::run({"--provider", choice, "--json", path("parity.json")});
+    EXPECT_EQ(result.status, 1) << choice << "\n" << result.out << result.err;  // the quirk fails some cases
     reports.push_back(e2e::readJson(path("parity.json")));
-    EXPECT_EQ(reports.back()["provider"]["spec"], spec);
+    EXPECT_EQ(reports.back()["provider"]["argument"], choice);
   }
   const auto inProcess = e2e::verdicts(reports[0]);
   EXPECT_NE(std::count_if(inProcess.begin(), inProcess.end(), [](auto& entry) { return entry.second == "failed"; }), 0);
-  for (size_t i = 1; i < specs.size(); ++i) {
-    SCOPED_TRACE(specs[i]);
+  for (size_t i = 1; i < choices.size(); ++i) {
+    SCOPED_TRACE(choices[i]);
     EXPECT_EQ(e2e::verdicts(reports[i]), inProcess);
     EXPECT_EQ(reports[i]["provider"]["name"], reports[0]["provider"]["name"]);
     EXPECT_EQ(reports[i]["validationProperties"], reports[0]["validationProperties"]);

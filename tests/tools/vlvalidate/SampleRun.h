@@ -53,7 +53,7 @@ inline Run run() {
   Run run;
   run.info.toolVersion = "9.9.9";
   run.info.startTime = "2024-05-01T12:00:00Z";
-  run.info.providerSpec = "sim:case-sensitive-names";
+  run.info.providerChoice = "sim:case-sensitive-names";
   run.info.providerName = "net.vaultline.simulated";
   run.info.properties = {"KsVaultlineRootContainerItemIdentifier", true, false, true};
   run.info.options.jobs = 2;

@@ -1,4 +1,4 @@
-// VLProviderSpec: which provider a command validates, as given to --provider, and how to
+// VLProviderChoice: which provider a command validates, as given to --provider, and how to
 // bring it up. Kinds:
 //   sim             the built-in simulated reference provider, conformant
 //   sim:SETTINGS    the same with quirks and settings ("case-sensitive-names,upload-latency=200ms")
@@ -37,14 +37,14 @@ struct VLInstalledProvider {
   static constexpr double kEligibilityTimeout = 30;
 };
 
-class VLProviderSpec {
+class VLProviderChoice {
  public:
   enum class Kind { Simulated, Exec, Unix };
 
   // Parses `text`. Throws VLUsageError naming what is wrong: an unknown kind (listing the
   // kinds), a bad simulated setting (listing the valid quirks and settings), an empty or
   // badly quoted command, an empty socket path.
-  static VLProviderSpec parse(const std::string& text);
+  static VLProviderChoice parse(const std::string& text);
 
   // Brings the provider up and installs its platform. Throws VLProviderUnavailable with the
   // reason when it cannot be started or reached, or exits or fails the handshake.
@@ -54,7 +54,7 @@ class VLProviderSpec {
   // gets them after its own, exec gets them appended to its command as one quoted argument
   // (a program that takes them so, as vlprovider-sim does). Throws VLUsageError for unix: a
   // running daemon's settings cannot be changed.
-  VLProviderSpec withSettings(const std::string& settings) const;
+  VLProviderChoice withSettings(const std::string& settings) const;
 
   const std::string& text() const { return text_; }
   Kind kind() const { return kind_; }

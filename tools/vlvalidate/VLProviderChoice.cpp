@@ -1,4 +1,4 @@
-#include "vlvalidate/VLProviderSpec.h"
+#include "vlvalidate/VLProviderChoice.h"
 
 #include "Dispatch/VLSemaphore.h"
 #include "Remote/VLRemoteChildProcess.h"
@@ -35,42 +35,42 @@ bool VLInstalledProvider::decideEligibility(double seconds) const {
   return answer->eligible;
 }
 
-VLProviderSpec VLProviderSpec::parse(const std::string& text) {
-  VLProviderSpec spec;
-  spec.text_ = text;
+VLProviderChoice VLProviderChoice::parse(const std::string& text) {
+  VLProviderChoice choice;
+  choice.text_ = text;
   const size_t colon = text.find(':');
   const std::string kind = text.substr(0, colon);
-  spec.argument_ = colon == std::string::npos ? "" : text.substr(colon + 1);
+  choice.argument_ = colon == std::string::npos ? "" : text.substr(colon + 1);
   if (kind == "sim") {
-    spec.kind_ = Kind::Simulated;
+    choice.kind_ = Kind::Simulated;
     try {
-      VLSimulatedSettings::parse(spec.argument_);
+      VLSimulatedSettings::parse(choice.argument_);
     } catch (const VLException& error) {
       throw VLUsageError("--provider " + text + ": " + error.what());
     }
-    return spec;
+    return choice;
   }
   if (kind == "exec") {
-    spec.kind_ = Kind::Exec;
+    choice.kind_ = Kind::Exec;
     std::vector<std::string> words;
     try {
-      words = VLRemoteChildProcess::splitCommandLine(spec.argument_);
+      words = VLRemoteChildProcess::splitCommandLine(choice.argument_);
     } catch (const VLException& error) {
       throw VLUsageError("--provider " + text + ": " + error.what());
     }
     if (words.empty()) throw VLUsageError("--provider " + text + ": exec needs a command, as in exec:'COMMAND ARGS…'");
-    return spec;
+    return choice;
   }
   if (kind == "unix") {
-    spec.kind_ = Kind::Unix;
-    if (spec.argument_.empty())
+    choice.kind_ = Kind::Unix;
+    if (choice.argument_.empty())
       throw VLUsageError("--provider " + text + ": unix needs a socket path, as in unix:PATH");
-    return spec;
+    return choice;
   }
   throw VLUsageError("--provider " + text + ": unknown provider kind '" + kind + "'; kinds:\n" + kindsHelp());
 }
 
-VLInstalledProvider VLProviderSpec::install() const {
+VLInstalledProvider VLProviderChoice::install() const {
   try {
     switch (kind_) {
       case Kind::Simulated: {
@@ -94,7 +94,7 @@ VLInstalledProvider VLProviderSpec::install() const {
   throw VLProviderUnavailable("--provider " + text_ + ": unknown kind of provider");
 }
 
-VLProviderSpec VLProviderSpec::withSettings(const std::string& settings) const {
+VLProviderChoice VLProviderChoice::withSettings(const std::string& settings) const {
   if (settings.empty()) return *this;
   switch (kind_) {
     case Kind::Simulated: return parse("sim:" + argument_ + (argument_.empty() ? "" : ",") + settings);
@@ -105,12 +105,12 @@ VLProviderSpec VLProviderSpec::withSettings(const std::string& settings) const {
                      "use sim or exec:COMMAND to give it settings");
 }
 
-std::string VLProviderSpec::kindsHelp() {
+std::string VLProviderChoice::kindsHelp() {
   return "  sim            the built-in simulated reference provider\n"
          "  sim:SETTINGS   the same with comma-separated quirks and name=value settings, e.g.\n"
          "                 sim:case-sensitive-names,upload-latency=200ms (a bad name lists the valid ones)\n"
          "  exec:COMMAND   a provider started as a child process speaking the provider protocol on its\n"
-         "                 standard input and output; quote the whole SPEC when COMMAND has arguments:\n"
+         "                 standard input and output; quote the whole PROVIDER when COMMAND has arguments:\n"
          "                 \"exec:build/tools/vlprovider-sim/vlprovider-sim case-sensitive-names\"\n"
          "  unix:PATH      a provider daemon listening on the Unix domain socket PATH\n";
 }
