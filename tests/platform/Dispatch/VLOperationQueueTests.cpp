@@ -11,11 +11,9 @@
 #include "Dispatch/VLSemaphore.h"
 #include "Vaultline/VLActionOperation.h"
 #include "Vaultline/VLThumbnailFetchOperation.h"
+#include "support/TestTimes.h"
 
 namespace {
-
-constexpr double kPatience = 20;
-constexpr double kShort = 0.05;
 
 // An asynchronous operation that finishes only when told to.
 class ManualOperation : public VLOperation {

@@ -12,14 +12,9 @@
 #include "Dispatch/VLDispatchGroup.h"
 #include "Dispatch/VLOnce.h"
 #include "Dispatch/VLSemaphore.h"
+#include "support/TestTimes.h"
 
 namespace {
-
-// Generous bound for waits that succeed at once when the code is right; it only limits how
-// long a broken build hangs.
-constexpr double kPatience = 20;
-// The smallest time-out that shows a wait giving up.
-constexpr double kShort = 0.05;
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

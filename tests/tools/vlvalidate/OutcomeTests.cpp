@@ -6,14 +6,11 @@
 #include <nlohmann/json.hpp>
 
 #include "SampleRun.h"
+#include "Verdicts.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLUsageError.h"
 
 namespace {
-
-constexpr auto P = VLValidationResultPassed;
-constexpr auto I = VLValidationResultInconclusive;
-constexpr auto F = VLValidationResultFailed;
 
 VLCaseRecord finished(const std::string& id, std::vector<VLValidationResult> verdicts, int repetition = 1) {
   VLCaseRecord record;

@@ -6,6 +6,7 @@
 
 #include "Dispatch/VLSemaphore.h"
 #include "Validations/Validations.h"
+#include "Verdicts.h"
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLCaseScheduler.h"
 
@@ -54,9 +55,6 @@ std::vector<std::vector<VLValidationResult>> run(const std::vector<std::shared_p
   EXPECT_TRUE(scheduler->wait());
   return verdicts;
 }
-
-constexpr auto P = VLValidationResultPassed;
-constexpr auto F = VLValidationResultFailed;
 
 TEST(Scheduler, RetriesStopAtTheFirstPassAndKeepEveryAttempt) {
   flakyRuns = 0;

@@ -7,7 +7,8 @@
 #include "Validations/Validations.h"
 #include "support/Await.h"
 
-namespace {
+// Named, not anonymous: unity builds compile several test files as one.
+namespace case_collections_tests {
 
 using Validator = std::shared_ptr<VLValidator>;
 using Scope = VLSimulatedCollection::ScopeKind;
@@ -121,4 +122,4 @@ TEST(CaseCollections, StreamsNeedARunningCaseBoundToAProvider) {
             "Validation encountered an exception: newCollectionStreamWithIdentifier needs a case bound to a provider");
 }
 
-}  // namespace
+}  // namespace case_collections_tests

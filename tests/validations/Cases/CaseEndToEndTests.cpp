@@ -6,7 +6,8 @@
 #include "Validations/Validations.h"
 #include "support/Await.h"
 
-namespace {
+// Named, not anonymous: unity builds compile several test files as one.
+namespace case_end_to_end_tests {
 
 using Validator = std::shared_ptr<VLValidator>;
 
@@ -93,4 +94,4 @@ TEST(CaseEndToEnd, ARunnerListsRunsAndCleansUpAgainstTheSimulatedProvider) {
   EXPECT_EQ(fetch(validationCase->createdIdentifier), nullptr);
 }
 
-}  // namespace
+}  // namespace case_end_to_end_tests

@@ -9,7 +9,8 @@
 #include "support/Await.h"
 #include "support/TestItems.h"
 
-namespace {
+// Named, not anonymous: unity builds compile several test files as one.
+namespace case_execution_tests {
 
 using Validator = std::shared_ptr<VLValidator>;
 
@@ -180,4 +181,4 @@ TEST(CaseTearDown, ACleanUpThatHangsFailsAfterTheResultWasComputed) {
   EXPECT_TRUE(validationCase->cleanupOperations().empty());
 }
 
-}  // namespace
+}  // namespace case_execution_tests

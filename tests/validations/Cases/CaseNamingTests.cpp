@@ -10,7 +10,8 @@
 #include "Validations/Validations.h"
 #include "support/CaseTestLogCapture.h"
 
-namespace {
+// Named, not anonymous: unity builds compile several test files as one.
+namespace case_naming_tests {
 
 using Validator = std::shared_ptr<VLValidator>;
 
@@ -155,4 +156,4 @@ TEST(CaseRichText, KeepsTheVisibleTextOnly) {
   EXPECT_EQ(VLRichTextReader::plainText("{\\rtf1 \\uc0\\u10004 done \\emdash\\~ok}"), "✔done —\u00A0ok");
 }
 
-}  // namespace
+}  // namespace case_naming_tests

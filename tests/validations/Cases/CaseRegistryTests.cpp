@@ -6,7 +6,8 @@
 
 #include "Validations/Validations.h"
 
-namespace {
+// Named, not anonymous: unity builds compile several test files as one.
+namespace case_registry_tests {
 
 using Validator = std::shared_ptr<VLValidator>;
 
@@ -174,4 +175,4 @@ TEST(CaseRegistry, MakeChecksTheClassAndItsOperations) {
   EXPECT_THROW(VLValidationCase::make<ThreeArgumentSuite>("validateA:b:c:", nullptr), VLException);
 }
 
-}  // namespace
+}  // namespace case_registry_tests

@@ -13,7 +13,7 @@ namespace {
 
 using Keys = std::set<std::string>;
 
-VLEventRef insertOf(const std::string& name, const std::function<void(VLItemAttributes&)>& adjust = {}) {
+VLEventRef insertNamed(const std::string& name, const std::function<void(VLItemAttributes&)>& adjust = {}) {
   return VLEvent::make(VLEventInsert, vl_testItem("id-" + name, name, adjust));
 }
 
@@ -25,7 +25,7 @@ std::shared_ptr<VLExpectedEvent> expectInsert(const std::function<void(VLExpecte
 
 TEST(ExpectedEvent, PendingCandidatesAreSkippedAndItemlessOnesAreNearMisses) {
   auto expected = VLExpectedEvent::eventWithType(std::nullopt, [](VLExpectedItem&) {});
-  EXPECT_FALSE(expected->matchesEvent(insertOf("a", [](VLItemAttributes& a) { a.pending = true; })));
+  EXPECT_FALSE(expected->matchesEvent(insertNamed("a", [](VLItemAttributes& a) { a.pending = true; })));
   EXPECT_EQ(expected->closestMatch(), nullptr);
   EXPECT_FALSE(expected->matchesEvent(VLEvent::make("should-be-reloaded", nullptr)));
   ASSERT_NE(expected->closestMatch(), nullptr);
@@ -39,9 +39,9 @@ TEST(ExpectedEvent, WrongTypeOrIdentityIsNoNearMiss) {
     item.setDocumentSize(5);
   });
   EXPECT_FALSE(expected->matchesEvent(VLEvent::make(VLEventUpdate, vl_testItem("1", "a"))));
-  EXPECT_FALSE(expected->matchesEvent(insertOf("b")));
+  EXPECT_FALSE(expected->matchesEvent(insertNamed("b")));
   EXPECT_EQ(expected->closestMatch(), nullptr);
-  EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
+  EXPECT_FALSE(expected->matchesEvent(insertNamed("a")));
   EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), Keys{"documentSize"});
 }
 
@@ -51,9 +51,9 @@ TEST(ExpectedEvent, ClosestMatchKeepsFewestDifferencesAndLaterOnTies) {
     item.setTrashed(true);
     item.setChildItemCount(2);
   });
-  auto three = insertOf("first");
-  auto second = insertOf("second", [](VLItemAttributes& a) { a.childItemCount = 2; });
-  auto third = insertOf("third", [](VLItemAttributes& a) { a.favoriteRank = 1; });
+  auto three = insertNamed("first");
+  auto second = insertNamed("second", [](VLItemAttributes& a) { a.childItemCount = 2; });
+  auto third = insertNamed("third", [](VLItemAttributes& a) { a.favoriteRank = 1; });
   for (const auto& candidate : {three, second, third, three}) EXPECT_FALSE(expected->matchesEvent(candidate));
   EXPECT_EQ(expected->closestMatch()->item(), third->item());
   EXPECT_EQ(expected->closestMatch()->nonmatchingKeys(), (Keys{"trashed", "childItemCount"}));
@@ -62,11 +62,11 @@ TEST(ExpectedEvent, ClosestMatchKeepsFewestDifferencesAndLaterOnTies) {
 TEST(ExpectedEvent, ValuesCompareAsExpected) {
   const double ten = 36000;
   auto expected = expectInsert([&](VLExpectedItem& item) { item.setLastUsedDate(VLDate(ten)); });
-  auto usedAt = [&](double t) { return insertOf("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(t); }); };
+  auto usedAt = [&](double t) { return insertNamed("a", [&](VLItemAttributes& a) { a.lastUsedDate = VLDate(t); }); };
   EXPECT_TRUE(expected->matchesEvent(usedAt(ten + 0.9)));
   EXPECT_TRUE(expected->matchesEvent(usedAt(ten - 0.9)));
   EXPECT_FALSE(expected->matchesEvent(usedAt(ten + 1)));
-  EXPECT_FALSE(expected->matchesEvent(insertOf("a")));
+  EXPECT_FALSE(expected->matchesEvent(insertNamed("a")));
 
   EXPECT_FALSE(vl_expectationIsEqual(VLValue(), VLValue()));  // absent expected equals nothing
   EXPECT_TRUE(vl_expectationIsEqual(VLValue(true), VLValue(1)));
@@ -90,7 +90,7 @@ TEST(ExpectedEvent, DescriptionsListSortedKeysWithExpectedValues) {
   const uint64_t top = uint64_t(1) << 63;
   auto capable = expectInsert([&](VLExpectedItem& item) { item.setCapabilities(top | 2); });
   EXPECT_EQ(capable->eventDescription(), "signal (insert), properties capabilities: 9223372036854775810, pending: 0");
-  EXPECT_FALSE(capable->matchesEvent(insertOf("a", [&](VLItemAttributes& a) { a.capabilities = top; })));
+  EXPECT_FALSE(capable->matchesEvent(insertNamed("a", [&](VLItemAttributes& a) { a.capabilities = top; })));
   EXPECT_NE(capable->closestMatch()->nonmatchingReasonForExpectedEvent(*capable).find(
                 "capabilities: got 9223372036854775808, but expected 9223372036854775810"),
             std::string::npos);
@@ -101,8 +101,8 @@ TEST(ExpectedEvent, TracesWhyACandidateWasRejected) {
   VLLog::setSink([&](VLLogLevel, const std::string& line) { lines.push_back(line); });
   VLLog::setDebugEnabled(true);
   auto expected = expectInsert([](VLExpectedItem& item) { item.setFilename("a"); });
-  expected->matchesEvent(insertOf("a", [](VLItemAttributes& a) { a.pending = true; }));
-  expected->matchesEvent(insertOf("b"));
+  expected->matchesEvent(insertNamed("a", [](VLItemAttributes& a) { a.pending = true; }));
+  expected->matchesEvent(insertNamed("b"));
   VLLog::setDebugEnabled(false);
   VLLog::setSink([](VLLogLevel, const std::string&) {});
   ASSERT_EQ(lines.size(), 4u);

@@ -19,9 +19,6 @@ std::string dropFirst(const std::string& text, size_t count) { return text.size(
 std::string dropLast(const std::string& text, size_t count) {
   return text.size() > count ? text.substr(0, text.size() - count) : "";
 }
-bool endsWith(const std::string& text, std::string_view suffix) {
-  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 // One character of UTF-8 text: its bytes and its code point (none for a malformed byte).
 struct Character {
@@ -90,8 +87,8 @@ std::string VLValidationCase::nameForMarlin() const {
 
 std::string VLValidationCase::displayTitle() const {
   std::string name = dropFirst(selector_, kValidatePrefix.size());
-  if (endsWith(name, kVariantSuffix)) name = dropLast(name, kVariantSuffix.size());
-  if (endsWith(name, ":")) name = dropLast(name, 1);
+  if (name.ends_with(kVariantSuffix)) name = dropLast(name, kVariantSuffix.size());
+  if (name.ends_with(':')) name = dropLast(name, 1);
 
   // Every capital (in any script) but the first starts a word; runs of capitals are split
   // letter by letter and digits never are.

@@ -22,10 +22,6 @@ Registry& registry() {
   return *shared;
 }
 
-bool endsWith(const std::string& text, const std::string& suffix) {
-  return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
 }  // namespace
 
 std::type_index VLValidationCase::__vl__validation__class() { return std::type_index(typeid(VLValidationCase)); }
@@ -108,7 +104,7 @@ VLValidationCase::ValidationTable VLValidationCase::validationsOfSuiteClasses(
         cases.push_back(makeWithSuiteClass(suiteClass, selector, nullptr, std::nullopt));
         continue;
       }
-      if (!endsWith(selector, ":variant:")) continue;
+      if (!selector.ends_with(":variant:")) continue;
       auto variants = suiteClass->variantSelectors();
       VL_ASSERT(!variants.empty(),
                 "Selector %@ on class %@ expects variants, but the class doesn't define variant selectors.", selector,
