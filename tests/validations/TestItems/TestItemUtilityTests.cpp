@@ -74,7 +74,8 @@ TEST(TestItemUtilities, NamesContentsAndWhatAnImportMustShow) {
     std::optional<VLData> contents;
     std::string suffix, body;
   };
-  for (const auto& row : {Row{std::nullopt, std::nullopt, "", "Hello"}, Row{"", std::nullopt, "", "Hello"},
+  // Only an absent extension leaves the dot out; an empty one keeps it.
+  for (const auto& row : {Row{std::nullopt, std::nullopt, "", "Hello"}, Row{"", std::nullopt, ".", "Hello"},
                           Row{"txt", VLData::fromString("text"), ".txt", "text"}}) {
     auto run = runWith("", [&](UtilityProbe& self, const Validator& v, const std::string& root) {
       return self.createTestFile(v, root, row.contents, row.extension);

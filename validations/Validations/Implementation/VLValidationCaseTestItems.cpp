@@ -66,7 +66,8 @@ VLItemRef VLValidationCase::createTestFile(const std::shared_ptr<VLValidator>& v
                                            const std::optional<std::string>& extension) {
   requireValidator(validator, "createTestFile");
   std::string name = newFilenameForDirectory(false);
-  if (extension && !extension->empty()) name += "." + *extension;
+  // An empty extension still gets its dot: a provider must keep a name that ends in ".".
+  if (extension) name += "." + *extension;
   auto& files = VLFileManager::defaultManager();
   VLURL target = files.temporaryDirectory().URLByAppendingPathComponent(name, false);
   // A failed write is not checked here: the import that follows fails and says why.
