@@ -140,7 +140,11 @@ void VLFileTypeValidation::validateThumbnailsRepresentItem(const Validator& vali
   if (!fetch) throw VLException("the item manager returned no thumbnail fetch operation");
   auto finishes = validator->expectationWithDescription("Thumbnail operation finishes");
   // Written by the callback on the operation's thread; read here only once the queue has drained.
-  auto kept = std::make_shared<std::optional<VLData>>();
+  struct Kept {
+    VLData data;
+    std::string format;
+  };
+  auto kept = std::make_shared<std::optional<Kept>>();
   std::weak_ptr<VLValidator> weakValidator = validator;
   fetch->setPerThumbnailCompletionBlock([kept, finishes, weakValidator](
                                             const VLItemRef&, const std::optional<VLData>& data,
@@ -150,7 +154,7 @@ void VLFileTypeValidation::validateThumbnailsRepresentItem(const Validator& vali
       if (validator)
         validator->markInconclusiveWithComment("Thumbnail operation failed with error %@", vl_prettyDescription(error));
     } else if (data) {
-      *kept = imageDataForThumbnail(*data, format);
+      *kept = Kept{*data, format};
     } else if (validator) {
       validator->markInconclusiveWithComment("Thumbnail operation didn't return a thumbnail");
     }
@@ -161,8 +165,14 @@ void VLFileTypeValidation::validateThumbnailsRepresentItem(const Validator& vali
   vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, VLDispatchTimeForever);
 
   if (!*kept) return;
-  auto pixels = sampleThumbnailPixels(**kept);
-  if (!pixels) return;
+  auto image = imageDataForThumbnail((*kept)->data, (*kept)->format);
+  auto pixels = image ? sampleThumbnailPixels(*image) : std::nullopt;
+  if (!pixels) {
+    // Deliberately stricter than ending without a check: a thumbnail nobody could look at
+    // must never let the case pass.
+    validator->markInconclusiveWithComment("Thumbnail data could not be decoded as an image");
+    return;
+  }
   auto green = validator->expectationWithDescription("expect a green pixel in the top half");
   auto red = validator->expectationWithDescription("expect a red pixel in the bottom half");
   pixels->greenInTopHalf ? green->fulfill() : green->fail();
@@ -179,7 +189,9 @@ VLData VLFileTypeValidation::jpegData() {
 std::optional<VLData> VLFileTypeValidation::imageDataForThumbnail(const VLData& thumbnail, const std::string& format) {
   std::optional<VLBitmap> image;
   if (format == VLThumbnailFormatCachedIconBitmap) {
+    // Providers also send a PNG or JPEG under this format; those are judged like any picture.
     image = VLCachedIconBitmap::decode(thumbnail);
+    if (!image) image = VLUIToolkit::imageWithData(thumbnail);
   } else if (format == VLThumbnailFormatUndecorated) {
     // An undecorated thumbnail is the picture itself; its icon rendering adds nothing.
     image = VLUIToolkit::imageWithData(thumbnail);

@@ -43,14 +43,16 @@ class VLFileTypeValidation : public VLValidationCase {
   // variant's parent. Throws VLException for a variant that is not two strings.
   void validateFileTypeIsReturnedCorrectly(const Validator& validator, const VLValue& variant);
   // Imports the test picture, fetches its 50 × 50 thumbnail and expects green in the top
-  // half and red in the bottom half; no thumbnail, or an error, is inconclusive.
+  // half and red in the bottom half; no thumbnail, an error, or data that cannot be decoded
+  // as an image is inconclusive, never a pass.
   void validateThumbnailsRepresentItem(const Validator& validator);
 
   // Returns the test picture: 50 × 50, red lower half, green upper half, as JPEG.
   static VLData jpegData();
-  // Returns the image data a thumbnail of `format` stands for: a cached icon bitmap or an
-  // undecorated thumbnail decoded and re-encoded as PNG (none when it cannot be decoded),
-  // any other format as it came.
+  // Returns the image data a thumbnail of `format` stands for, re-encoded as PNG: an
+  // undecorated thumbnail is PNG or JPEG; a cached-icon-bitmap thumbnail is the icon
+  // bitmap layout (VLCachedIconBitmap), PNG or JPEG. None when it is none of those; any
+  // other format is returned as it came.
   static std::optional<VLData> imageDataForThumbnail(const VLData& thumbnail, const std::string& format);
   // Decodes `image`, redraws it at 50 × 50 in 32-bit float RGBA and samples column 25 at
   // rows 12 and 36 (from the top). None when `image` is no image.

@@ -131,8 +131,12 @@ class Connection:
             self._answer_error(None, ProtocolError(INVALID_REQUEST, "a message must be a JSON object"))
             return
         identifier = message.get("id")
-        is_request = identifier is not None
         method = message.get("method")
+        if method is None and ("result" in message or "error" in message):
+            log("ignoring an answer (id %r): this provider sends no requests" % (identifier,))
+            return
+        # Only a message without an "id" member is a notification: "id": null is an invalid request.
+        is_request = "id" in message
         if is_request and (isinstance(identifier, bool) or not isinstance(identifier, (int, float, str))):
             self._answer_error(None, ProtocolError(INVALID_REQUEST, "id must be a number or a string"))
             return
@@ -140,10 +144,7 @@ class Connection:
             self._answer_error(identifier, ProtocolError(INVALID_REQUEST, 'jsonrpc must be "2.0"'))
             return
         if method is None:
-            if "result" in message or "error" in message:
-                log("ignoring an answer (id %r): this provider sends no requests" % (identifier,))
-            else:
-                self._answer_error(identifier, ProtocolError(INVALID_REQUEST, "a request needs a method"))
+            self._answer_error(identifier, ProtocolError(INVALID_REQUEST, "a request needs a method"))
             return
         params = message.get("params")
         if params is None:

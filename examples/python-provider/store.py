@@ -287,7 +287,8 @@ class Store:
         return os.path.join(self.path_of(self.items[record.parent]), record.name)
 
     def by_path(self, path):
-        """The record whose local copy belongs at path; Failure ENOENT when none does."""
+        """The record whose local copy belongs at path; no-such-item Failure when none does
+        (a path outside this provider's directories included)."""
         with self.lock:
             path = os.path.normpath(os.path.abspath(path))
             record, parts = self._start_of(path)
@@ -296,7 +297,7 @@ class Store:
                 if record is not None and record.name != part:
                     record = None
             if record is None:
-                raise posix(errno.ENOENT, "No item of this provider is at %s." % path)
+                raise Failure(ERROR_DOMAIN, NO_SUCH_ITEM, "No item of this provider is at %s." % path)
             return record
 
     def _start_of(self, path):
@@ -492,7 +493,7 @@ class Store:
 
     def _untrash(self, record, restore_to):
         if not record.trashed:
-            raise posix(errno.EINVAL, '"%s" is not in the trash.' % record.name)
+            return  # already out of the trash: nothing to do
         target = self.items.get(restore_to or record.trashed_from)
         if target is None or not target.is_container or target.trashed or self.in_trashed_folder(target):
             target = self.items[ROOT]
@@ -578,7 +579,19 @@ class Store:
     def evict(self, identifiers):
         if not self.syncing:
             return not_supported("This provider keeps everything on this machine.")
-        return self._each(identifiers, lambda r: [self._evict(i) for i in [r] + self.descendants(r)])
+        return self._each(identifiers, self._evict_tree)
+
+    def _evict_tree(self, record):
+        """Evicts record and every file inside it; a file still uploading stays, and the
+        first of those is the failure, once the others are evicted."""
+        busy = None
+        for inner in [record] + self.descendants(record):
+            try:
+                self._evict(inner)
+            except Failure as failure:
+                busy = busy or failure
+        if busy is not None:
+            raise busy
 
     def _evict(self, record):
         if not record.has_content or not record.downloaded:

@@ -6,10 +6,8 @@ as updated, one that left the scope as deleted, and a watched container that cha
 the observed item: one collections.changed per subscription and change.
 """
 
-import errno
-
 from jsonrpc import INVALID_PARAMS, ProtocolError
-from store import ROOT, TRASH, Failure, posix
+from store import ERROR_DOMAIN, NO_SUCH_ITEM, ROOT, TRASH, Failure
 
 
 class Subscription:
@@ -48,8 +46,9 @@ class Subscriptions:
             subscription = Subscription(kind, container)
             if container != TRASH:  # the trash is watched like a folder, but it is no item
                 folder = store.get(container)
-                if not folder.is_container:
-                    raise posix(errno.ENOTDIR, '"%s" is not a folder.' % folder.name)
+                if not folder.is_container:  # a file or a package: no container of that identifier
+                    raise Failure(ERROR_DOMAIN, NO_SUCH_ITEM,
+                                  '"%s" is not a folder, so it has no contents to watch.' % folder.name)
                 subscription.observed = store.item_json(folder)
             candidates = store.child_records(container)
         elif kind in ("workingSet", "provider"):
@@ -101,7 +100,7 @@ class Subscriptions:
                     self._connection.notify("collections.failed", {
                         "subscription": number,
                         "error": store.error_json(Failure(
-                            "KsVaultlineErrorDomain", -1005,
+                            ERROR_DOMAIN, NO_SUCH_ITEM,
                             'The folder "%s" was deleted.' % subscription.container))})
                     continue
                 if item(container) != subscription.observed:

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,10 +24,40 @@ namespace {
 const size_t kKeptErrorLines = 5;
 const size_t kLongestErrorLine = 4096;
 const double kExitGrace = 5.0, kTermGrace = 2.0, kEndWait = 2.0;
+// A process that exits closes its output a moment before it can be reaped; this long is
+// allowed for that moment, so that an exit is told apart from output closed by a process
+// that goes on running.
+const double kExitAfterOutputEnds = 0.2;
 
 std::string baseName(const std::string& path) {
   size_t slash = path.rfind('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// Whether `program` (a file name) is a script interpreter: sh, bash, python3.11, node, ….
+bool isInterpreter(const std::string& program) {
+  static const char* const kInterpreters[] = {"sh",   "bash", "dash", "zsh",  "ksh", "python", "node",   "nodejs",
+                                              "deno", "bun",  "perl", "ruby", "php", "lua",    "Rscript"};
+  size_t end = program.find_first_of("0123456789.");
+  std::string stem = program.substr(0, end == 0 ? std::string::npos : end);
+  for (const char* name : kInterpreters) {
+    if (stem == name) return true;
+  }
+  return false;
+}
+
+// The name a provider goes by in the log and in errors: its program's file name, or, for a
+// script run through an interpreter, the script's file name (the first later word that is
+// not an option and names an existing regular file).
+std::string providerName(const std::vector<std::string>& words) {
+  std::string program = baseName(words[0]);
+  if (!isInterpreter(program)) return program;
+  for (size_t i = 1; i < words.size(); ++i) {
+    if (words[i].empty() || words[i][0] == '-') continue;
+    struct stat info {};
+    if (::stat(words[i].c_str(), &info) == 0 && S_ISREG(info.st_mode)) return baseName(words[i]);
+  }
+  return program;
 }
 
 // Waits up to `seconds` for `fd` to become readable (or hung up); returns whether it did.
@@ -123,7 +154,7 @@ std::unique_ptr<VLRemoteChildProcess> VLRemoteChildProcess::spawn(const std::str
                                       "cannot start the provider \"" + words[0] + "\": " + std::strerror(code));
   }
   return std::unique_ptr<VLRemoteChildProcess>(
-      new VLRemoteChildProcess(pid, input[1], output[0], errors[0], baseName(words[0])));
+      new VLRemoteChildProcess(pid, input[1], output[0], errors[0], providerName(words)));
 }
 
 VLRemoteChildProcess::VLRemoteChildProcess(pid_t pid, int input, int output, int errors, std::string name)
@@ -199,7 +230,7 @@ bool VLRemoteChildProcess::waitForExit(double seconds) {
 
 std::string VLRemoteChildProcess::describeStatus() const {
   std::lock_guard lock(mutex_);
-  if (!status_) return "closed its standard output";
+  if (!status_) return "closed its standard output but is still running";
   if (WIFEXITED(*status_)) return "exited with status " + std::to_string(WEXITSTATUS(*status_));
   if (WIFSIGNALED(*status_)) {
     int signal = WTERMSIG(*status_);
@@ -209,8 +240,9 @@ std::string VLRemoteChildProcess::describeStatus() const {
 }
 
 std::string VLRemoteChildProcess::endReason() {
-  waitForExit(kEndWait);
-  {
+  // A process that goes on running is reported at once, with the last words it has written
+  // so far: neither its exit nor the end of its standard error may ever come.
+  if (waitForExit(kExitAfterOutputEnds)) {
     // Its last words may still be in the pipe; they end with the process.
     std::unique_lock lock(mutex_);
     errorsEnded_.wait_for(lock, std::chrono::duration<double>(kEndWait), [this] { return errorsDone_; });

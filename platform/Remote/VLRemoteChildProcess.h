@@ -26,6 +26,8 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   // backslashes, and nothing else. Throws VLException for an unterminated quote or escape.
   static std::vector<std::string> splitCommandLine(const std::string& commandLine);
   // Starts the program named by the first word (searched in PATH when it has no slash).
+  // It is named by its file name, or, when that is a script interpreter (sh, python3, node,
+  // …), by the file name of the script it runs, if a later word names an existing file.
   // Throws VLProviderProtocolException (VLProviderProtocolErrorCannotStart) with the reason.
   static std::unique_ptr<VLRemoteChildProcess> spawn(const std::string& commandLine);
   ~VLRemoteChildProcess() override;
@@ -33,8 +35,9 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   int readFD() const override { return stdout_; }
   int writeFD() const override { return stdin_; }
   std::string name() const override { return name_; }
-  // Waits up to two seconds for the process to exit, then says how it ended, quoting its
-  // last lines of standard error.
+  // Says how the process ended ("exited with status 3", "was killed by signal 9 (…)"),
+  // quoting its last lines of standard error, or, when it has not exited within a moment of
+  // its output closing, that it closed its standard output but is still running.
   std::string endReason() override;
   // Closes the provider's standard input, waits up to five seconds for it to exit, then sends
   // SIGTERM and, two seconds later, SIGKILL.

@@ -75,17 +75,17 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
   if (text.size() > kMaximumLineLength) {
     throw VLRemoteMalformedMessage("the line is " + std::to_string(text.size()) + " bytes long; at most " +
                                        std::to_string(kMaximumLineLength) + " are allowed",
-                                   recoverID(text.substr(0, 4096)));
+                                   recoverID(text.substr(0, 4096)), false);
   }
   if (nestsDeeperThan(text, kMaximumDepth)) {
     throw VLRemoteMalformedMessage("the JSON nests deeper than " + std::to_string(kMaximumDepth) + " levels",
-                                   recoverID(text));
+                                   recoverID(text), false);
   }
   json value;
   try {
     value = json::parse(text);
   } catch (const json::exception& error) {
-    throw VLRemoteMalformedMessage("not JSON: " + withoutLibraryPrefix(error.what()), recoverID(text));
+    throw VLRemoteMalformedMessage("not JSON: " + withoutLibraryPrefix(error.what()), recoverID(text), false);
   }
   if (!value.is_object()) {
     throw VLRemoteMalformedMessage("not a JSON-RPC message (a JSON object): " + vl_excerptJSON(value), std::nullopt);

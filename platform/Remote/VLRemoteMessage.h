@@ -20,12 +20,17 @@
 // A line that is not a valid JSON-RPC 2.0 message of this protocol.
 class VLRemoteMalformedMessage : public VLException {
  public:
-  VLRemoteMalformedMessage(const std::string& reason, std::optional<int64_t> id) : VLException(reason), id_(id) {}
+  VLRemoteMalformedMessage(const std::string& reason, std::optional<int64_t> id, bool isJSON = true)
+      : VLException(reason), id_(id), isJSON_(isJSON) {}
   // The integer id the line carried, when it could be recovered.
   const std::optional<int64_t>& id() const { return id_; }
+  // Whether the line was JSON (within the length and depth limits) but no valid message:
+  // an invalid request (-32600) rather than a parse error (-32700).
+  bool isJSON() const { return isJSON_; }
 
  private:
   std::optional<int64_t> id_;
+  bool isJSON_;
 };
 
 struct VLRemoteMessage {

@@ -53,6 +53,8 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
       {"download-reports-downloading", Quirk::DownloadReportsDownloading},
       {"rename-refused", Quirk::RenameRefused},
       {"eviction-refused", Quirk::EvictionRefused},
+      {"thumbnails-undecodable", Quirk::ThumbnailsUndecodable},
+      {"thumbnails-cached-icon-png", Quirk::ThumbnailsCachedIconPNG},
   };
   return table;
 }

@@ -55,6 +55,8 @@ enum class VLSimulatedQuirk {
   DownloadReportsDownloading,    // a download completes while the items it hands back are still downloading
   RenameRefused,                 // renames fail with a "not supported" error
   EvictionRefused,               // evictions fail with a "not supported" error, leaving the content local
+  ThumbnailsUndecodable,         // thumbnails are 64 bytes that are no image
+  ThumbnailsCachedIconPNG,       // thumbnails come as PNG bytes under the cached-icon-bitmap format
 };
 
 // Which revision of the platform interface the service plays.

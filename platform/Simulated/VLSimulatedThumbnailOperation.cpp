@@ -77,9 +77,15 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
   int height = std::max(1, static_cast<int>(fittedHeight));
   VLBitmap thumbnail = bitmap->scaledTo(width, height);
   if (settings.has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
-  if (settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap)) {
-    deliverThumbnail(item, VLCachedIconBitmap::encode(thumbnail), VLThumbnailFormatCachedIconBitmap, nullptr);
+  const std::string& format = settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap) ||
+                                      settings.has(VLSimulatedQuirk::ThumbnailsCachedIconPNG)
+                                  ? VLThumbnailFormatCachedIconBitmap
+                                  : VLThumbnailFormatUndecorated;
+  if (settings.has(VLSimulatedQuirk::ThumbnailsUndecodable)) {
+    deliverThumbnail(item, VLData(std::vector<uint8_t>(64, 0x5A)), format, nullptr);
+  } else if (settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap)) {
+    deliverThumbnail(item, VLCachedIconBitmap::encode(thumbnail), format, nullptr);
   } else {
-    deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), VLThumbnailFormatUndecorated, nullptr);
+    deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), format, nullptr);
   }
 }

@@ -1,6 +1,6 @@
 // The file type suite's thumbnail check against hand-made thumbnails: a picture the right
-// way up passes both pixel checks in every format and size, one upside down fails both, and
-// data that is no picture gives no check at all.
+// way up passes both pixel checks in every format, encoding and size, one upside down fails
+// both, and data that is no picture cannot be sampled (the case then says so).
 #include <gtest/gtest.h>
 
 #include "Vaultline/VLCachedIconBitmap.h"
@@ -18,21 +18,34 @@ VLBitmap picture(int width, int height, bool upsideDown) {
   return upsideDown ? bitmap.flippedVertically() : bitmap;
 }
 
-VLData thumbnailData(const VLBitmap& bitmap, const std::string& format) {
-  if (format == VLThumbnailFormatCachedIconBitmap) return VLCachedIconBitmap::encode(bitmap);
-  if (format == VLThumbnailFormatUndecorated) return VLImageCodec::encodePNG(bitmap);
-  return VLImageCodec::encodeJPEG(bitmap);  // another format, judged as it came
+enum class Encoding { IconLayout, PNG, JPEG };
+
+VLData encoded(const VLBitmap& bitmap, Encoding encoding) {
+  switch (encoding) {
+    case Encoding::IconLayout: return VLCachedIconBitmap::encode(bitmap);
+    case Encoding::PNG: return VLImageCodec::encodePNG(bitmap);
+    case Encoding::JPEG: return VLImageCodec::encodeJPEG(bitmap);
+  }
+  return VLData();
 }
 
 TEST(ThumbnailPixels, RightWayUpPassesBothChecksAndUpsideDownFailsBoth) {
-  for (const std::string& format :
-       {VLThumbnailFormatUndecorated, VLThumbnailFormatCachedIconBitmap, std::string("x")}) {
+  // Every encoding a format may carry; another format is judged as it came.
+  const std::vector<std::pair<std::string, Encoding>> forms = {
+      {VLThumbnailFormatUndecorated, Encoding::PNG},
+      {VLThumbnailFormatUndecorated, Encoding::JPEG},
+      {VLThumbnailFormatCachedIconBitmap, Encoding::IconLayout},
+      {VLThumbnailFormatCachedIconBitmap, Encoding::PNG},
+      {VLThumbnailFormatCachedIconBitmap, Encoding::JPEG},
+      {"x", Encoding::JPEG},
+  };
+  for (const auto& [format, encoding] : forms) {
     for (auto [width, height] : {std::pair{50, 50}, {128, 128}, {24, 90}}) {
       for (bool upsideDown : {false, true}) {
-        SCOPED_TRACE(format + " " + std::to_string(width) + "x" + std::to_string(height) +
-                     (upsideDown ? " upside down" : ""));
-        auto image = VLFileTypeValidation::imageDataForThumbnail(
-            thumbnailData(picture(width, height, upsideDown), format), format);
+        SCOPED_TRACE(format + " encoding " + std::to_string(int(encoding)) + " " + std::to_string(width) + "x" +
+                     std::to_string(height) + (upsideDown ? " upside down" : ""));
+        auto image =
+            VLFileTypeValidation::imageDataForThumbnail(encoded(picture(width, height, upsideDown), encoding), format);
         ASSERT_TRUE(image);
         auto pixels = VLFileTypeValidation::sampleThumbnailPixels(*image);
         ASSERT_TRUE(pixels);
@@ -53,7 +66,7 @@ TEST(ThumbnailPixels, RightWayUpPassesBothChecksAndUpsideDownFailsBoth) {
   EXPECT_FALSE(oneColour->redInBottomHalf);
 }
 
-TEST(ThumbnailPixels, DataThatIsNoPictureGivesNoCheck) {
+TEST(ThumbnailPixels, DataThatIsNoPictureCannotBeSampled) {
   const VLData garbage = VLData::fromString("not a picture at all");
   EXPECT_FALSE(VLFileTypeValidation::imageDataForThumbnail(garbage, VLThumbnailFormatUndecorated));
   EXPECT_FALSE(VLFileTypeValidation::imageDataForThumbnail(garbage, VLThumbnailFormatCachedIconBitmap));

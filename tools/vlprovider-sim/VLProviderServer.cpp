@@ -130,7 +130,8 @@ void VLProviderServer::handleLine(std::string_view line) {
   try {
     message = VLRemoteMessage::parse(line);
   } catch (const VLRemoteMalformedMessage& malformed) {
-    replyError(malformed.id() ? json(*malformed.id()) : json(nullptr), VLRemoteParseError, malformed.what());
+    replyError(malformed.id() ? json(*malformed.id()) : json(nullptr),
+               malformed.isJSON() ? VLRemoteInvalidRequest : VLRemoteParseError, malformed.what());
     return;
   }
   bool isRequest = message.kind == VLRemoteMessage::Kind::Request;

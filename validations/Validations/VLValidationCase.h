@@ -198,9 +198,9 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // Returns a fresh test name from the running validator ("ValidationFolder-…" for a folder,
   // "Validation-…" for a file), marked on its own.
   std::string newFilenameForDirectory(bool isDirectory);
-  // Writes a file with a fresh name (plus "." and `extension` when one is given and not
-  // empty) into the process's temporary directory, holding `contents` or, without any, the
-  // five bytes "Hello", and imports it into `container`. Returns the imported item or null.
+  // Writes a file with a fresh name (plus "." and `extension` when one is given, even an
+  // empty one, so that "" gives a name ending in ".") into the process's temporary directory, holding `contents` or,
+  // without any, the five bytes "Hello", and imports it into `container`. Returns the imported item or null.
   VLItemRef createTestFile(const std::shared_ptr<VLValidator>& validator, const std::string& container,
                            const std::optional<VLData>& contents, const std::optional<std::string>& extension);
   // Imports a new folder (a fresh, empty temporary directory) or a new "Hello" file without

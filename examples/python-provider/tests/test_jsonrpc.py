@@ -28,6 +28,7 @@ class ConnectionTest(unittest.TestCase):
             (b'{"jsonrpc":"1.0","id":2,"method":"echo","params":{}}', 2, -32600),
             (b'{"jsonrpc":"1.0","method":"echo"}', None, -32600),
             (b'{"jsonrpc":"2.0","id":[3],"method":"echo"}', None, -32600),
+            (b'{"jsonrpc":"2.0","id":null,"method":"echo","params":{}}', None, -32600),
             (b'{"jsonrpc":"2.0","id":4,"method":7}', 4, -32600),
             (b'{"jsonrpc":"2.0","id":8}', 8, -32600),
             (b'{"jsonrpc":"2.0","id":5,"method":"echo","params":[]}', 5, -32602),

@@ -103,6 +103,8 @@ class StoreTest(unittest.TestCase):
         self.assertEqual(store.by_path(os.path.join(store.local_root, "Elsewhere", "Folder", "child.txt")),
                          child)
         self.assertTrue(store.in_working_set(child))
+        self.assertIsNone(store.untrash([child.identifier]))  # not in the trash: nothing to do
+        self.assertEqual(child.parent, folder.identifier)
 
     def test_eviction_leaves_a_placeholder_and_download_brings_the_content_back(self):
         store = self.open()
@@ -118,6 +120,15 @@ class StoreTest(unittest.TestCase):
         self.assertEqual((file.downloaded, store.file_state(path)), (True, "materialized"))
         with open(path, "rb") as data:
             self.assertEqual(data.read(), b"Hello")
+
+        # A folder: every uploaded file inside is evicted; one still uploading stays and is the failure.
+        folder = store.create_folder(ROOT, "Folder")
+        done = self.imported(store, "done.txt", folder.identifier)
+        self.wait_uploaded(store, done)
+        with store.lock:
+            busy = self.imported(store, "busy.txt", folder.identifier)
+            self.assertEqual(store.evict([folder.identifier]).code, 16)
+            self.assertEqual((done.downloaded, busy.downloaded), (False, True))
 
         local = self.open(syncing=False)
         self.assertEqual(local.evict([file.identifier]).code, -1006)

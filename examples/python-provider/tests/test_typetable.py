@@ -13,6 +13,7 @@ class TypeTableTest(unittest.TestCase):
             "Weird.ABC": "dyn.abc.conforms-to.public.data",
             "README": "dyn.(none).conforms-to.public.data",
             ".profile": "dyn.(none).conforms-to.public.data",
+            "notes.": "dyn.(none).conforms-to.public.data",  # the empty extension is none
             "a.rtfd": "dyn.rtfd.conforms-to.public.data",  # a package type: never a file's
         }
         for name, expected in files.items():

@@ -2,6 +2,10 @@
 // on the request concerned, nothing hangs, and once the provider is gone everything fails
 // at once with the reason.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 
 #include "Remote/VLRemoteChildProcess.h"
 #include "ScriptedProvider.h"
@@ -159,6 +163,36 @@ TEST_F(VLRemoteFaults, AProviderThatGoesFailsPendingAndLaterRequestsAtOnce) {
   EXPECT_EQ(closed.second->code(), VLProviderProtocolErrorGone) << "the first reason stays";
 }
 
+// A provider process that stops talking: the request it was given fails at once with the
+// reason, whether the process exits or only closes its output and goes on running (its end
+// then never comes, so nothing may wait for it).
+TEST(VLRemoteLaunch, AProviderProcessThatStopsTalkingFailsThePendingRequestAtOnce) {
+  const std::string greeting = R"(read -r line; echo "{\"jsonrpc\":\"2.0\",\"id\":1,\"result\":{\"protocolVersion\":1,)"
+                               R"(\"provider\":{\"identifier\":\"x\",\"providerIdentifier\":\"x\"}}}"; read -r line; )";
+  struct Row {
+    std::string ending;  // what the script does once the request has come
+    std::string words;
+  };
+  const std::vector<Row> rows = {
+      {"exec >&-; cat >/dev/null", "The provider sh closed its standard output but is still running."},
+      {"exit 5", "The provider sh exited with status 5."},
+  };
+  for (const auto& row : rows) {
+    auto platform = VLRemotePlatform::launch("sh -c '" + greeting + row.ending + "'", {10.0, 30.0});
+    ASSERT_TRUE(platform) << row.ending;
+    auto outcome = std::make_shared<std::promise<Outcome>>();
+    startLookup(platform, "a", [outcome](Outcome reached) { outcome->set_value(reached); });
+    auto future = outcome->get_future();
+    // Waiting for an end that never comes took 4 s.
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(2)), std::future_status::ready) << row.ending;
+    auto error = future.get().second;
+    ASSERT_TRUE(error) << row.ending;
+    EXPECT_EQ(error->code(), VLProviderProtocolErrorGone);
+    EXPECT_EQ(error->localizedDescription(), row.words);
+    platform->close();
+  }
+}
+
 TEST(VLRemoteHandshake, EveryFailedGreetingIsAnExceptionWithTheReason) {
   struct Row {
     const char* fault;
@@ -216,7 +250,13 @@ TEST(VLRemoteLaunch, AProviderThatCannotStartOrDiesAtOnceIsNamedWithItsReason) {
     int64_t code;
     std::string words;
   };
+  // A script run through its interpreter is named after the script.
+  const std::string script =
+      (std::filesystem::temp_directory_path() / ("dying-provider-" + std::to_string(::getpid()) + ".sh")).string();
+  std::ofstream(script) << "echo 'no settings file' >&2; exit 3\n";
   const std::vector<Row> rows = {
+      {"sh -e " + script + " --verbose", VLProviderProtocolErrorHandshakeFailed,
+       "The provider " + script.substr(script.rfind('/') + 1) + " exited with status 3"},
       {"/no/such/provider --flag", VLProviderProtocolErrorCannotStart,
        "cannot start the provider \"/no/such/provider\": No such file or directory"},
       {"'unterminated", VLProviderProtocolErrorCannotStart, "unterminated ' quote"},
@@ -234,6 +274,7 @@ TEST(VLRemoteLaunch, AProviderThatCannotStartOrDiesAtOnceIsNamedWithItsReason) {
       EXPECT_NE(std::string(failure.what()).find(row.words), std::string::npos) << failure.what();
     }
   }
+  std::filesystem::remove(script);
   try {
     VLRemotePlatform::connectToSocket("/no/such/socket");
     ADD_FAILURE() << "connected";

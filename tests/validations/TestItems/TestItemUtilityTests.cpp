@@ -1,10 +1,14 @@
 // The test item utilities through a case of their own, against the simulated provider: how
-// names and contents are made, what they expect of the import, and which item manager a
-// look-up goes through on each platform revision.
+// names and contents are made, what they expect of the import, which item manager a look-up
+// goes through on each platform revision, and what a look-up answered too late may touch.
 #include <gtest/gtest.h>
+
+#include <atomic>
 
 #include "Simulated/Simulated.h"
 #include "Validations/Validations.h"
+#include "support/ActionRecordingPlatform.h"
+#include "support/TestItems.h"
 #include "vlvalidate/VLCaseRunner.h"
 
 namespace {
@@ -74,7 +78,8 @@ TEST(TestItemUtilities, NamesContentsAndWhatAnImportMustShow) {
     std::optional<VLData> contents;
     std::string suffix, body;
   };
-  for (const auto& row : {Row{std::nullopt, std::nullopt, "", "Hello"}, Row{"", std::nullopt, "", "Hello"},
+  // Only an absent extension leaves the dot out; an empty one keeps it.
+  for (const auto& row : {Row{std::nullopt, std::nullopt, "", "Hello"}, Row{"", std::nullopt, ".", "Hello"},
                           Row{"txt", VLData::fromString("text"), ".txt", "text"}}) {
     auto run = runWith("", [&](UtilityProbe& self, const Validator& v, const std::string& root) {
       return self.createTestFile(v, root, row.contents, row.extension);
@@ -123,6 +128,48 @@ TEST(TestItemUtilities, LookupsGoThroughTheValidatorOnlyWhereTheFetchOperationEx
     EXPECT_EQ(run.outcome.marks.count(run.items[0]->displayName()), 1u);
     EXPECT_EQ(run.outcome.marks.at(run.items[0]->displayName()), run.outcome.marks.at(run.items[0]->itemIdentifier()));
   }
+}
+
+// The look-up's answer is held back until its wait has timed out and the time-out is being
+// recorded, then let go on another thread while the waiting thread reads what the look-up
+// found (run under ThreadSanitizer too).
+TEST(TestItemUtilities, ALookupAnsweredAfterItsWaitOnlySettlesItsExpectation) {
+  auto platform = ActionRecordingPlatform::install();
+  platform->setNeverComplete(true);
+  auto released = VLSemaphore::make(0);
+  auto once = std::make_shared<std::atomic<bool>>(false);
+  VLCaseRunOptions options;
+  options.defaultTimeout = 0.05;
+  options.statusBlock = [platform, released, once](const std::shared_ptr<VLExpectation>& expectation,
+                                                   const VLValidator::MarkTable&) {
+    if (expectation->description() != "Looking up container container-1" || once->exchange(true)) return;
+    VLBackgroundQueue::shared().async([platform, released] {
+      for (const auto& action : platform->scheduled()) {
+        if (auto fetch = std::dynamic_pointer_cast<VLFetchItemOperation>(action)) {
+          fetch->completeWithItem(vl_testItem("late-1", "Late.txt"), nullptr);
+        }
+      }
+      released->signal();
+    });
+  };
+  auto probe = VLValidationCase::make<UtilityProbe>("validateUtilities:",
+                                                    VLProvider::make("p", "com.example.p", std::nullopt, "p-id"));
+  VLItemRef returned = vl_testItem("unset", "Unset.txt");
+  probe->body = [&](UtilityProbe& self, const Validator& validator) {
+    returned = self.lookupItemWithIdentifier("container-1", validator);
+  };
+  auto outcome = VLCaseRunner::run(probe, options);
+  ASSERT_TRUE(released->wait(20)) << "the held answer was never let go";
+  EXPECT_FALSE(returned);
+  EXPECT_EQ(outcome.marks.count("Late.txt") + outcome.marks.count("late-1"), 0u);
+  std::shared_ptr<VLExpectation> lookup;
+  for (const auto& expectation : outcome.handledExpectations) {
+    if (expectation->description() == "Looking up container container-1") lookup = expectation;
+  }
+  ASSERT_TRUE(lookup);
+  // The late answer rewrote its own expectation (last call wins) and nothing else.
+  EXPECT_EQ(lookup->result(), VLValidationResultPassed);
+  VLPlatform::install(nullptr);
 }
 
 }  // namespace

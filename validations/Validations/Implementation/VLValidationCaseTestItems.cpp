@@ -1,5 +1,7 @@
 // The test item utilities every suite uses: look up a container, and put a fresh file or
 // folder into it through the provider, seeing it arrive in the container's stream.
+#include <mutex>
+
 #include "Core/VLException.h"
 #include "Validations/VLEventCursor.h"
 #include "Validations/VLEventStream.h"
@@ -37,18 +39,33 @@ VLItemRef VLValidationCase::lookupItemWithIdentifier(const std::string& identifi
                                                      const std::shared_ptr<VLValidator>& validator) {
   requireValidator(validator, "lookupItemWithIdentifier");
   auto lookup = validator->expectationWithDescription("Looking up container %@", identifier);
-  // Written by the completion on a service thread, read here only after the wait.
-  auto found = std::make_shared<VLItemRef>();
+  // Shared by the completion (a service thread) and this thread. A completion that comes
+  // after the wait (the lookup is closed, or its expectation already timed out) settles only
+  // its expectation: the item it brings is never used.
+  struct Found {
+    std::mutex mutex;
+    bool closed = false;  // guarded by mutex
+    VLItemRef item;       // guarded by mutex
+  };
+  auto found = std::make_shared<Found>();
   validator->itemManager()->fetchItem(identifier, provider(), [found, lookup](VLItemRef item, VLErrorRef error) {
     if (item && !error) {
-      *found = item;
+      {
+        std::lock_guard lock(found->mutex);
+        if (!found->closed && lookup->result() == VLValidationResultInconclusive) found->item = item;
+      }
       lookup->fulfillWithComment("Found %@", vl_prettyDescription(item));
     } else {
       lookup->failWithError(error);
     }
   });
   validator->waitForExpectations();
-  VLItemRef item = *found;
+  VLItemRef item;
+  {
+    std::lock_guard lock(found->mutex);
+    found->closed = true;
+    item = found->item;
+  }
   if (item) validator->registerIdentifiers({item->displayName(), item->itemIdentifier()});
   return item;
 }
@@ -66,7 +83,8 @@ VLItemRef VLValidationCase::createTestFile(const std::shared_ptr<VLValidator>& v
                                            const std::optional<std::string>& extension) {
   requireValidator(validator, "createTestFile");
   std::string name = newFilenameForDirectory(false);
-  if (extension && !extension->empty()) name += "." + *extension;
+  // An empty extension still gets its dot: a provider must keep a name that ends in ".".
+  if (extension) name += "." + *extension;
   auto& files = VLFileManager::defaultManager();
   VLURL target = files.temporaryDirectory().URLByAppendingPathComponent(name, false);
   // A failed write is not checked here: the import that follows fails and says why.
