@@ -67,6 +67,9 @@ void ValidationCollectionScanner::stopAllCollections() {
 }
 
 void ValidationCollectionScanner::dataForCollectionShouldBeReloaded(VLItemCollection& collection) {
+  // Another delivery that passed the limit could otherwise finish the walk while this one is
+  // still reporting its items.
+  std::lock_guard delivery(deliveryMutex_);
   auto self = collection.shared_from_this();
   VLItemRef container;
   ItemFound containerFound, leafFound;
@@ -100,6 +103,7 @@ void ValidationCollectionScanner::dataForCollectionShouldBeReloaded(VLItemCollec
 }
 
 void ValidationCollectionScanner::collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef&) {
+  std::lock_guard delivery(deliveryMutex_);
   auto self = collection.shared_from_this();
   {
     std::lock_guard lock(mutex_);

@@ -8,9 +8,12 @@
 //
 // Lifetime and threads: made by make() and owned by whoever walks; collections hold it
 // weakly as their delegate, so dropping the scanner ends every callback. Deliveries arrive
-// on the collections' own working queues; the bookkeeping is serialised by one mutex, which
-// is never held while a callback of the caller runs. The callbacks may run on any
-// collection's queue and may queue further collections.
+// on the collections' own working queues and are handled one at a time: a delivery's whole
+// step (its items, the count, the finishing) ends before another delivery's step begins, so
+// finished() is called only once every delivered item has been reported. The bookkeeping has
+// its own mutex, never held while a callback of the caller runs. The callbacks may run on any
+// collection's queue and may queue further collections, but must not wait for another
+// collection's delivery.
 #pragma once
 
 #include <cstdint>
@@ -86,6 +89,8 @@ class ValidationCollectionScanner : public VLItemCollectionDelegate,
   std::shared_ptr<VLItemCollection> activateNextLocked();
   void start(const std::shared_ptr<VLItemCollection>& collection);
 
+  // Held for the whole handling of one delivery or error; taken before mutex_.
+  std::mutex deliveryMutex_;
   mutable std::mutex mutex_;
   std::vector<std::shared_ptr<VLItemCollection>> finishedCollections_;  // guarded by mutex_
   std::vector<std::shared_ptr<VLItemCollection>> activeCollections_;    // guarded by mutex_

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Simulated/VLSimulatedCollectionOrder.h"
 #include "Vaultline/VLCollectionChanges.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLItemOrdering.h"
@@ -62,20 +63,32 @@ void VLSimulatedCollection::reorderItemsWithSortDescriptors(const std::vector<VL
   if (observing_.load()) store_->republish(std::static_pointer_cast<VLSimulatedCollection>(shared_from_this()));
 }
 
-void VLSimulatedCollection::sortEntries(std::vector<Entry>& entries) const {
+std::vector<Entry> VLSimulatedCollection::sortedEntries(const std::vector<Entry>& entries) {
   std::vector<VLSortDescriptor> descriptors;
   {
     std::lock_guard lock(mutex_);
     descriptors = descriptors_;
   }
-  VLItemOrdering ordering(std::move(descriptors));
-  std::stable_sort(entries.begin(), entries.end(),
-                   [&](const Entry& a, const Entry& b) { return ordering.precedes(*a.item, *b.item); });
+  std::string scope = std::to_string(static_cast<int>(scope_.kind)) + ":" + scope_.identifier;
+  return store_->orderLocked().sorted(scope, descriptors, entries);
 }
 
 void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std::optional<Entry> observed,
                                  bool reload) {
-  if (entries) sortEntries(*entries);
+  const uint64_t observedRevision = observed ? observed->revision : 0;
+  const bool unchanged =
+      entries && lastPosted_ && observedRevision == lastPostedObservedRevision_ &&
+      std::equal(entries->begin(), entries->end(), lastPosted_->begin(), lastPosted_->end(),
+                 [](const Entry& a, const Entry& b) { return a.item == b.item && a.revision == b.revision; });
+  if (unchanged && !reload) return;
+  if (entries) {
+    auto sorted = sortedEntries(*entries);
+    lastPosted_ = std::move(entries);
+    entries = std::move(sorted);
+  } else {
+    lastPosted_.reset();
+  }
+  lastPostedObservedRevision_ = observedRevision;
   Posting posting;
   {
     std::lock_guard lock(mutex_);

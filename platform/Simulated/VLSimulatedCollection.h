@@ -44,7 +44,8 @@ class VLSimulatedCollection : public VLItemCollection {
   bool isObserving() const { return observing_.load(); }
 
   // For the store (under its lock): sorts `entries` and schedules their delivery; none
-  // means the scope is gone, which is delivered as an error once.
+  // means the scope is gone, which is delivered as an error once. A change that leaves this
+  // collection's entries and observed item as they were last posted is not posted at all.
   void post(std::optional<std::vector<VLSimulatedStore::Entry>> entries,
             std::optional<VLSimulatedStore::Entry> observed, bool reload);
 
@@ -59,12 +60,18 @@ class VLSimulatedCollection : public VLItemCollection {
   VLSimulatedCollection(std::shared_ptr<VLSimulatedStore> store, Scope scope, std::shared_ptr<VLSimulatedTimer> timer)
       : store_(std::move(store)), scope_(std::move(scope)), timer_(std::move(timer)) {}
   void deliver(const Posting& posting);
-  void sortEntries(std::vector<VLSimulatedStore::Entry>& entries) const;
+  // Returns `entries` in this collection's order (under the store's lock).
+  std::vector<VLSimulatedStore::Entry> sortedEntries(const std::vector<VLSimulatedStore::Entry>& entries);
 
   const std::shared_ptr<VLSimulatedStore> store_;
   const Scope scope_;
   const std::shared_ptr<VLSimulatedTimer> timer_;
   std::atomic<bool> observing_{false};
+
+  // What post() last scheduled, unsorted (the store lists entries in a fixed order), so that
+  // a change elsewhere in the provider costs this collection one pass and no sorting.
+  std::optional<std::vector<VLSimulatedStore::Entry>> lastPosted_;  // guarded by the store's lock
+  uint64_t lastPostedObservedRevision_ = 0;                         // guarded by the store's lock
 
   // Held while a callback runs, so that stopObserving() can wait it out (recursive: a
   // delegate may stop the collection from inside a callback).

@@ -41,6 +41,9 @@ struct VLSimulatedNode {
   uint64_t contentVersion = 1;
   uint64_t revision = 1;
   VLItemRef snapshot;  // cached VLItem for `revision`, made on demand
+  // A seeded item not on disk yet: made when its path is first used (a cache of the on-disk
+  // state, hence mutable).
+  mutable bool contentDeferred = false;
 
   bool isContainer() const { return kind == Kind::Root || kind == Kind::Folder; }
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Core/VLException.h"
+#include "Simulated/VLSimulatedBulkSeed.h"
 #include "Simulated/VLSimulatedStore.h"
 
 namespace {
@@ -62,7 +63,7 @@ const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
 const std::vector<std::string>& kSettingNames = *new const std::vector<std::string>{
     "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
     "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
-    "upload-latency",      "seed",
+    "upload-latency",      "seed",           "seed-items",
 };
 
 std::string trim(const std::string& text) {
@@ -125,6 +126,18 @@ VLSimulatedSettings::Duration parseDuration(const std::string& name, const std::
   badValue(name, value, expected);
 }
 
+// Reads a whole number of at most `maximum` written in decimal digits only.
+uint64_t parseCount(const std::string& name, const std::string& value, uint64_t maximum) {
+  uint64_t count = 0;
+  bool valid = !value.empty() && value.size() <= 19;
+  for (char c : value) {
+    valid = valid && c >= '0' && c <= '9';
+    if (valid) count = count * 10 + static_cast<uint64_t>(c - '0');
+  }
+  if (!valid || count > maximum) badValue(name, value, "a whole number from 0 to " + std::to_string(maximum));
+  return count;
+}
+
 void applySetting(VLSimulatedSettings& settings, const std::string& name, const std::string& value) {
   if (name == "provider-identifier") {
     if (value.empty() || value.find('/') != std::string::npos)
@@ -178,6 +191,8 @@ void applySetting(VLSimulatedSettings& settings, const std::string& name, const 
     } else {
       badValue(name, value, "sample or none");
     }
+  } else if (name == "seed-items") {
+    settings.seedItems = parseCount(name, value, VLSimulatedBulkSeed::kMaximumItems);
   } else {
     throw VLException("unknown simulated provider setting \"" + name + "\"; valid settings: " + join(kSettingNames));
   }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -81,6 +82,7 @@ struct VLSimulatedSettings {
   Duration collectionLatency{0};
   Duration uploadLatency{0};
   bool sampleTree = true;  // a fresh provider holds a small sample tree in its root
+  uint64_t seedItems = 0;  // further files, in folders under "Bulk", all in the working set
   std::set<VLSimulatedQuirk> quirks;
 
   // Parses `text`. Throws VLException naming the unknown name or bad value and listing the

@@ -9,7 +9,9 @@
 
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
+#include "Simulated/VLSimulatedBulkSeed.h"
 #include "Simulated/VLSimulatedCollection.h"
+#include "Simulated/VLSimulatedCollectionOrder.h"
 #include "Simulated/VLSimulatedErrors.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLImageCodec.h"
@@ -89,6 +91,7 @@ std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettin
     store->refreshChildCountLocked(KsVaultlineRootContainerItemIdentifier);
   }
   if (settings.sampleTree) store->seedSampleTreeLocked();
+  VLSimulatedBulkSeed::seedLocked(*store, settings.seedItems);
   return store;
 }
 
@@ -141,7 +144,12 @@ std::string VLSimulatedStore::addSampleLocked(const std::string& parent, const s
 
 VLSimulatedStore::VLSimulatedStore(const VLSimulatedSettings& settings, std::shared_ptr<VLProvider> provider,
                                    std::shared_ptr<const VLTypeDatabase> types, fs::path storage)
-    : settings_(settings), provider_(std::move(provider)), types_(std::move(types)), storage_(std::move(storage)) {}
+    : settings_(settings),
+      provider_(std::move(provider)),
+      types_(std::move(types)),
+      storage_(std::move(storage)),
+      trashChildren_(&children_[VLSimulatedTrashContainerIdentifier]),
+      order_(std::make_unique<VLSimulatedCollectionOrder>()) {}
 
 VLSimulatedStore::~VLSimulatedStore() {
   std::error_code ignored;
@@ -149,9 +157,8 @@ VLSimulatedStore::~VLSimulatedStore() {
 }
 
 VLSimulatedNode* VLSimulatedStore::nodeLocked(const std::string& identifier) {
-  std::string key = identifier;
-  if (key.rfind(kAliasPrefix, 0) == 0) key = key.substr(kAliasPrefix.size());
-  auto found = nodes_.find(key);
+  auto found = identifier.rfind(kAliasPrefix, 0) == 0 ? nodes_.find(identifier.substr(kAliasPrefix.size()))
+                                                      : nodes_.find(identifier);
   return found == nodes_.end() ? nullptr : found->second.get();
 }
 
@@ -170,6 +177,8 @@ std::vector<std::string> VLSimulatedStore::childrenLocked(const std::string& ide
 }
 
 bool VLSimulatedStore::isInTrashLocked(const VLSimulatedNode& node) {
+  // Whatever is trashed is a child of the trash container: an empty trash spares the walk.
+  if (trashChildren_->empty()) return false;
   const VLSimulatedNode* current = &node;
   while (current && current->kind != VLSimulatedNode::Kind::Root) {
     if (current->trashed) return true;
@@ -213,7 +222,9 @@ std::string VLSimulatedStore::uniqueNameLocked(const std::string& parent, const 
 
 fs::path VLSimulatedStore::pathLocked(const VLSimulatedNode& node) {
   if (node.kind == VLSimulatedNode::Kind::Root) return storage_ / "Root";
-  return childPathLocked(node.parent, node.identifier, node.filename);
+  fs::path path = childPathLocked(node.parent, node.identifier, node.filename);
+  VLSimulatedBulkSeed::materializeLocked(*this, node, path);
+  return path;
 }
 
 fs::path VLSimulatedStore::childPathLocked(const std::string& parent, const std::string& identifier,

@@ -31,6 +31,7 @@
 #include "Vaultline/VLTypeDatabase.h"
 
 class VLSimulatedCollection;
+class VLSimulatedCollectionOrder;
 
 // The container identifier under which trashed items are kept.
 extern const std::string& VLSimulatedTrashContainerIdentifier;
@@ -124,6 +125,8 @@ class VLSimulatedStore {
   VLItemRef lookupSnapshotLocked(VLSimulatedNode& node);
   // Hands every observing collection its current items.
   void publishLocked();
+  // Returns the remembered orderings of big listings, which collections sort through.
+  VLSimulatedCollectionOrder& orderLocked() { return *order_; }
 
   // --- Collections ---------------------------------------------------------------------
   // Registers an observing collection and posts its first reload. Takes the lock.
@@ -161,4 +164,6 @@ class VLSimulatedStore {
   std::map<std::string, VLItemRef> ghosts_;                        // guarded by mutex_: path → deleted item
   std::vector<std::weak_ptr<VLSimulatedCollection>> collections_;  // guarded by mutex_
   uint64_t nextIdentifier_ = 1;                                    // guarded by mutex_
+  const std::set<std::string>* const trashChildren_;               // guarded by mutex_: children_'s trash entry
+  const std::unique_ptr<VLSimulatedCollectionOrder> order_;        // guarded by mutex_
 };

@@ -1,15 +1,19 @@
 #include "Vaultline/VLCollectionChanges.h"
 
-#include <map>
+#include <string_view>
+#include <unordered_map>
 
 VLCollectionChanges VLCollectionChanges::between(const std::vector<std::string>& before,
                                                  const std::vector<std::string>& after,
                                                  const std::function<bool(size_t oldRow, size_t newRow)>& changed) {
-  std::map<std::string, size_t> oldRows, newRows;
+  // Hashed views of the callers' strings: linear in the lists' lengths, and nothing copied.
+  std::unordered_map<std::string_view, size_t> oldRows, newRows;
+  oldRows.reserve(before.size());
+  newRows.reserve(after.size());
   for (size_t row = 0; row < before.size(); ++row) oldRows[before[row]] = row;
   for (size_t row = 0; row < after.size(); ++row) newRows[after[row]] = row;
   VLCollectionChanges changes;
-  std::vector<std::string> oldSurvivors, newSurvivors;
+  std::vector<std::string_view> oldSurvivors, newSurvivors;
   for (size_t row = 0; row < before.size(); ++row) {
     if (newRows.count(before[row])) {
       oldSurvivors.push_back(before[row]);

@@ -98,6 +98,11 @@ std::string VLItem::description() const {
                   a_.typeIdentifier);
 }
 
+size_t VLItem::hash() const {
+  size_t provider = std::hash<std::string>()(a_.providerIdentifier);
+  return std::hash<std::string>()(a_.itemIdentifier) ^ (provider + 0x9e3779b97f4a7c15ULL + (provider << 6));
+}
+
 bool VLItem::isEqual(const VLObject& other) const {
   auto item = dynamic_cast<const VLItem*>(&other);
   return item && item->a_.itemIdentifier == a_.itemIdentifier && item->a_.providerIdentifier == a_.providerIdentifier;

@@ -81,8 +81,19 @@ class VLItem : public VLObject {
   std::string description() const override;
   // Equal when provider identifier and item identifier are equal: two snapshots of one item.
   bool isEqual(const VLObject& other) const override;
+  // Returns a hash that agrees with isEqual(): two snapshots of one item hash alike.
+  size_t hash() const;
 
  private:
   explicit VLItem(VLItemAttributes attributes) : a_(std::move(attributes)) {}
   const VLItemAttributes a_;
+};
+
+// Hash and equality of item references by the items' own equality, for unordered sets and
+// maps of snapshots (neither may be given null).
+struct VLItemRefHash {
+  size_t operator()(const VLItemRef& item) const { return item->hash(); }
+};
+struct VLItemRefEqual {
+  bool operator()(const VLItemRef& a, const VLItemRef& b) const { return a->isEqual(*b); }
 };

@@ -5,9 +5,15 @@
 
 namespace {
 
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
+// Compares two texts as their lower-case forms would compare, without making them.
+int compareIgnoringCase(const std::string& x, const std::string& y) {
+  size_t common = std::min(x.size(), y.size());
+  for (size_t i = 0; i < common; ++i) {
+    auto a = static_cast<unsigned char>(std::tolower(static_cast<unsigned char>(x[i])));
+    auto b = static_cast<unsigned char>(std::tolower(static_cast<unsigned char>(y[i])));
+    if (a != b) return a < b ? -1 : 1;
+  }
+  return x.size() == y.size() ? 0 : (x.size() < y.size() ? -1 : 1);
 }
 
 // Orders two attribute values of one key: dates, numbers and strings by value; absent last.
@@ -17,19 +23,25 @@ int compareValues(const VLValue& a, const VLValue& b) {
   if (a.isNumber() && b.isNumber()) {
     return a.doubleValue() < b.doubleValue() ? -1 : (b.doubleValue() < a.doubleValue() ? 1 : 0);
   }
-  std::string x = lowercase(a.description()), y = lowercase(b.description());
-  return x < y ? -1 : (y < x ? 1 : 0);
+  if (a.string() && b.string()) return compareIgnoringCase(*a.string(), *b.string());
+  return compareIgnoringCase(a.description(), b.description());
 }
 
 }  // namespace
 
+VLItemOrdering::VLItemOrdering(std::vector<VLSortDescriptor> descriptors) : descriptors_(std::move(descriptors)) {
+  for (const auto& descriptor : descriptors_) readers_.push_back(VLItem::readerForKey(descriptor.key));
+}
+
 bool VLItemOrdering::precedes(const VLItem& a, const VLItem& b) const {
-  for (const auto& descriptor : descriptors_) {
-    int order = compareValues(a.valueForKey(descriptor.key), b.valueForKey(descriptor.key));
-    if (order != 0) return descriptor.ascending ? order < 0 : order > 0;
+  for (size_t i = 0; i < descriptors_.size(); ++i) {
+    // An unknown key reads as none for every item, so it never orders anything.
+    if (!readers_[i]) continue;
+    int order = compareValues(readers_[i](a.attributes()), readers_[i](b.attributes()));
+    if (order != 0) return descriptors_[i].ascending ? order < 0 : order > 0;
   }
   // Ties fall back to the name, then the identifier, so that every ordering is total.
-  int byName = compareValues(a.filename(), b.filename());
+  int byName = compareIgnoringCase(a.filename(), b.filename());
   if (byName != 0) return byName < 0;
   return a.itemIdentifier() < b.itemIdentifier();
 }

@@ -12,7 +12,7 @@
 
 class VLItemOrdering {
  public:
-  explicit VLItemOrdering(std::vector<VLSortDescriptor> descriptors) : descriptors_(std::move(descriptors)) {}
+  explicit VLItemOrdering(std::vector<VLSortDescriptor> descriptors);
 
   // Returns whether `a` comes before `b`.
   bool precedes(const VLItem& a, const VLItem& b) const;
@@ -21,4 +21,5 @@ class VLItemOrdering {
 
  private:
   std::vector<VLSortDescriptor> descriptors_;
+  std::vector<VLItem::KeyReader> readers_;  // one per descriptor, resolved once
 };

@@ -47,7 +47,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Configuration{"working-set=no", true, "NoWorkingSetStrict"},
                       Configuration{"upload-latency=300ms", true, "UploadLatency"},
                       Configuration{"syncing=no", false, "NotSyncing"},
-                      Configuration{"syncing=no", true, "NotSyncingStrict"}),
+                      Configuration{"syncing=no", true, "NotSyncingStrict"},
+                      // A provider in use: thousands of items, all in the working set.
+                      Configuration{"seed-items=5000", true, "SeededItems"}),
     [](const auto& info) { return info.param.name; });
 
 // The matrix shows the verdict; this shows that it comes before anything is created.

@@ -4,11 +4,26 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <latch>
+#include <mutex>
+#include <thread>
 
+#include "Validations/VLValidator.h"
 #include "suites/ValidationCollectionScanner.h"
 #include "support/TestItems.h"
 
 namespace {
+
+std::vector<VLItemRef> files(const std::string& folderName, int count) {
+  std::vector<VLItemRef> items;
+  for (int i = 0; i < count; ++i) {
+    std::string name = folderName + "-" + std::to_string(i);
+    items.push_back(
+        vl_testItem(name, name + ".txt", [&](VLItemAttributes& a) { a.parentItemIdentifier = folderName; }));
+  }
+  return items;
+}
 
 // A collection whose deliveries the test triggers; starting and stopping are counted.
 class HandDrivenCollection : public VLItemCollection {
@@ -19,9 +34,11 @@ class HandDrivenCollection : public VLItemCollection {
   std::vector<VLItemRef> items() const override { return items_; }
   void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>&) override {}
 
-  // Delivers the items (or an error) on the working queue and waits until it has run.
-  void deliver(bool failing = false) {
+  // Delivers the items (or an error) on the working queue and waits until it has run;
+  // `arrived` runs there first, just before the delegate is called.
+  void deliver(bool failing = false, const std::function<void()>& arrived = {}) {
     workingQueue()->sync([&] {
+      if (arrived) arrived();
       auto delegate = this->delegate();
       if (!delegate) return;
       if (failing) {
@@ -111,6 +128,56 @@ TEST(ValidationCollectionScanner, ACollectionErrorEndsOnlyThatCollection) {
   EXPECT_EQ(walk.scanner->activeCollectionCount(), 1u);
   walk.queued[1]->deliver();
   EXPECT_EQ(walk.finished, 1);
+}
+
+// Folder b's delivery is held after its first item until folder a's delivery has reached the
+// scanner on another thread; a alone is past the limit. Whichever order the scanner takes
+// them in, the walk may end only after every reported item has its expectation, and the
+// validator's wait, running meanwhile, must see nothing time out.
+TEST(ValidationCollectionScanner, TwoConcurrentDeliveriesEndTheWalkOnlyAfterBothAreReported) {
+  for (int round = 0; round < 10; ++round) {
+    auto validator = VLValidator::make();
+    auto scanner = ValidationCollectionScanner::make();
+    auto a = std::make_shared<HandDrivenCollection>(files("a", 600));
+    auto b = std::make_shared<HandDrivenCollection>(files("b", 2000));
+    std::latch bothDelivering(2);
+    std::atomic<bool> bHeld{false};
+    std::atomic<int> reported{0};
+    std::mutex mutex;
+    std::vector<int> reportedAtFinish;  // guarded by mutex
+    auto enumerated = validator->expectationWithText("Expect items to be enumerated");
+    scanner->setLeafItemFound([&](const VLItemRef& container, const VLItemRef& item) {
+      if (container->itemIdentifier() == "b" && !bHeld.exchange(true)) bothDelivering.arrive_and_wait();
+      auto expectation = validator->expectationWithText("Item " + item->itemIdentifier());
+      ++reported;
+      expectation->fulfill();
+    });
+    scanner->setFinished([&] {
+      {
+        std::lock_guard lock(mutex);
+        reportedAtFinish.push_back(reported.load());
+      }
+      enumerated->fulfill();
+    });
+    scanner->addCollectionToScan(a, folder("a"));
+    scanner->addCollectionToScan(b, folder("b"));
+    a->workingQueue()->sync([] {});
+    b->workingQueue()->sync([] {});
+
+    std::thread deliveringA([&] { a->deliver(false, [&] { bothDelivering.arrive_and_wait(); }); });
+    std::thread deliveringB([&] { b->deliver(); });
+    validator->waitForExpectationsWithTimeout(20);
+    deliveringA.join();
+    deliveringB.join();
+
+    ASSERT_FALSE(reportedAtFinish.empty());
+    for (int seen : reportedAtFinish) EXPECT_EQ(seen, reported.load()) << "round " << round;
+    auto handled = validator->handledExpectations();
+    EXPECT_EQ(handled.size(), static_cast<size_t>(reported.load()) + 1);
+    for (const auto& expectation : handled) {
+      EXPECT_EQ(expectation->result(), VLValidationResultPassed) << expectation->description();
+    }
+  }
 }
 
 }  // namespace

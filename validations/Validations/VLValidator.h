@@ -77,8 +77,9 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
 
   // Waits for the outstanding expectations for defaultTimeout() seconds.
   void waitForExpectations();
-  // Waits at most `seconds` (NaN counts as 0); then fails every expectation still open with a
-  // code-2 error "Timed out (<seconds>s)". When it returns, nothing is outstanding.
+  // Waits at most `seconds` (NaN counts as 0), including for expectations made while it waits;
+  // then fails every expectation still open at that deadline with a code-2 error "Timed out
+  // (<seconds>s)". When it returns, nothing is outstanding.
   void waitForExpectationsWithTimeout(double seconds);
   // Settles `expectation` on the validation queue, later; called by the expectation.
   void fulfillExpectation(const std::shared_ptr<VLExpectation>& expectation);

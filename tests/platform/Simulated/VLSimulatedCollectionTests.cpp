@@ -1,6 +1,10 @@
 // Collections: first reload, index paths against the ordering in force, deletions against
 // the previous ordering, scopes, and the end of delivery.
+#include <filesystem>
+#include <set>
+
 #include "SimulatedHarness.h"
+#include "Vaultline/VLItemOrdering.h"
 
 namespace {
 
@@ -109,6 +113,44 @@ TEST_F(VLSimulatedCollections, ProviderCollectionSpansTheTree) {
   EXPECT_GE(everything->waitFor("reload", "leaf.txt"), 0);
   importFile("later.txt", "y", folder);
   EXPECT_GE(everything->waitFor("insert", "later.txt"), 0);
+}
+
+// A provider of real size: every seeded file is in the working set, the folders under Bulk
+// hold at most 100 each, and nothing is on disk until a path is asked for. Changes to a few
+// items of a big collection (whose order is then patched, not sorted again) reach the
+// observer at the right rows, and the collection stays in order.
+TEST_F(VLSimulatedCollections, SeededItemsFillTheWorkingSetAndStayInOrderThroughChanges) {
+  start("seed-items=450");
+  auto workingSet = observeContainer(KsVaultlineWorkingSetContainerItemIdentifier);
+  auto seeded = workingSet->events();
+  ASSERT_EQ(seeded.size(), 450u);
+  const std::string bulkFolder = seeded.front().item->parentItemIdentifier();
+  auto folders = observeContainer(lookup(bulkFolder)->parentItemIdentifier())->events();
+  ASSERT_EQ(folders.size(), 5u);
+  std::multiset<int64_t> counts;
+  for (const auto& event : folders) counts.insert(event.item->childItemCount().value_or(-1));
+  EXPECT_EQ(counts, (std::multiset<int64_t>{50, 100, 100, 100, 100}));
+  namespace fs = std::filesystem;
+  EXPECT_FALSE(fs::exists(fs::path(service->storageDirectory().path()) / "Root" / "Bulk"));
+
+  auto renamed = seeded[200].item;
+  ASSERT_FALSE(perform(VLRenameOperation::make(renamed, "Renamed.txt")));
+  EXPECT_GE(workingSet->waitFor("update", "Renamed.txt"), 0);
+  ASSERT_FALSE(perform(VLSetLastOpenDateOperation::make({seeded[7].item}, VLDate::now())));
+  EXPECT_GE(workingSet->waitFor([&](const Event& e) {
+    return e.kind == "update" && e.item->itemIdentifier() == seeded[7].item->itemIdentifier();
+  }),
+            0);
+  auto items = collections.front()->items();
+  ASSERT_EQ(items.size(), 450u);
+  VLItemOrdering ordering({vl_sortDescriptorByModifiedDateDescending()});
+  EXPECT_TRUE(std::is_sorted(items.begin(), items.end(),
+                             [&](const VLItemRef& a, const VLItemRef& b) { return ordering.precedes(*a, *b); }));
+
+  auto url = fetchURL(lookup(seeded[3].item->itemIdentifier()), false);
+  ASSERT_TRUE(url);
+  EXPECT_TRUE(fs::exists(url->path()));
+  EXPECT_EQ(fs::file_size(url->path()), 0u);
 }
 
 class VLSimulatedNoWorkingSet : public simtest::SimulatedTest {

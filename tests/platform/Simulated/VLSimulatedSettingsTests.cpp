@@ -38,18 +38,37 @@ TEST(VLSimulatedSettings, RejectsUnknownNamesAndBadValuesByName) {
 
   // The alternate root is an item name (clean-up deletes it); durations are decimal and
   // at most one hour.
-  for (const std::string& bad : std::vector<std::string>{
-           "upload-latency=fast", "upload-latency=-3ms", "upload-latency=200", "syncing=maybe",
-           "platform-revision=ancient", "validation-service=sometimes", "alternate-root=a/b", "alternate-root=..",
-           "alternate-root=.", "alternate-root=" + std::string(256, 'x'), std::string("alternate-root=a\0b", 17),
-           "upload-latency=3601s", "action-latency=1e3ms", "action-latency=0x10ms", "action-latency=.5s",
-           "collection-latency=99999999999999999999us", "collection-latency=nans"}) {
+  for (const std::string& bad : std::vector<std::string>{"upload-latency=fast",
+                                                         "upload-latency=-3ms",
+                                                         "upload-latency=200",
+                                                         "syncing=maybe",
+                                                         "platform-revision=ancient",
+                                                         "validation-service=sometimes",
+                                                         "alternate-root=a/b",
+                                                         "alternate-root=..",
+                                                         "alternate-root=.",
+                                                         "alternate-root=" + std::string(256, 'x'),
+                                                         std::string("alternate-root=a\0b", 17),
+                                                         "upload-latency=3601s",
+                                                         "action-latency=1e3ms",
+                                                         "action-latency=0x10ms",
+                                                         "action-latency=.5s",
+                                                         "collection-latency=99999999999999999999us",
+                                                         "collection-latency=nans",
+                                                         "seed-items=-1",
+                                                         "seed-items=1000001",
+                                                         "seed-items=99999999999999999999",
+                                                         "seed-items=1.5",
+                                                         "seed-items=lots",
+                                                         "seed-items=",
+                                                         "seed-items=0x10"}) {
     std::string message = messageOf(bad);
     std::string name = bad.substr(0, bad.find('='));
     EXPECT_NE(message.find("\"" + name + "\""), std::string::npos) << bad << ": " << message;
   }
   auto longest = VLSimulatedSettings::parse("upload-latency=3600s,alternate-root=" + std::string(255, 'x'));
   EXPECT_EQ(longest.uploadLatency, std::chrono::hours(1));
+  EXPECT_EQ(VLSimulatedSettings::parse("seed-items=1000000").seedItems, 1000000u);
   EXPECT_EQ(VLSimulatedSettings::parse("action-latency=2.25ms").actionLatency, std::chrono::microseconds(2250));
   EXPECT_THROW(VLSimulatedProviderService::make("no-such-quirk"), VLException);
 }

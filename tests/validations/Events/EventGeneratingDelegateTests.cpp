@@ -55,6 +55,29 @@ TEST_F(EventGeneratingDelegateTest, ReloadsReportPresentItemsThenVanishedOnes) {
   EXPECT_EQ(takeLog(), (Strings{"should-be-reloaded:", "reload:c", "reload:a-renamed", "delete:b"}));
 }
 
+// Many items, fresh snapshots on the second reload, and an old list that named one item
+// twice: each vanished item gets exactly one delete, in the old list's order.
+TEST_F(EventGeneratingDelegateTest, ASecondReloadOfManyItemsDeletesExactlyTheVanishedOnes) {
+  std::vector<VLItemRef> first;
+  for (int i = 0; i < 3000; ++i) first.push_back(vl_testItem(std::to_string(i), "f" + std::to_string(i)));
+  first.push_back(vl_testItem("7", "f7-again"));
+  collection->current = first;
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  takeLog();
+
+  Strings expected{"should-be-reloaded:"};
+  std::vector<VLItemRef> second;
+  for (int i = 2999; i >= 0; --i) {
+    if (i % 3 == 1) continue;
+    second.push_back(vl_testItem(std::to_string(i), "g" + std::to_string(i)));
+    expected.push_back("reload:g" + std::to_string(i));
+  }
+  for (int i = 1; i < 3000; i += 3) expected.push_back("delete:f" + std::to_string(i));
+  collection->current = second;
+  delegate->dataForCollectionShouldBeReloaded(*collection);
+  EXPECT_EQ(takeLog(), expected);
+}
+
 TEST_F(EventGeneratingDelegateTest, IncrementalChangesNameItemsFromTheRightList) {
   collection->current = {a, b};
   delegate->dataForCollectionShouldBeReloaded(*collection);

@@ -1,5 +1,7 @@
 #include "Validations/VLEventGeneratingDelegate.h"
 
+#include <unordered_set>
+
 #include "Core/VLFormat.h"
 #include "Core/VLLog.h"
 
@@ -25,25 +27,16 @@ void VLEventGeneratingDelegate::generateEvents(const std::string& type, const VL
 
 void VLEventGeneratingDelegate::dataForCollectionShouldBeReloaded(VLItemCollection& collection) {
   generateEvent("should-be-reloaded", nullptr);
-  std::vector<VLItemRef> missing;
-  if (oldItems_) {
-    for (const auto& old : *oldItems_) {
-      bool seen = false;
-      for (const auto& kept : missing) seen = seen || kept->isEqual(*old);
-      if (!seen) missing.push_back(old);
-    }
-  }
   std::vector<VLItemRef> items = collection.items();
-  for (const auto& item : items) {
-    for (auto it = missing.begin(); it != missing.end(); ++it) {
-      if ((*it)->isEqual(*item)) {
-        missing.erase(it);
-        break;
-      }
+  for (const auto& item : items) generateEvent(VLEventReload, item);
+  if (oldItems_) {
+    // Sets keep this linear in the two lists' lengths; each missing item is reported once.
+    std::unordered_set<VLItemRef, VLItemRefHash, VLItemRefEqual> present(items.begin(), items.end());
+    std::unordered_set<VLItemRef, VLItemRefHash, VLItemRefEqual> missing;
+    for (const auto& old : *oldItems_) {
+      if (!present.count(old) && missing.insert(old).second) generateEvent(VLEventDelete, old);
     }
-    generateEvent(VLEventReload, item);
   }
-  for (const auto& gone : missing) generateEvent(VLEventDelete, gone);
   oldItems_ = std::move(items);
 }
 

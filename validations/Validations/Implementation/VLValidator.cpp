@@ -89,7 +89,13 @@ void VLValidator::waitForExpectations() { waitForExpectationsWithTimeout(default
 void VLValidator::waitForExpectationsWithTimeout(double seconds) {
   seconds = vl_timeoutOrZero(seconds);
   VL_ASSERT(!validationQueue_->isCurrent(), "waitForExpectations called on the validation queue");
-  expectationGroup_->wait(seconds);
+  // An expectation made after the group last emptied, but before the time is up, is waited
+  // for as well: only what is still open at the deadline has timed out.
+  const double deadline = now() + seconds;
+  for (bool open = true; open;) {
+    expectationGroup_->wait(std::max(0.0, deadline - now()));
+    validationQueue_->sync([&] { open = !outstandingExpectations_.empty() && now() < deadline; });
+  }
   validationQueue_->sync([&] {
     // Failing schedules each settling step behind this one, so the list is not changed
     // while it is walked.
