@@ -16,9 +16,10 @@ void VLRemoteCollection::startObserving() {
   if (observing_) return;
   observing_ = true;
   ++generation_;
-  loaded_ = failed_ = false;
+  loaded_ = failed_ = paging_ = false;
+  pages_.clear();
   model_.reload({});
-  delivered_.clear();
+  delivered_ = model_.snapshot();
   if (unavailable_) {
     failLocked(unavailable_);
     return;
@@ -43,13 +44,13 @@ void VLRemoteCollection::stopObserving() {
 
 std::vector<VLItemRef> VLRemoteCollection::items() const {
   std::lock_guard lock(mutex_);
-  return delivered_;
+  return delivered_ ? *delivered_ : std::vector<VLItemRef>{};
 }
 
 void VLRemoteCollection::reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) {
   std::lock_guard lock(mutex_);
   model_.setDescriptors(descriptors);
-  if (observing_ && loaded_ && !failed_) postLocked({Posting::Kind::Reload, 0, model_.items(), {}, nullptr, nullptr});
+  if (observing_ && loaded_ && !failed_) postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
 }
 
 bool VLRemoteCollection::isCurrentLocked(uint64_t subscription) const {
@@ -59,9 +60,12 @@ bool VLRemoteCollection::isCurrentLocked(uint64_t subscription) const {
 void VLRemoteCollection::receiveAnswer(uint64_t subscription, const VLRemoteSession::Answer& answer) {
   std::vector<VLItemRef> items;
   VLErrorRef reported;
+  bool more = false;
   VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
     reported = session_->codec().decodeOptionalError(result);
-    if (!reported) items = session_->codec().decodeItems(result.field("items"));
+    if (reported) return;
+    items = session_->codec().decodeItems(result.field("items"));
+    if (auto field = result.optionalField("more")) more = field->boolean();
   });
   std::lock_guard lock(mutex_);
   if (!isCurrentLocked(subscription)) return;
@@ -69,9 +73,48 @@ void VLRemoteCollection::receiveAnswer(uint64_t subscription, const VLRemoteSess
     failLocked(error ? error : reported);
     return;
   }
+  if (more) {
+    paging_ = true;
+    pages_ = std::move(items);
+    return;
+  }
+  loadLocked(std::move(items));
+}
+
+void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONReader& params,
+                                     const std::string& what) {
+  std::vector<VLItemRef> items;
+  bool more = false;
+  try {
+    items = session_->codec().decodeItems(params.field("items"));
+    if (auto field = params.optionalField("more")) more = field->boolean();
+  } catch (const VLRemoteJSONError& invalid) {
+    VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
+    receiveFailure(subscription,
+                   vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
+                                            "The provider's " + what + " is not valid: " + invalid.what()));
+    return;
+  }
+  std::lock_guard lock(mutex_);
+  if (!isCurrentLocked(subscription)) return;
+  if (!paging_) {
+    std::string why = "The provider " + session_->name() + " sent " + what +
+                      ", but its answer to collections.subscribe did not say that more pages follow (\"more\": true).";
+    VLLog::error("%@", why);
+    failLocked(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer, why));
+    return;
+  }
+  pages_.insert(pages_.end(), std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
+  if (more) return;
+  paging_ = false;
+  loadLocked(std::move(pages_));
+  pages_.clear();
+}
+
+void VLRemoteCollection::loadLocked(std::vector<VLItemRef> items) {
   model_.reload(std::move(items));
   loaded_ = true;
-  postLocked({Posting::Kind::Reload, 0, model_.items(), {}, nullptr, nullptr});
+  postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
 }
 
 void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSONReader& params,
@@ -95,12 +138,12 @@ void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSO
   std::lock_guard lock(mutex_);
   if (!isCurrentLocked(subscription)) return;
   if (!loaded_) {
-    VLLog::error("The provider %@ sent %@ before answering its collections.subscribe; the changes are ignored.",
-                 session_->name(), what);
+    VLLog::error("The provider %@ sent %@ before %@ its collections.subscribe; the changes are ignored.",
+                 session_->name(), what, paging_ ? "the last page of the answer to" : "answering");
     return;
   }
   auto changes = model_.apply(deleted, updated);
-  if (!changes.empty()) postLocked({Posting::Kind::Batch, 0, model_.items(), std::move(changes), nullptr, nullptr});
+  if (!changes.empty()) postLocked({Posting::Kind::Batch, 0, model_.snapshot(), std::move(changes), nullptr, nullptr});
   if (observed) postLocked({Posting::Kind::Observed, 0, {}, {}, observed, nullptr});
 }
 

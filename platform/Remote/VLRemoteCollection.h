@@ -1,8 +1,8 @@
 // VLRemoteCollection: a live collection of a provider in its own process: the children of
 // one container, the working set, or every item of the provider.
 //
-// startObserving() subscribes to the scope; the provider's answer becomes the first reload
-// and each reported batch of item-level changes one batch update (deletions at rows of the
+// startObserving() subscribes to the scope; the provider's answer (with the pages that
+// follow it, when the provider pages a big scope) becomes the first reload and each reported batch of item-level changes one batch update (deletions at rows of the
 // previous list, insertions, updates and moves at rows of the new one), followed by
 // collectionDidUpdateObservedItem when the container itself changed. A failed subscription,
 // a failure report or the end of the provider is delivered as one error, after which the
@@ -38,6 +38,8 @@ class VLRemoteCollection : public VLItemCollection {
   // a reported batch of changes, and a failure (reported, or the provider's end).
   void receiveAnswer(uint64_t subscription, const VLRemoteSession::Answer& answer);
   void receiveChanges(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what);
+  // A further page of the subscription's first enumeration ("collections.items").
+  void receivePage(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what);
   void receiveFailure(uint64_t subscription, const VLErrorRef& error);
 
  private:
@@ -45,7 +47,7 @@ class VLRemoteCollection : public VLItemCollection {
     enum class Kind { Reload, Batch, Observed, Error };
     Kind kind = Kind::Reload;
     uint64_t generation = 0;
-    std::vector<VLItemRef> items;  // Reload, Batch: the list as of this callback
+    VLRemoteCollectionModel::Snapshot items;  // Reload, Batch: the list as of this callback
     VLCollectionChanges changes;   // Batch
     VLItemRef observed;            // Observed
     VLErrorRef error;              // Error
@@ -56,6 +58,8 @@ class VLRemoteCollection : public VLItemCollection {
   // Returns whether `subscription` is the live one (caller holds mutex_).
   bool isCurrentLocked(uint64_t subscription) const;
   void failLocked(const VLErrorRef& error);
+  // Makes `items` the members and posts the first reload.
+  void loadLocked(std::vector<VLItemRef> items);
   void postLocked(Posting posting);
   void deliver(const Posting& posting);
 
@@ -71,8 +75,10 @@ class VLRemoteCollection : public VLItemCollection {
   bool observing_ = false;            // guarded by mutex_
   uint64_t generation_ = 0;           // guarded by mutex_: bumped by start and stop
   uint64_t subscription_ = 0;         // guarded by mutex_: 0 when none is open
-  bool loaded_ = false;               // guarded by mutex_: the subscription's answer has come
+  bool loaded_ = false;               // guarded by mutex_: the subscription's answer (every page) has come
+  bool paging_ = false;               // guarded by mutex_: the answer said more pages follow
+  std::vector<VLItemRef> pages_;      // guarded by mutex_: the members the pages so far gave
   bool failed_ = false;               // guarded by mutex_: the error was posted
   VLRemoteCollectionModel model_;     // guarded by mutex_: the latest state reported
-  std::vector<VLItemRef> delivered_;  // guarded by mutex_: the list the delegate last saw
+  VLRemoteCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw
 };

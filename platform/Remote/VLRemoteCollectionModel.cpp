@@ -1,12 +1,12 @@
 #include "Remote/VLRemoteCollectionModel.h"
 
-#include <map>
-#include <set>
+#include <algorithm>
+#include <string_view>
 
 namespace {
 
-std::vector<std::string> identifiers(const std::vector<VLItemRef>& items) {
-  std::vector<std::string> list;
+std::vector<std::string_view> identifierViews(const std::vector<VLItemRef>& items) {
+  std::vector<std::string_view> list;
   list.reserve(items.size());
   for (const auto& item : items) list.push_back(item->itemIdentifier());
   return list;
@@ -14,34 +14,62 @@ std::vector<std::string> identifiers(const std::vector<VLItemRef>& items) {
 
 }  // namespace
 
+VLRemoteCollectionModel::VLRemoteCollectionModel()
+    : ordering_({}), items_(std::make_shared<const std::vector<VLItemRef>>()) {}
+
 void VLRemoteCollectionModel::setDescriptors(std::vector<VLSortDescriptor> descriptors) {
   ordering_ = VLItemOrdering(std::move(descriptors));
-  ordering_.sort(items_);
+  items_ = std::make_shared<const std::vector<VLItemRef>>(sortedMembers());
 }
 
 void VLRemoteCollectionModel::reload(std::vector<VLItemRef> items) {
-  std::map<std::string, VLItemRef> byIdentifier;
-  for (auto& item : items) byIdentifier[item->itemIdentifier()] = std::move(item);
-  items_.clear();
-  for (auto& [identifier, item] : byIdentifier) items_.push_back(std::move(item));
-  ordering_.sort(items_);
+  members_.clear();
+  members_.reserve(items.size());
+  for (auto& item : items) members_.insert_or_assign(item->itemIdentifier(), std::move(item));
+  items_ = std::make_shared<const std::vector<VLItemRef>>(sortedMembers());
+}
+
+std::vector<VLItemRef> VLRemoteCollectionModel::sortedMembers() const {
+  std::vector<VLItemRef> list;
+  list.reserve(members_.size());
+  for (const auto& [identifier, item] : members_) list.push_back(item);
+  // The ordering ends with the identifier, so it is total and the hash order does not show.
+  std::sort(list.begin(), list.end(), [this](const VLItemRef& a, const VLItemRef& b) { return ordering_.precedes(*a, *b); });
+  return list;
+}
+
+size_t VLRemoteCollectionModel::rowOf(const VLItemRef& member, const std::vector<VLItemRef>& list) const {
+  auto found = std::lower_bound(list.begin(), list.end(), member,
+                                [this](const VLItemRef& a, const VLItemRef& b) { return ordering_.precedes(*a, *b); });
+  return static_cast<size_t>(found - list.begin());
 }
 
 VLCollectionChanges VLRemoteCollectionModel::apply(const std::vector<std::string>& deleted,
                                                    const std::vector<VLItemRef>& updated) {
-  std::vector<std::string> before = identifiers(items_);
-  std::map<std::string, VLItemRef> members;
-  for (const auto& item : items_) members[item->itemIdentifier()] = item;
-  for (const auto& identifier : deleted) members.erase(identifier);
-  std::set<std::string> touched;
-  for (const auto& item : updated) {
-    members[item->itemIdentifier()] = item;
-    touched.insert(item->itemIdentifier());
+  Snapshot before = items_;
+  std::vector<VLItemRef> after;
+  // Moving k members by binary search costs k shifts of the list; past a quarter of it one
+  // sort is cheaper.
+  bool resort = (deleted.size() + updated.size()) * 4 > before->size();
+  if (!resort) after = *before;
+  for (const auto& identifier : deleted) {
+    auto member = members_.find(identifier);
+    if (member == members_.end()) continue;
+    if (!resort) after.erase(after.begin() + static_cast<std::ptrdiff_t>(rowOf(member->second, after)));
+    members_.erase(member);
   }
-  items_.clear();
-  for (auto& [identifier, item] : members) items_.push_back(item);
-  ordering_.sort(items_);
-  std::vector<std::string> after = identifiers(items_);
-  return VLCollectionChanges::between(before, after,
-                                      [&](size_t, size_t row) { return touched.count(after[row]) != 0; });
+  for (const auto& item : updated) {
+    auto [member, added] = members_.try_emplace(item->itemIdentifier(), item);
+    if (!added) {
+      if (!resort) after.erase(after.begin() + static_cast<std::ptrdiff_t>(rowOf(member->second, after)));
+      member->second = item;
+    }
+    if (!resort) after.insert(after.begin() + static_cast<std::ptrdiff_t>(rowOf(item, after)), item);
+  }
+  if (resort) after = sortedMembers();
+  items_ = std::make_shared<const std::vector<VLItemRef>>(std::move(after));
+  const auto& now = *items_;
+  // A reported item is always a new snapshot, so a member changed exactly when its snapshot did.
+  return VLCollectionChanges::between(identifierViews(*before), identifierViews(now),
+                                      [&](size_t old, size_t row) { return (*before)[old] != now[row]; });
 }

@@ -1,9 +1,15 @@
 // VLRemoteCollectionModel: the host's copy of one collection's members, kept from the
 // item-level changes a provider reports, in the order the library asked for, and the
 // index-path changes each report makes. A plain value; its owner serialises access.
+//
+// Cost: a reported batch of k changes to n members costs O(k log n) comparisons (each changed
+// member is found and put back by binary search) plus the O(n) pass that works out the
+// index-path changes; a batch that touches most members is sorted afresh instead.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Vaultline/VLCollectionChanges.h"
@@ -13,7 +19,10 @@
 
 class VLRemoteCollectionModel {
  public:
-  VLRemoteCollectionModel() : ordering_({}) {}
+  // The members in order, as one immutable list that callers may keep and share.
+  using Snapshot = std::shared_ptr<const std::vector<VLItemRef>>;
+
+  VLRemoteCollectionModel();
 
   // Orders the members by `descriptors` from now on (re-sorting the current ones).
   void setDescriptors(std::vector<VLSortDescriptor> descriptors);
@@ -26,9 +35,17 @@ class VLRemoteCollectionModel {
   VLCollectionChanges apply(const std::vector<std::string>& deleted, const std::vector<VLItemRef>& updated);
 
   // The members in order.
-  const std::vector<VLItemRef>& items() const { return items_; }
+  const std::vector<VLItemRef>& items() const { return *items_; }
+  // The members in order, shared: a later change makes a new list and leaves this one be.
+  Snapshot snapshot() const { return items_; }
 
  private:
+  // Returns the row of `member`, which must be one (binary search: the ordering is total).
+  size_t rowOf(const VLItemRef& member, const std::vector<VLItemRef>& list) const;
+  // Rebuilds the ordered list from members_ (when a batch changes most of it).
+  std::vector<VLItemRef> sortedMembers() const;
+
   VLItemOrdering ordering_;
-  std::vector<VLItemRef> items_;
+  Snapshot items_;
+  std::unordered_map<std::string, VLItemRef> members_;  // the same items, by identifier
 };

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>
@@ -187,7 +188,7 @@ void VLRemoteConnection::answer(int64_t id, Answer answer) {
     handler = std::move(found->second.handler);
     pending_.erase(found);
   }
-  handler(answer);
+  handler(std::move(answer));
 }
 
 bool VLRemoteConnection::end(VLErrorRef reason) {
@@ -333,6 +334,7 @@ void VLRemoteConnection::timerLoop() {
 void VLRemoteConnection::readLoop() {
   int fd = transport_->readFD();
   std::string buffer;
+  size_t scanned = 0;       // the buffer's first bytes hold no line feed: a long line is scanned once
   bool discarding = false;  // inside a line that was too long
   char chunk[65536];
   for (;;) {
@@ -347,7 +349,7 @@ void VLRemoteConnection::readLoop() {
     if (count <= 0) break;
     buffer.append(chunk, static_cast<size_t>(count));
     size_t start = 0;
-    for (size_t end; (end = buffer.find('\n', start)) != std::string::npos; start = end + 1) {
+    for (size_t end; (end = buffer.find('\n', std::max(start, scanned))) != std::string::npos; start = end + 1) {
       if (discarding) {
         discarding = false;
         continue;
@@ -355,11 +357,15 @@ void VLRemoteConnection::readLoop() {
       handleLine(std::string_view(buffer).substr(start, end - start));
     }
     buffer.erase(0, start);
+    scanned = buffer.size();
     if (buffer.size() > VLRemoteMessage::kMaximumLineLength && !discarding) {
       handleLine(buffer);  // reported as too long
       discarding = true;
     }
-    if (discarding) buffer.clear();
+    if (discarding) {
+      buffer.clear();
+      scanned = 0;
+    }
   }
   bool closing;
   {
@@ -413,7 +419,9 @@ void VLRemoteConnection::handleLine(std::string_view line) {
     case VLRemoteMessage::Kind::Notification:
       if (notifications_) notifications_(message.method, message.params);
       return;
-    case VLRemoteMessage::Kind::Result: answer(*message.integerID(), Answer{message.result, nullptr, ""}); return;
+    case VLRemoteMessage::Kind::Result:
+      answer(*message.integerID(), Answer{std::move(message.result), nullptr, ""});
+      return;
     case VLRemoteMessage::Kind::Error: {
       auto id = message.integerID();
       if (!id) {

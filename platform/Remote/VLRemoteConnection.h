@@ -41,7 +41,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
     // `read` throws VLRemoteJSONError, an invalid-answer error naming the request and field.
     VLErrorRef decode(const std::function<void(const VLRemoteJSONReader& result)>& read) const;
   };
-  using AnswerHandler = std::function<void(const Answer& answer)>;
+  // Takes the answer by value, so that a handler that keeps it moves the result, never copies it.
+  using AnswerHandler = std::function<void(Answer answer)>;
   using NotificationHandler = std::function<void(const std::string& method, const nlohmann::json& params)>;
   using EndHandler = std::function<void(const VLErrorRef& reason)>;
 

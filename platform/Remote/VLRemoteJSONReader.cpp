@@ -28,16 +28,19 @@ const VLRemoteJSONReader& VLRemoteJSONReader::requireObject() const {
   return *this;
 }
 
-std::optional<VLRemoteJSONReader> VLRemoteJSONReader::optionalField(const std::string& name) const {
+std::optional<VLRemoteJSONReader> VLRemoteJSONReader::optionalField(std::string_view name) const {
   requireObject();
   auto found = value_->find(name);
   if (found == value_->end() || found->is_null()) return std::nullopt;
-  return VLRemoteJSONReader(*found, path_ + "." + name);
+  std::string path;
+  path.reserve(path_.size() + 1 + name.size());
+  path.append(path_).append(1, '.').append(name);
+  return VLRemoteJSONReader(*found, std::move(path));
 }
 
-VLRemoteJSONReader VLRemoteJSONReader::field(const std::string& name) const {
+VLRemoteJSONReader VLRemoteJSONReader::field(std::string_view name) const {
   auto found = optionalField(name);
-  if (!found) fail("missing field \"" + name + "\"");
+  if (!found) fail("missing field \"" + std::string(name) + "\"");
   return *found;
 }
 

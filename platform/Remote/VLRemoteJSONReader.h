@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -31,9 +32,9 @@ class VLRemoteJSONReader {
 
   // Returns the field `name` of this object; throws when this is no object or the field is
   // missing or null.
-  VLRemoteJSONReader field(const std::string& name) const;
+  VLRemoteJSONReader field(std::string_view name) const;
   // Returns the field `name` of this object, or none when it is missing or null.
-  std::optional<VLRemoteJSONReader> optionalField(const std::string& name) const;
+  std::optional<VLRemoteJSONReader> optionalField(std::string_view name) const;
 
   std::string string() const;
   bool boolean() const;

@@ -60,6 +60,23 @@ std::string withoutLibraryPrefix(const std::string& text) {
 
 std::string line(const json& message) { return message.dump(-1, ' ', false, kReplaceInvalidUTF8) + "\n"; }
 
+std::string dumped(const json& value) { return value.dump(-1, ' ', false, kReplaceInvalidUTF8); }
+
+// Writes the envelope around `payload` by hand, in the order a dumped object would have
+// its members, so that a big result or params is never copied into a second document.
+std::string envelope(const json* id, const std::string* method, const char* payloadName, const json& payload) {
+  std::string text = "{";
+  if (id) text += "\"id\":" + dumped(*id) + ",";
+  text += "\"jsonrpc\":\"2.0\"";
+  if (method) text += ",\"method\":" + dumped(*method);
+  text += ",\"";
+  text += payloadName;
+  text += "\":";
+  text += dumped(payload);
+  text += "}\n";
+  return text;
+}
+
 }  // namespace
 
 std::optional<int64_t> VLRemoteMessage::integerID() const {
@@ -109,7 +126,7 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
     if (params == value.end() || params->is_null()) {
       message.params = json::object();
     } else if (params->is_object()) {
-      message.params = *params;
+      message.params = std::move(*params);
     } else {
       fail("the \"params\" of " + message.method + " must be an object, not " + vl_excerptJSON(*params));
     }
@@ -127,10 +144,10 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
   if (hasResult == hasError) fail("an answer must carry exactly one of \"result\" and \"error\"");
   if (hasResult) {
     if (!knownID) fail("the \"id\" of an answer must be an integer, not " + vl_excerptJSON(message.id));
-    const json& result = value["result"];
+    json& result = value["result"];
     if (!result.is_object()) fail("the \"result\" must be an object, not " + vl_excerptJSON(result));
     message.kind = Kind::Result;
-    message.result = result;
+    message.result = std::move(result);
     return message;
   }
   const json& error = value["error"];
@@ -150,15 +167,16 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
 }
 
 std::string VLRemoteMessage::requestLine(int64_t id, const std::string& method, const json& params) {
-  return line({{"jsonrpc", "2.0"}, {"id", id}, {"method", method}, {"params", params}});
+  json number = id;
+  return envelope(&number, &method, "params", params);
 }
 
 std::string VLRemoteMessage::notificationLine(const std::string& method, const json& params) {
-  return line({{"jsonrpc", "2.0"}, {"method", method}, {"params", params}});
+  return envelope(nullptr, &method, "params", params);
 }
 
 std::string VLRemoteMessage::resultLine(const json& id, const json& result) {
-  return line({{"jsonrpc", "2.0"}, {"id", id}, {"result", result}});
+  return envelope(&id, nullptr, "result", result);
 }
 
 std::string VLRemoteMessage::errorLine(const json& id, int64_t code, const std::string& message, const json& data) {

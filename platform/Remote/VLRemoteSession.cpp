@@ -101,8 +101,8 @@ bool VLRemoteSession::isOwnProviderPart(const std::string& part) const {
 void VLRemoteSession::request(const std::string& method, json params,
                               std::function<void(const Answer& answer)> handler) {
   connection_->call(method, std::move(params), options_.requestTimeout,
-                    [handler = std::move(handler)](const Answer& answer) {
-                      VLBackgroundQueue::shared().async([handler, answer] { handler(answer); });
+                    [handler = std::move(handler)](Answer answer) {
+                      VLBackgroundQueue::shared().async([handler, answer = std::move(answer)] { handler(answer); });
                     });
 }
 
@@ -144,7 +144,7 @@ void VLRemoteSession::unsubscribe(uint64_t subscription) {
 }
 
 void VLRemoteSession::handleNotification(const std::string& method, const json& params) {
-  if (method != "collections.changed" && method != "collections.failed") {
+  if (method != "collections.changed" && method != "collections.items" && method != "collections.failed") {
     VLLog::error("The provider %@ sent the unknown notification %@; it is ignored.", name(), method);
     return;
   }
@@ -171,6 +171,10 @@ void VLRemoteSession::handleNotification(const std::string& method, const json& 
   std::string what = method + " for subscription " + std::to_string(number);
   if (method == "collections.changed") {
     collection->receiveChanges(static_cast<uint64_t>(number), reader, what);
+    return;
+  }
+  if (method == "collections.items") {
+    collection->receivePage(static_cast<uint64_t>(number), reader, what);
     return;
   }
   VLErrorRef error;

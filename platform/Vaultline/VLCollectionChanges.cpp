@@ -6,7 +6,14 @@
 VLCollectionChanges VLCollectionChanges::between(const std::vector<std::string>& before,
                                                  const std::vector<std::string>& after,
                                                  const std::function<bool(size_t oldRow, size_t newRow)>& changed) {
-  // Hashed views of the callers' strings: linear in the lists' lengths, and nothing copied.
+  return between(std::vector<std::string_view>(before.begin(), before.end()),
+                 std::vector<std::string_view>(after.begin(), after.end()), changed);
+}
+
+VLCollectionChanges VLCollectionChanges::between(const std::vector<std::string_view>& before,
+                                                 const std::vector<std::string_view>& after,
+                                                 const std::function<bool(size_t oldRow, size_t newRow)>& changed) {
+  // Hashed views of the callers' strings: linear in the lists' lengths.
   std::unordered_map<std::string_view, size_t> oldRows, newRows;
   oldRows.reserve(before.size());
   newRows.reserve(after.size());

@@ -7,6 +7,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Vaultline/VLIndexPath.h"
@@ -19,6 +20,10 @@ struct VLCollectionChanges {
   // Returns the changes from the identifiers `before` to `after` (each list free of
   // repeats); `changed(oldRow, newRow)` tells whether an item in both lists changed.
   static VLCollectionChanges between(const std::vector<std::string>& before, const std::vector<std::string>& after,
+                                     const std::function<bool(size_t oldRow, size_t newRow)>& changed);
+  // The same over views of identifiers that the caller keeps alive; nothing is copied.
+  static VLCollectionChanges between(const std::vector<std::string_view>& before,
+                                     const std::vector<std::string_view>& after,
                                      const std::function<bool(size_t oldRow, size_t newRow)>& changed);
 
   bool empty() const { return deleted.empty() && inserted.empty() && updated.empty() && movedTo.empty(); }

@@ -131,6 +131,21 @@ TEST_F(VLRemoteCollections, EarlyReportsAreIgnored) {
   EXPECT_EQ(kinds(), (Kinds{"reload"}));
 }
 
+TEST_F(VLRemoteCollections, PagedAnswerIsOneReloadAfterTheLastPage) {
+  json request = observe();
+  subscription = request["params"]["subscription"];
+  provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}, {"more", true}});
+  // Changes before the last page break the ordering rule like changes before an answer.
+  changed({{"updated", {ScriptedProvider::item("early", 5)}}});
+  provider.notify("collections.items",
+                  {{"subscription", subscription}, {"items", {ScriptedProvider::item("b", 20)}}, {"more", true}});
+  provider.notify("collections.items", {{"subscription", subscription}, {"items", {ScriptedProvider::item("c", 15)}}});
+  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
+  changed({{"deleted", {"a"}}});
+  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "delete"; }), 0);
+  EXPECT_EQ(kinds(), (Kinds{"reload:b", "reload:c", "reload:a", "delete:a"}));
+}
+
 // Every way a subscription can end in an error: one error callback with the reason, then silence.
 TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
   struct Row {
@@ -155,6 +170,18 @@ TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
        },
        "collections.changed for subscription 1 is not valid: params.updated[0]: missing field "
        "\"parentItemIdentifier\""},
+      {"unannounced page",
+       [&](ScriptedProvider& p, const json& request) {
+         p.answer(request, {{"items", json::array()}});
+         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", json::array()}});
+       },
+       "did not say that more pages follow"},
+      {"invalid page",
+       [&](ScriptedProvider& p, const json& request) {
+         p.answer(request, {{"items", json::array()}, {"more", true}});
+         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", "none"}});
+       },
+       "collections.items for subscription 1 is not valid: params.items: expected an array"},
       {"failure report",
        [&](ScriptedProvider& p, const json& request) {
          p.answer(request, {{"items", json::array()}});
