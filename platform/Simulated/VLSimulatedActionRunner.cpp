@@ -25,7 +25,6 @@
 
 namespace fs = std::filesystem;
 using Kind = VLSimulatedNode::Kind;
-using Quirk = VLSimulatedQuirk;
 
 namespace {
 
@@ -115,7 +114,7 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
       }
     }
     return done(forEachNodeLocked(tags->items(), [this, &tags](VLSimulatedNode& node, size_t i) -> VLErrorRef {
-      if (store_->settings().has(Quirk::TagsDropped)) return nullptr;
+      if (store_->quirks().dropsTags()) return nullptr;
       node.tags = tags->tagsLists()[i];
       store_->touchLocked(node);
       return nullptr;
@@ -134,7 +133,7 @@ std::function<void()> VLSimulatedActionRunner::performLocked(const std::shared_p
                                   }));
   }
   if (auto lastOpen = std::dynamic_pointer_cast<VLSetLastOpenDateOperation>(action)) {
-    double offset = store_->settings().has(Quirk::LastUsedDateOffset) ? 2.0 : 0.0;
+    double offset = store_->quirks().shiftsLastUsedDates() ? 2.0 : 0.0;
     return done(forEachNodeLocked(lastOpen->items(), [&](VLSimulatedNode& node, size_t) -> VLErrorRef {
       node.lastUsedDate = lastOpen->date().dateByAddingTimeInterval(offset);
       store_->touchLocked(node);
@@ -156,7 +155,7 @@ VLErrorRef VLSimulatedActionRunner::reparentLocked(VLSimulatedNode& node, const 
   }
   std::string oldParent = node.parent;
   node.filename = name;
-  node.formerParent = store_->settings().has(Quirk::MoveOutAsUpdate) && oldParent != parent ? oldParent : "";
+  node.formerParent = store_->quirks().showsMoveOutAsUpdate() && oldParent != parent ? oldParent : "";
   store_->setParentLocked(node, parent);
   // Untrash or a move out of the trash: the descendants come out with the item.
   if (oldParent == VLSimulatedTrashContainerIdentifier) touchDescendantsLocked(*store_, node.identifier);
@@ -170,20 +169,19 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   VLSimulatedNode* node = store_->nodeForItemLocked(action.item(), &error);
   if (!node) return error;
   if (node->kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be renamed.");
-  if (store_->settings().has(Quirk::RenameRefused))
+  if (store_->quirks().refusesRenames())
     return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be renamed.", node->filename));
   std::string name = action.newName();
   if (!VLSimulatedStore::isValidName(name))
     return VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
   if ((error = store_->collisionErrorLocked(node->parent, name, node->identifier))) return error;
-  if (store_->settings().has(Quirk::NoCollisionCheck) &&
-      store_->clashingChildLocked(node->parent, name, node->identifier)) {
+  if (store_->quirks().skipsCollisionCheck() && store_->clashingChildLocked(node->parent, name, node->identifier)) {
     name = store_->uniqueNameLocked(node->parent, name);
   }
   fs::path from = store_->pathLocked(*node);
   fs::path to = store_->childPathLocked(node->parent, node->identifier, name);
   if (auto code = moveOnDisk(from, to, isLocal(*node))) return diskError(code, from);
-  if (store_->settings().has(Quirk::RenameChangesIdentifier)) {
+  if (store_->quirks().renameChangesIdentifier()) {
     std::string old = node->identifier;
     node = &store_->reidentifyLocked(old);
     std::error_code ignored;
@@ -195,7 +193,7 @@ VLErrorRef VLSimulatedActionRunner::renameLocked(const VLRenameOperation& action
   node->filename = name;
   if (node->kind == Kind::File) {
     node->typeIdentifier = store_->fileTypeLocked(name);
-    if (store_->settings().has(Quirk::RenameMarksNotDownloaded)) node->reportNotDownloaded = true;
+    if (store_->quirks().renameMarksNotDownloaded()) node->reportNotDownloaded = true;
   }
   store_->touchLocked(*node);
   return nullptr;
@@ -227,7 +225,7 @@ std::function<void()> VLSimulatedActionRunner::moveLocked(const std::shared_ptr<
       continue;
     }
     VLItemRef after = store_->snapshotLocked(*node);
-    if (store_->settings().has(Quirk::MoveReportsOldParent)) {
+    if (store_->quirks().moveReportsOldParent()) {
       VLItemAttributes a = after->attributes();
       a.parentItemIdentifier = formerParent;
       after = VLItem::make(std::move(a));
@@ -285,7 +283,7 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
     if (!original || !original->isContainer() || store_->isInTrashLocked(*original)) {
       target = KsVaultlineRootContainerItemIdentifier;
     }
-    if (!restore && store_->settings().has(Quirk::UntrashElsewhere)) {
+    if (!restore && store_->quirks().untrashesElsewhere()) {
       VLSimulatedNode* recovered =
           store_->clashingChildLocked(KsVaultlineRootContainerItemIdentifier, kRecoveredFolderName);
       if (!recovered || !recovered->isContainer()) {
@@ -311,7 +309,7 @@ VLErrorRef VLSimulatedActionRunner::untrashLocked(const std::vector<VLItemRef>& 
       if (!first) first = error;
       continue;
     }
-    if (store_->settings().has(Quirk::UntrashDetachesChildren)) {
+    if (store_->quirks().untrashDetachesChildren()) {
       for (const auto& child : store_->childrenLocked(node->identifier)) {
         VLSimulatedNode* kid = store_->nodeLocked(child);
         error = reparentLocked(*kid, target, store_->uniqueNameLocked(target, kid->filename));
@@ -326,15 +324,14 @@ VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& i
   return forEachNodeLocked(items, [this](VLSimulatedNode& node, size_t) -> VLErrorRef {
     if (node.kind == Kind::Root) return VLSimulatedErrors::notSupported("The root container cannot be deleted.");
     fs::path path = store_->pathLocked(node);
-    if (store_->settings().has(Quirk::DeleteRefusesNonemptyFolders) &&
-        !store_->childrenLocked(node.identifier).empty()) {
+    if (store_->quirks().refusesDeletingNonemptyFolders() && !store_->childrenLocked(node.identifier).empty()) {
       return diskError(std::make_error_code(std::errc::directory_not_empty), path);
     }
     std::vector<std::string> subtree{node.identifier};
     for (size_t i = 0; i < subtree.size(); ++i) {
       for (const auto& child : store_->childrenLocked(subtree[i])) subtree.push_back(child);
     }
-    if (store_->settings().has(Quirk::DeleteLeavesChildrenFetchable)) {
+    if (store_->quirks().deleteLeavesChildrenFetchable()) {
       for (size_t i = 1; i < subtree.size(); ++i) {
         VLSimulatedNode* doomed = store_->nodeLocked(subtree[i]);
         store_->addGhostLocked(store_->pathLocked(*doomed), store_->snapshotLocked(*doomed));
@@ -380,7 +377,7 @@ std::function<void()> VLSimulatedActionRunner::downloadLocked(const std::shared_
       continue;
     }
     VLItemRef after = store_->snapshotLocked(*node);
-    if (store_->settings().has(Quirk::DownloadReportsDownloading)) {
+    if (store_->quirks().downloadReportsDownloading()) {
       VLItemAttributes a = after->attributes();
       a.downloading = true;
       after = VLItem::make(std::move(a));
@@ -401,14 +398,14 @@ VLErrorRef VLSimulatedActionRunner::evictLocked(VLSimulatedNode& node) {
     return VLSimulatedErrors::notSupported(
         VLFormat("\"%@\" cannot be evicted before it has been uploaded.", node.filename));
   }
-  if (!node.downloaded || store_->settings().has(Quirk::EvictionStaysDownloaded)) return nullptr;
-  if (store_->settings().has(Quirk::EvictionRefused))
+  if (!node.downloaded || store_->quirks().evictionChangesNothing()) return nullptr;
+  if (store_->quirks().refusesEvictions())
     return VLSimulatedErrors::notSupported(VLFormat("\"%@\" cannot be evicted right now.", node.filename));
   std::error_code code;
   fs::path server = store_->serverCopyPath(node.identifier);
   // The only other copy must be there before the local one goes.
   if (!fs::exists(server, code)) return diskError(std::make_error_code(std::errc::no_such_file_or_directory), server);
-  if (!store_->settings().has(Quirk::EvictionKeepsContent)) {
+  if (!store_->quirks().evictionKeepsContent()) {
     fs::path path = store_->pathLocked(node);
     fs::remove_all(path, code);
     if (code) return diskError(code, path);

@@ -11,7 +11,6 @@
 
 namespace fs = std::filesystem;
 using Kind = VLSimulatedNode::Kind;
-using Quirk = VLSimulatedQuirk;
 
 namespace {
 
@@ -84,16 +83,16 @@ VLSimulatedNode* VLSimulatedImporter::importLocked(const std::string& source, co
   if (fs::is_directory(status)) {
     node.kind = Kind::Package;
     node.typeIdentifier = packageType;
-    if (store_->settings().has(Quirk::PackagesTypedFlat)) {
+    if (store_->quirks().typesPackagesFlat()) {
       node.typeIdentifier = store_->types().preferredIdentifierForExtension(extension, std::string("public.data"));
     }
-    if (store_->settings().has(Quirk::AllFilesPublicData)) node.typeIdentifier = "public.data";
+    if (store_->quirks().typesEverythingAsData()) node.typeIdentifier = "public.data";
     fs::copy(source, target, fs::copy_options::recursive | fs::copy_options::overwrite_existing, code);
   } else {
     node.kind = Kind::File;
     node.typeIdentifier = store_->fileTypeLocked(name);
     fs::copy_file(source, target, fs::copy_options::overwrite_existing, code);
-    if (!code && store_->settings().has(Quirk::CorruptContent)) corrupt(target);
+    if (!code && store_->quirks().corruptsImports()) corrupt(target);
   }
   if (code) {
     *error = VLFileManager::posixError(code.value(), VLURL::fileURLWithPath(source, false));
@@ -112,7 +111,7 @@ void VLSimulatedImporter::scheduleUploadLocked(VLSimulatedNode& node) {
     node.uploaded = true;
     return;
   }
-  if (settings.has(Quirk::NeverUpload)) return;
+  if (settings.quirks.neverUploads()) return;
   node.uploading = true;
   std::weak_ptr<VLSimulatedImporter> weak = shared_from_this();
   later_(settings.uploadLatency, [weak, identifier = node.identifier] {
@@ -151,9 +150,9 @@ std::function<void()> VLSimulatedImporter::copyLocked(const std::shared_ptr<VLCo
                            ? store_->collisionErrorLocked(parent, name)
                            : VLSimulatedErrors::invalidArgument(VLFormat("\"%@\" is not a valid name.", name));
     if (!error) {
-      if (store_->settings().has(Quirk::NoCollisionCheck)) name = store_->uniqueNameLocked(parent, name);
+      if (store_->quirks().skipsCollisionCheck()) name = store_->uniqueNameLocked(parent, name);
       if (VLSimulatedNode* node = importLocked(url.path(), parent, name, &error)) {
-        if (!store_->settings().has(Quirk::ImportReportsNoItem)) results[url] = store_->snapshotLocked(*node);
+        if (!store_->quirks().importReportsNoItem()) results[url] = store_->snapshotLocked(*node);
         continue;
       }
     }

@@ -97,7 +97,7 @@ void VLSimulatedItemManager::fetchURLForItem(const VLItemRef& item, bool creatin
       fs::path placeholder = VLSimulatedStore::placeholderPath(path);
       std::error_code ignored;
       bool present = fs::exists(path, ignored) || fs::exists(placeholder, ignored);
-      if (!present && creatingPlaceholderIfMissing && !store->settings().has(VLSimulatedQuirk::NoPlaceholders)) {
+      if (!present && creatingPlaceholderIfMissing && !store->quirks().refusesPlaceholders()) {
         std::ofstream(placeholder) << node->identifier << "\n";
         present = fs::exists(placeholder, ignored);
       }

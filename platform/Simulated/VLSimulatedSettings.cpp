@@ -9,57 +9,6 @@
 
 namespace {
 
-using Quirk = VLSimulatedQuirk;
-
-const std::vector<std::pair<std::string, Quirk>>& quirkTable() {
-  static const auto& table = *new const std::vector<std::pair<std::string, Quirk>>{
-      {"case-sensitive-names", Quirk::CaseSensitiveNames},
-      {"no-collision-check", Quirk::NoCollisionCheck},
-      {"collision-names-other-item", Quirk::CollisionNamesOtherItem},
-      {"rename-changes-identifier", Quirk::RenameChangesIdentifier},
-      {"no-child-count", Quirk::NoChildCount},
-      {"stale-child-count", Quirk::StaleChildCount},
-      {"move-out-as-update", Quirk::MoveOutAsUpdate},
-      {"untrash-elsewhere", Quirk::UntrashElsewhere},
-      {"untrash-detaches-children", Quirk::UntrashDetachesChildren},
-      {"trashed-children-stay-in-working-set", Quirk::TrashedChildrenStayInWorkingSet},
-      {"all-files-public-data", Quirk::AllFilesPublicData},
-      {"thumbnails-upside-down", Quirk::ThumbnailsUpsideDown},
-      {"no-thumbnails", Quirk::NoThumbnails},
-      {"eviction-keeps-content", Quirk::EvictionKeepsContent},
-      {"never-upload", Quirk::NeverUpload},
-      {"no-validation-service", Quirk::NoValidationService},
-      {"validation-refused", Quirk::ValidationRefused},
-      {"delete-leaves-children-fetchable", Quirk::DeleteLeavesChildrenFetchable},
-      {"lookup-returns-other-identifier", Quirk::LookupReturnsOtherIdentifier},
-      {"enumeration-wrong-parent", Quirk::EnumerationWrongParent},
-      {"tags-dropped", Quirk::TagsDropped},
-      {"last-used-date-offset", Quirk::LastUsedDateOffset},
-      {"corrupt-content", Quirk::CorruptContent},
-      {"no-subitem-capability", Quirk::NoSubitemCapability},
-      {"rename-marks-not-downloaded", Quirk::RenameMarksNotDownloaded},
-      {"collision-wrong-error", Quirk::CollisionWrongError},
-      {"child-count-includes-hidden", Quirk::ChildCountIncludesHidden},
-      {"import-reports-no-item", Quirk::ImportReportsNoItem},
-      {"delete-refuses-nonempty-folders", Quirk::DeleteRefusesNonemptyFolders},
-      {"root-has-parent", Quirk::RootHasParent},
-      {"folder-enumeration-hangs", Quirk::FolderEnumerationHangs},
-      {"packages-typed-flat", Quirk::PackagesTypedFlat},
-      {"thumbnails-fail", Quirk::ThumbnailsFail},
-      {"thumbnails-other-size", Quirk::ThumbnailsOtherSize},
-      {"thumbnails-cached-icon-bitmap", Quirk::ThumbnailsCachedIconBitmap},
-      {"eviction-stays-downloaded", Quirk::EvictionStaysDownloaded},
-      {"no-placeholders", Quirk::NoPlaceholders},
-      {"move-reports-old-parent", Quirk::MoveReportsOldParent},
-      {"download-reports-downloading", Quirk::DownloadReportsDownloading},
-      {"rename-refused", Quirk::RenameRefused},
-      {"eviction-refused", Quirk::EvictionRefused},
-      {"thumbnails-undecodable", Quirk::ThumbnailsUndecodable},
-      {"thumbnails-cached-icon-png", Quirk::ThumbnailsCachedIconPNG},
-  };
-  return table;
-}
-
 const std::vector<std::string>& kSettingNames = *new const std::vector<std::string>{
     "provider-identifier", "domain",         "syncing",           "working-set",    "alternate-root",
     "validation-service",  "internal-build", "platform-revision", "action-latency", "collection-latency",
@@ -213,31 +162,22 @@ VLSimulatedSettings VLSimulatedSettings::parse(const std::string& text) {
       applySetting(settings, trim(entry.substr(0, equals)), trim(entry.substr(equals + 1)));
       continue;
     }
-    bool found = false;
-    for (const auto& [name, quirk] : quirkTable()) {
-      if (name == entry) settings.quirks.insert(quirk), found = true;
-    }
-    if (!found) {
+    auto quirk = VLSimulatedQuirks::named(entry);
+    if (quirk) settings.quirks.insert(*quirk);
+    if (!quirk) {
       throw VLException("unknown simulated provider quirk \"" + entry + "\"; valid quirks: " + join(quirkNames()) +
                         "; valid settings (name=value): " + join(kSettingNames));
     }
   }
-  if (settings.has(Quirk::NoValidationService)) settings.validationServicePresent = false;
-  if (settings.has(Quirk::ValidationRefused)) settings.validationAllowed = false;
+  if (settings.quirks.hidesValidationService()) settings.validationServicePresent = false;
+  if (settings.quirks.refusesValidation()) settings.validationAllowed = false;
   return settings;
 }
 
 std::vector<std::string> VLSimulatedSettings::quirkNames() {
   std::vector<std::string> names;
-  for (const auto& entry : quirkTable()) names.push_back(entry.first);
+  for (const auto& info : VLSimulatedQuirks::all()) names.push_back(info.name);
   return names;
 }
 
 std::vector<std::string> VLSimulatedSettings::settingNames() { return kSettingNames; }
-
-std::string VLSimulatedSettings::nameOf(VLSimulatedQuirk quirk) {
-  for (const auto& [name, q] : quirkTable()) {
-    if (q == quirk) return name;
-  }
-  return "?";
-}

@@ -1,5 +1,9 @@
 // VLSimulatedStore: the simulated provider's item tree and the files that back it.
 //
+// Its sources are split by concept: VLSimulatedStore.cpp (look-up, naming, paths, changes),
+// VLSimulatedStoreSnapshots.cpp (the items it reports), VLSimulatedStorePublishing.cpp
+// (what collections see) and VLSimulatedStoreSeeding.cpp (what a fresh store holds).
+//
 // Items live in memory as VLSimulatedNodes; their bytes live under the service's storage
 // directory (inside the process's temporary directory): the tree as real directories and
 // files under "Root", trashed items under ".Trash/<identifier>", uploaded copies under
@@ -52,6 +56,8 @@ class VLSimulatedStore {
   ~VLSimulatedStore();
 
   const VLSimulatedSettings& settings() const { return settings_; }
+  // The faults this provider has: every misbehaviour starts with a question asked here.
+  const VLSimulatedQuirks& quirks() const { return settings_.quirks; }
   const std::shared_ptr<VLProvider>& provider() const { return provider_; }
   const VLTypeDatabase& types() const { return *types_; }
   const std::filesystem::path& storageDirectory() const { return storage_; }
@@ -140,12 +146,18 @@ class VLSimulatedStore {
  private:
   VLSimulatedStore(const VLSimulatedSettings& settings, std::shared_ptr<VLProvider> provider,
                    std::shared_ptr<const VLTypeDatabase> types, std::filesystem::path storage);
+  // Fills a fresh store: the root, the alternate root the settings ask for, the sample tree
+  // and the seeded items (VLSimulatedStoreSeeding.cpp).
+  void seedLocked();
   // Fills the root with a few folders, documents, a package and a picture, uploaded, as a
   // provider in use would hold them.
   void seedSampleTreeLocked();
   // Adds one uploaded sample item under `parent` with its bytes on disk and on the server.
   std::string addSampleLocked(const std::string& parent, const std::string& name, VLSimulatedNode::Kind kind,
                               const std::string& contents = "");
+  // The prefix of the alias identifiers that look-ups answer with under the quirk;
+  // nodeLocked() resolves them.
+  static const std::string& aliasPrefix();
   // Returns the items a collection shows, or none when its scope does not exist.
   std::optional<std::vector<Entry>> entriesLocked(const VLSimulatedCollection& collection);
   std::optional<Entry> observedEntryLocked(const VLSimulatedCollection& collection);

@@ -40,12 +40,12 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
     // An evicted file is drawn from the provider's uploaded copy.
     source = node->downloaded ? store_->pathLocked(*node) : store_->serverCopyPath(node->identifier);
   }
-  const auto& settings = store_->settings();
-  if (settings.has(VLSimulatedQuirk::NoThumbnails)) {
+  const auto& quirks = store_->quirks();
+  if (quirks.withholdsThumbnails()) {
     deliverThumbnail(item, std::nullopt, "", nullptr);
     return;
   }
-  if (settings.has(VLSimulatedQuirk::ThumbnailsFail)) {
+  if (quirks.failsThumbnails()) {
     deliverThumbnail(item, std::nullopt, "",
                      VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorServerUnreachable,
                                                   "The thumbnail service is not available."));
@@ -60,7 +60,7 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
     return;
   }
   // Fit inside the requested box, keeping the picture's proportions.
-  double enlarged = settings.has(VLSimulatedQuirk::ThumbnailsOtherSize) ? 2.0 : 1.0;
+  double enlarged = quirks.enlargesThumbnails() ? 2.0 : 1.0;
   double boxWidth = std::max(1.0, size().width * scale() * enlarged);
   double boxHeight = std::max(1.0, size().height * scale() * enlarged);
   double factor = std::min(boxWidth / bitmap->width(), boxHeight / bitmap->height());
@@ -76,14 +76,13 @@ void VLSimulatedThumbnailOperation::fetchOne(const VLItemRef& item) {
   int width = std::max(1, static_cast<int>(fittedWidth));
   int height = std::max(1, static_cast<int>(fittedHeight));
   VLBitmap thumbnail = bitmap->scaledTo(width, height);
-  if (settings.has(VLSimulatedQuirk::ThumbnailsUpsideDown)) thumbnail = thumbnail.flippedVertically();
-  const std::string& format = settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap) ||
-                                      settings.has(VLSimulatedQuirk::ThumbnailsCachedIconPNG)
+  if (quirks.flipsThumbnails()) thumbnail = thumbnail.flippedVertically();
+  const std::string& format = quirks.sendsCachedIconBitmaps() || quirks.sendsPNGAsCachedIcon()
                                   ? VLThumbnailFormatCachedIconBitmap
                                   : VLThumbnailFormatUndecorated;
-  if (settings.has(VLSimulatedQuirk::ThumbnailsUndecodable)) {
+  if (quirks.sendsUndecodableThumbnails()) {
     deliverThumbnail(item, VLData(std::vector<uint8_t>(64, 0x5A)), format, nullptr);
-  } else if (settings.has(VLSimulatedQuirk::ThumbnailsCachedIconBitmap)) {
+  } else if (quirks.sendsCachedIconBitmaps()) {
     deliverThumbnail(item, VLCachedIconBitmap::encode(thumbnail), format, nullptr);
   } else {
     deliverThumbnail(item, VLImageCodec::encodePNG(thumbnail), format, nullptr);

@@ -1,7 +1,7 @@
 // Every row of the fault matrix: the reference provider with that fault makes the cases
 // meant to catch it end with the row's verdict and words.
+#include "Faults/VLFaultMatcher.h"
 #include "suites/SuiteHarness.h"
-#include "vlvalidate/VLFaultMatrix.h"
 
 // Names a row in test listings by what it sets up, not by its bytes.
 void PrintTo(const VLFaultMatrixRow& row, std::ostream* out) {
@@ -32,7 +32,8 @@ TEST_P(FaultMatrix, TheIntendedCasesCatchTheFault) {
   auto outcomes = suitetest::runCases(installed, row.cases, row.strict);
   ASSERT_FALSE(outcomes.empty()) << "no case matches " << row.cases;
   for (const auto& outcome : outcomes) {
-    EXPECT_EQ(VLFaultMatrix::mismatch(row, outcome), "") << suitetest::describe(outcome);
+    EXPECT_EQ(VLFaultMatcher::mismatch(row, outcome.result, outcome.handledExpectations), "")
+        << suitetest::describe(outcome);
   }
 }
 

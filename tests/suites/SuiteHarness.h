@@ -12,8 +12,7 @@
 #include "Simulated/Simulated.h"
 #include "suites/VLStandardSuites.h"
 #include "support/Await.h"
-#include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "support/CaseRuns.h"
 
 namespace suitetest {
 
@@ -34,14 +33,8 @@ inline Provider installSimulated(const std::string& settings) {
 }
 
 // Runs every standard case whose short ID `filter` selects, one after the other.
-inline std::vector<VLCaseOutcome> runCases(const Provider& installed, const std::string& filter, bool strict) {
-  std::vector<VLCaseOutcome> outcomes;
-  VLCaseRunOptions options;
-  options.strict = strict;
-  for (const auto& validationCase : VLCaseRunner::casesForProvider(installed.provider, VLCaseFilter(filter))) {
-    outcomes.push_back(VLCaseRunner::run(validationCase, options));
-  }
-  return outcomes;
+inline std::vector<VLCaseRun> runCases(const Provider& installed, const std::string& filter, bool strict) {
+  return vl_runCases(installed.provider, filter, strict);
 }
 
 // Returns how many files and folders the provider keeps in its tree and its trash.
@@ -60,7 +53,7 @@ inline size_t itemsOnDisk(const VLSimulatedProviderService& service) {
 }
 
 // Returns the verdict and every expectation that did not pass, for failure messages.
-inline std::string describe(const VLCaseOutcome& outcome) {
+inline std::string describe(const VLCaseRun& outcome) {
   std::string text = outcome.shortID + " ended " + vl_resultName(outcome.result);
   for (const auto& expectation : outcome.handledExpectations) {
     if (expectation->result() == VLValidationResultPassed) continue;

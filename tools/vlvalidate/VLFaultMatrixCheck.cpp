@@ -1,5 +1,6 @@
 #include "vlvalidate/VLFaultMatrixCheck.h"
 
+#include "Faults/VLFaultMatcher.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLProviderChoice.h"
@@ -29,7 +30,7 @@ VLFaultCheckResult VLFaultMatrixCheck::runRow(const VLFaultMatrixRow& row, const
   if (cases.empty()) result.mismatches.push_back("no case matches " + row.cases);
   result.outcomes = runAll(cases, row.strict, jobs);
   for (const auto& outcome : result.outcomes) {
-    std::string mismatch = VLFaultMatrix::mismatch(row, outcome);
+    std::string mismatch = VLFaultMatcher::mismatch(row, outcome.result, outcome.handledExpectations);
     if (!mismatch.empty()) result.mismatches.push_back(outcome.shortID + ": " + mismatch);
   }
   return result;
@@ -46,7 +47,7 @@ VLFaultCheckResult VLFaultMatrixCheck::runConformance(const std::string& setting
   for (const auto& outcome : result.outcomes) {
     std::string mismatch;
     if (const auto* row = VLFaultMatrix::rowFor(settings, strict, outcome.shortID)) {
-      mismatch = VLFaultMatrix::mismatch(*row, outcome);
+      mismatch = VLFaultMatcher::mismatch(*row, outcome.result, outcome.handledExpectations);
     } else if (outcome.result != VLValidationResultPassed) {
       mismatch = std::string("ended ") + vl_resultName(outcome.result) + " instead of passed";
     }

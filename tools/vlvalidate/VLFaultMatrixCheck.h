@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "Faults/VLFaultMatrix.h"
 #include "Vaultline/VLProvider.h"
-#include "vlvalidate/VLFaultMatrix.h"
+#include "vlvalidate/VLCaseRunner.h"
 
 // How one check went.
 struct VLFaultCheckResult {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "Faults/VLFaultMatcher.h"
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
@@ -11,12 +12,6 @@
 #include "vlvalidate/VLUsageError.h"
 
 namespace {
-
-std::string verdictsText(const VLFaultMatrixRow& row) {
-  std::string text;
-  for (auto verdict : row.verdicts) text += (text.empty() ? "" : " or ") + std::string(vl_resultName(verdict));
-  return text;
-}
 
 std::string casesText(size_t count) { return std::to_string(count) + (count == 1 ? " case" : " cases"); }
 
@@ -106,7 +101,7 @@ int VLSelfTestCommand::execute() {
       terminal_->print(terminal_->paint("skip", "33") + "  " + what + ": waits out a long time-out (--skip-slow)\n");
       continue;
     }
-    check(what, row->settings, verdictsText(*row) + " as demanded (" + row->fault + ")",
+    check(what, row->settings, VLFaultMatcher::verdictsText(*row) + " as demanded (" + row->fault + ")",
           [&](const auto& provider) { return VLFaultMatrixCheck::runRow(*row, provider, options_.jobs); });
   }
   terminal_->setStatus("");

@@ -8,7 +8,7 @@ namespace {
 using simtest::Event;
 namespace fs = std::filesystem;
 
-class VLSimulatedQuirks : public simtest::SimulatedTest {
+class VLSimulatedQuirkFaults : public simtest::SimulatedTest {
  protected:
   std::optional<VLData> thumbnailOf(const VLItemRef& item) {
     auto operation = manager->thumbnailsFetchOperationForItems({item}, {50, 50}, 1.0);
@@ -22,7 +22,7 @@ class VLSimulatedQuirks : public simtest::SimulatedTest {
   }
 };
 
-TEST_F(VLSimulatedQuirks, NamingAndCollisionFaults) {
+TEST_F(VLSimulatedQuirkFaults, NamingAndCollisionFaults) {
   start("case-sensitive-names");
   ASSERT_TRUE(importFile("Hello", "1"));
   EXPECT_TRUE(importFile("hello", "2")) << "names differing in case no longer clash";
@@ -51,7 +51,7 @@ TEST_F(VLSimulatedQuirks, NamingAndCollisionFaults) {
   EXPECT_FALSE(items->events()[renamed].item->isDownloaded());
 }
 
-TEST_F(VLSimulatedQuirks, ChildCountFaults) {
+TEST_F(VLSimulatedQuirkFaults, ChildCountFaults) {
   start("no-child-count");
   EXPECT_FALSE(createFolder("Empty")->childItemCount().has_value());
 
@@ -61,7 +61,7 @@ TEST_F(VLSimulatedQuirks, ChildCountFaults) {
   EXPECT_EQ(lookup(folder->itemIdentifier())->childItemCount(), 0);
 }
 
-TEST_F(VLSimulatedQuirks, HierarchyFaults) {
+TEST_F(VLSimulatedQuirkFaults, HierarchyFaults) {
   start("move-out-as-update");
   auto folder = createFolder("Target");
   auto file = importFile("moved.txt", "x");
@@ -98,7 +98,7 @@ TEST_F(VLSimulatedQuirks, HierarchyFaults) {
   EXPECT_FALSE(root()->capabilities() & VLItemCapabilityAllowsAddingSubItems);
 }
 
-TEST_F(VLSimulatedQuirks, TrashFaults) {
+TEST_F(VLSimulatedQuirkFaults, TrashFaults) {
   for (const char* quirk : {"untrash-elsewhere", "untrash-detaches-children", "trashed-children-stay-in-working-set"}) {
     start(quirk);
     auto folder = createFolder("F");
@@ -125,7 +125,7 @@ TEST_F(VLSimulatedQuirks, TrashFaults) {
   }
 }
 
-TEST_F(VLSimulatedQuirks, ContentAndTransferFaults) {
+TEST_F(VLSimulatedQuirkFaults, ContentAndTransferFaults) {
   start("all-files-public-data,corrupt-content");
   auto file = importFile("notes.txt", "exact bytes");
   EXPECT_EQ(file->typeIdentifier(), "public.data");
@@ -145,7 +145,7 @@ TEST_F(VLSimulatedQuirks, ContentAndTransferFaults) {
   EXPECT_TRUE(VLFileManager::defaultManager().checkResourceIsReachable(*fetchURL(kept, true)));
 }
 
-TEST_F(VLSimulatedQuirks, UserStateFaults) {
+TEST_F(VLSimulatedQuirkFaults, UserStateFaults) {
   start("tags-dropped,last-used-date-offset");
   auto file = importFile("t.txt", "x");
   ASSERT_FALSE(perform(VLSetTagsOperation::make({file}, {{VLTag::make("Red", 7)}})));
@@ -156,7 +156,7 @@ TEST_F(VLSimulatedQuirks, UserStateFaults) {
   EXPECT_NEAR(after->lastUsedDate()->timeIntervalSinceDate(when), 2.0, 1e-6);
 }
 
-TEST_F(VLSimulatedQuirks, ThumbnailFaults) {
+TEST_F(VLSimulatedQuirkFaults, ThumbnailFaults) {
   std::string jpeg = simtest::redGreenJPEG();
   start("thumbnails-upside-down");
   auto flipped = thumbnailOf(importFile("p.jpeg", jpeg));

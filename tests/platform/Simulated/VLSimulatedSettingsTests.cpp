@@ -1,6 +1,8 @@
 // Settings parsing, the built-in type table and the imaging the thumbnails rely on.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "Simulated/Simulated.h"
 #include "Vaultline/VLStandardTypes.h"
 
@@ -24,6 +26,24 @@ TEST(VLSimulatedSettings, ReadsQuirksAndValues) {
   EXPECT_EQ(settings.actionLatency, std::chrono::milliseconds(1500));
   EXPECT_EQ(settings.domainIdentifier, "work");
   EXPECT_TRUE(VLSimulatedSettings::parse("").quirks.empty());
+}
+
+// The quirk list makes the enum and the names: each name is taken once, says what goes
+// wrong, and reads back as its own quirk alone.
+TEST(VLSimulatedSettings, EveryQuirkOfTheListReadsBackByItsOwnName) {
+  std::set<std::string> names;
+  for (const auto& info : VLSimulatedQuirks::all()) {
+    EXPECT_TRUE(names.insert(info.name).second) << "two quirks named " << info.name;
+    EXPECT_GT(std::string(info.help).size(), 10u) << info.name;
+    auto settings = VLSimulatedSettings::parse(info.name);
+    EXPECT_EQ(settings.quirks.size(), 1u) << info.name;
+    EXPECT_TRUE(settings.has(info.quirk)) << info.name;
+    EXPECT_EQ(VLSimulatedQuirks::nameOf(info.quirk), info.name);
+  }
+  EXPECT_EQ(VLSimulatedQuirks::named("Case-Sensitive-Names"), std::nullopt);
+  // The quirks that stand for settings set them.
+  EXPECT_FALSE(VLSimulatedSettings::parse("no-validation-service").validationServicePresent);
+  EXPECT_FALSE(VLSimulatedSettings::parse("validation-refused").validationAllowed);
 }
 
 TEST(VLSimulatedSettings, RejectsUnknownNamesAndBadValuesByName) {

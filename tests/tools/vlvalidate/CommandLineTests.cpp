@@ -9,9 +9,9 @@
 #include <sstream>
 
 #include "ChildProcess.h"
+#include "Faults/VLFaultMatrix.h"
 #include "ReportFiles.h"
 #include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLFaultMatrix.h"
 
 namespace {
 

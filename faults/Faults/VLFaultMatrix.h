@@ -2,19 +2,20 @@
 // names a way the reference provider can be told to behave (its quirks and settings), the
 // cases meant to notice, the verdicts they must reach and the words their reasons must
 // carry. It is the one table used by the project's tests, by `vlvalidate selftest`, and by
-// the protocol tests that run the same rows through a provider in its own process.
+// the protocol tests that run the same rows through a provider in its own process. The rows
+// are in VLFaultMatrixRows.cpp; VLFaultMatcher holds an outcome against a row.
 //
 // Rows list what does not pass (and, where a fault must not spoil a case, that it still
 // passes): under a row's settings and strictness, cases the row does not select are not
 // judged by it. For a conformant provider (no quirk), a case must pass unless a row with the
-// same settings, or the conformant default's row, says otherwise (see rowFor()). Immutable; safe from any thread.
+// same settings, or the conformant default's row, says otherwise (see rowFor()). Immutable;
+// safe from any thread.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "Validations/VLValidationResult.h"
-#include "vlvalidate/VLCaseRunner.h"
 
 struct VLFaultMatrixRow {
   // The simulated provider's settings, as `--provider sim:SETTINGS` takes them ("" for the
@@ -22,7 +23,9 @@ struct VLFaultMatrixRow {
   std::string settings;
   // Whether the validators run in strict mode.
   bool strict = false;
-  // The cases meant to notice: a VLCaseFilter pattern over short IDs.
+  // The cases meant to notice: one short ID ("VLContainerValidation.Hierarchy"), or a
+  // prefix of short IDs ending in '*' ("VLTrashValidation.TrashUntrash/*"). The runner's
+  // case filter reads it the same way.
   std::string cases;
   // The verdicts each selected case may end with (usually one).
   std::vector<VLValidationResult> verdicts;
@@ -41,11 +44,8 @@ class VLFaultMatrix {
   // Returns every row, grouped by suite.
   static const std::vector<VLFaultMatrixRow>& rows();
 
-  // Returns "" when `outcome` is what `row` asks of it, else a sentence saying what differs
-  // (the verdict, or which words are missing).
-  static std::string mismatch(const VLFaultMatrixRow& row, const VLCaseOutcome& outcome);
-  // Returns whether `text` contains `words`, reading "%@" in `words` as any text.
-  static bool containsWords(const std::string& text, const std::string& words);
+  // Returns whether `row` is meant for the case with short ID `shortID`.
+  static bool selects(const VLFaultMatrixRow& row, const std::string& shortID);
   // Returns what a conformant run under `settings` (no quirk) expects of `shortID` instead
   // of a pass: the row with these settings and strictness that selects it, else the
   // conformant default's row (settings "") with this strictness, else null.

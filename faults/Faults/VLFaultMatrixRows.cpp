@@ -1,10 +1,6 @@
-#include "vlvalidate/VLFaultMatrix.h"
-
-#include <algorithm>
-
-#include "Core/VLFormat.h"
-#include "Validations/VLValidationErrors.h"
-#include "vlvalidate/VLCaseFilter.h"
+// The rows of the fault matrix, as data: one row per way the reference provider is told to
+// misbehave and the cases that must notice. A new quirk gets its row here.
+#include "Faults/VLFaultMatrix.h"
 
 namespace {
 
@@ -351,57 +347,6 @@ const std::vector<VLFaultMatrixRow> kRows = {
      .slow = true},
 };
 
-// The text a failed or inconclusive expectation shows: description, comment, error.
-std::vector<std::string> textsOf(const VLExpectation& expectation) {
-  std::vector<std::string> texts{expectation.description(), expectation.comment().value_or("")};
-  if (auto error = expectation.error()) texts.push_back(vl_prettyDescription(error));
-  return texts;
-}
-
 }  // namespace
 
 const std::vector<VLFaultMatrixRow>& VLFaultMatrix::rows() { return kRows; }
-
-bool VLFaultMatrix::containsWords(const std::string& text, const std::string& words) {
-  // The pieces between the "%@" holes must occur in order; taking each at its earliest
-  // place after the previous one never misses a match that exists.
-  size_t at = 0, start = 0;
-  while (true) {
-    size_t hole = words.find("%@", start);
-    std::string piece = words.substr(start, hole == std::string::npos ? std::string::npos : hole - start);
-    size_t found = text.find(piece, at);
-    if (found == std::string::npos) return false;
-    at = found + piece.size();
-    if (hole == std::string::npos) return true;
-    start = hole + 2;
-  }
-}
-
-std::string VLFaultMatrix::mismatch(const VLFaultMatrixRow& row, const VLCaseOutcome& outcome) {
-  std::vector<std::string> problems;
-  if (std::find(row.verdicts.begin(), row.verdicts.end(), outcome.result) == row.verdicts.end()) {
-    std::string wanted;
-    for (auto verdict : row.verdicts) wanted += (wanted.empty() ? "" : " or ") + std::string(vl_resultName(verdict));
-    problems.push_back(VLFormat("ended %s instead of %@", vl_resultName(outcome.result), wanted));
-  }
-  for (const auto& words : row.words) {
-    bool found = false;
-    for (const auto& expectation : outcome.handledExpectations) {
-      if (expectation->result() == VLValidationResultPassed) continue;
-      for (const auto& text : textsOf(*expectation)) found = found || containsWords(text, words);
-    }
-    if (!found) problems.push_back("no expectation that did not pass says \"" + words + "\"");
-  }
-  std::string text;
-  for (const auto& problem : problems) text += (text.empty() ? "" : "; ") + problem;
-  return text;
-}
-
-const VLFaultMatrixRow* VLFaultMatrix::rowFor(const std::string& settings, bool strict, const std::string& shortID) {
-  for (const std::string& candidate : {settings, std::string()}) {
-    for (const auto& row : kRows) {
-      if (row.settings == candidate && row.strict == strict && VLCaseFilter(row.cases).matches(shortID)) return &row;
-    }
-  }
-  return nullptr;
-}
