@@ -1,6 +1,7 @@
 #include "Remote/VLRemoteActions.h"
 
 #include "Dispatch/VLBackgroundQueue.h"
+#include "Remote/VLProtocolMethod.h"
 #include "Remote/VLProviderProtocolError.h"
 #include "Vaultline/VLCopyOperation.h"
 #include "Vaultline/VLCreateFolderOperation.h"
@@ -83,7 +84,7 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       copy->setResults(std::move(results), std::move(errors));
       copy->completeWithError(error ? error : reported);
     };
-    return {"actions.copy", {{"sources", sources}, {"destination", item(copy->destinationFolder())}}};
+    return {VLProtocolMethod::kActionsCopy, {{"sources", sources}, {"destination", item(copy->destinationFolder())}}};
   }
   if (auto create = std::dynamic_pointer_cast<VLCreateFolderOperation>(action)) {
     finish = [create, session](const VLRemoteSession::Answer& answer) {
@@ -95,10 +96,11 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       });
       create->completeWithItem(error ? nullptr : created, error ? error : reported);
     };
-    return {"actions.createFolder", {{"parent", item(create->parentItem())}, {"name", create->folderName()}}};
+    return {VLProtocolMethod::kActionsCreateFolder,
+            {{"parent", item(create->parentItem())}, {"name", create->folderName()}}};
   }
   if (auto rename = std::dynamic_pointer_cast<VLRenameOperation>(action)) {
-    return plain("actions.rename", {{"item", item(rename->item())}, {"newName", rename->newName()}});
+    return plain(VLProtocolMethod::kActionsRename, {{"item", item(rename->item())}, {"newName", rename->newName()}});
   }
   if (auto move = std::dynamic_pointer_cast<VLMoveOperation>(action)) {
     finish = [move, session](const VLRemoteSession::Answer& answer) {
@@ -119,18 +121,18 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       move->setTransferResults(std::move(results));
       move->completeWithError(error ? error : reported);
     };
-    return {"actions.move",
+    return {VLProtocolMethod::kActionsMove,
             {{"items", codec.encodeItems(move->items())}, {"destination", item(move->destinationFolder())}}};
   }
   if (auto trash = std::dynamic_pointer_cast<VLTrashOperation>(action)) {
-    return plain("actions.trash", {{"items", codec.encodeItems(trash->items())}});
+    return plain(VLProtocolMethod::kActionsTrash, {{"items", codec.encodeItems(trash->items())}});
   }
   if (auto untrash = std::dynamic_pointer_cast<VLUntrashOperation>(action)) {
-    return plain("actions.untrash", {{"items", codec.encodeItems(untrash->items())},
-                                     {"restoreDirectory", item(untrash->restoreDirectory())}});
+    return plain(VLProtocolMethod::kActionsUntrash, {{"items", codec.encodeItems(untrash->items())},
+                                                     {"restoreDirectory", item(untrash->restoreDirectory())}});
   }
   if (auto remove = std::dynamic_pointer_cast<VLDeleteOperation>(action)) {
-    return plain("actions.delete", {{"items", codec.encodeItems(remove->items())}});
+    return plain(VLProtocolMethod::kActionsDelete, {{"items", codec.encodeItems(remove->items())}});
   }
   if (auto tags = std::dynamic_pointer_cast<VLSetTagsOperation>(action)) {
     json lists = json::array();
@@ -139,14 +141,15 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       for (const auto& tag : list) encoded.push_back(tag ? VLRemoteCodec::encodeTag(*tag) : json(nullptr));
       lists.push_back(encoded);
     }
-    return plain("actions.setTags", {{"items", codec.encodeItems(tags->items())}, {"tagsLists", lists}});
+    return plain(VLProtocolMethod::kActionsSetTags,
+                 {{"items", codec.encodeItems(tags->items())}, {"tagsLists", lists}});
   }
   if (auto favorites = std::dynamic_pointer_cast<VLModifyFavoritesOperation>(action)) {
-    return plain("actions.setFavoriteRanks",
+    return plain(VLProtocolMethod::kActionsSetFavoriteRanks,
                  {{"items", codec.encodeItems(favorites->itemsToFavorite())}, {"ranks", favorites->favoriteRanks()}});
   }
   if (auto lastOpen = std::dynamic_pointer_cast<VLSetLastOpenDateOperation>(action)) {
-    return plain("actions.setLastUsedDate",
+    return plain(VLProtocolMethod::kActionsSetLastUsedDate,
                  {{"items", codec.encodeItems(lastOpen->items())}, {"date", lastOpen->date().timeIntervalSince1970()}});
   }
   if (auto download = std::dynamic_pointer_cast<VLDownloadOperation>(action)) {
@@ -160,10 +163,10 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       if (error) downloaded.clear();
       download->completeWithItems(std::move(downloaded), error ? error : reported);
     };
-    return {"actions.download", {{"items", codec.encodeItems(download->items())}}};
+    return {VLProtocolMethod::kActionsDownload, {{"items", codec.encodeItems(download->items())}}};
   }
   if (auto evict = std::dynamic_pointer_cast<VLEvictOperation>(action)) {
-    return plain("actions.evict", {{"items", codec.encodeItems(evict->items())}});
+    return plain(VLProtocolMethod::kActionsEvict, {{"items", codec.encodeItems(evict->items())}});
   }
   if (auto fetch = std::dynamic_pointer_cast<VLFetchItemOperation>(action)) {
     const auto& itemID = fetch->itemID();
@@ -176,7 +179,7 @@ std::pair<std::string, json> VLRemoteActions::request(const std::shared_ptr<VLAc
       });
       fetch->completeWithItem(error ? nullptr : found, error ? error : reported);
     };
-    return {"actions.fetchItem", {{"itemIdentifier", itemID->itemIdentifier()}}};
+    return {VLProtocolMethod::kActionsFetchItem, {{"itemIdentifier", itemID->itemIdentifier()}}};
   }
   return {"", nullptr};
 }

@@ -50,7 +50,8 @@ std::vector<VLItemRef> VLRemoteCollection::items() const {
 void VLRemoteCollection::reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) {
   std::lock_guard lock(mutex_);
   model_.setDescriptors(descriptors);
-  if (observing_ && loaded_ && !failed_) postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
+  if (observing_ && loaded_ && !failed_)
+    postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
 }
 
 bool VLRemoteCollection::isCurrentLocked(uint64_t subscription) const {
@@ -81,8 +82,7 @@ void VLRemoteCollection::receiveAnswer(uint64_t subscription, const VLRemoteSess
   loadLocked(std::move(items));
 }
 
-void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONReader& params,
-                                     const std::string& what) {
+void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what) {
   std::vector<VLItemRef> items;
   bool more = false;
   try {

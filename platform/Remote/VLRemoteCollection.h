@@ -2,13 +2,12 @@
 // one container, the working set, or every item of the provider.
 //
 // startObserving() subscribes to the scope; the provider's answer (with the pages that
-// follow it, when the provider pages a big scope) becomes the first reload and each reported batch of item-level changes one batch update (deletions at rows of the
-// previous list, insertions, updates and moves at rows of the new one), followed by
-// collectionDidUpdateObservedItem when the container itself changed. A failed subscription,
-// a failure report or the end of the provider is delivered as one error, after which the
-// collection is silent. Everything reaches the delegate on the working queue, never inside
-// the call that caused it; stopObserving() ends delivery (no callback starts after it
-// returns). Thread-safe; made by make().
+// follow it, when the provider pages a big scope) becomes the first reload and each reported batch of item-level
+// changes one batch update (deletions at rows of the previous list, insertions, updates and moves at rows of the new
+// one), followed by collectionDidUpdateObservedItem when the container itself changed. A failed subscription, a failure
+// report or the end of the provider is delivered as one error, after which the collection is silent. Everything reaches
+// the delegate on the working queue, never inside the call that caused it; stopObserving() ends delivery (no callback
+// starts after it returns). Thread-safe; made by make().
 #pragma once
 
 #include <cstdint>
@@ -48,9 +47,9 @@ class VLRemoteCollection : public VLItemCollection {
     Kind kind = Kind::Reload;
     uint64_t generation = 0;
     VLRemoteCollectionModel::Snapshot items;  // Reload, Batch: the list as of this callback
-    VLCollectionChanges changes;   // Batch
-    VLItemRef observed;            // Observed
-    VLErrorRef error;              // Error
+    VLCollectionChanges changes;              // Batch
+    VLItemRef observed;                       // Observed
+    VLErrorRef error;                         // Error
   };
 
   VLRemoteCollection(std::shared_ptr<VLRemoteSession> session, nlohmann::json scope, VLErrorRef unavailable)
@@ -72,13 +71,13 @@ class VLRemoteCollection : public VLItemCollection {
   std::recursive_mutex deliveryMutex_;
 
   mutable std::mutex mutex_;
-  bool observing_ = false;            // guarded by mutex_
-  uint64_t generation_ = 0;           // guarded by mutex_: bumped by start and stop
-  uint64_t subscription_ = 0;         // guarded by mutex_: 0 when none is open
-  bool loaded_ = false;               // guarded by mutex_: the subscription's answer (every page) has come
-  bool paging_ = false;               // guarded by mutex_: the answer said more pages follow
-  std::vector<VLItemRef> pages_;      // guarded by mutex_: the members the pages so far gave
-  bool failed_ = false;               // guarded by mutex_: the error was posted
-  VLRemoteCollectionModel model_;     // guarded by mutex_: the latest state reported
+  bool observing_ = false;                       // guarded by mutex_
+  uint64_t generation_ = 0;                      // guarded by mutex_: bumped by start and stop
+  uint64_t subscription_ = 0;                    // guarded by mutex_: 0 when none is open
+  bool loaded_ = false;                          // guarded by mutex_: the subscription's answer (every page) has come
+  bool paging_ = false;                          // guarded by mutex_: the answer said more pages follow
+  std::vector<VLItemRef> pages_;                 // guarded by mutex_: the members the pages so far gave
+  bool failed_ = false;                          // guarded by mutex_: the error was posted
+  VLRemoteCollectionModel model_;                // guarded by mutex_: the latest state reported
   VLRemoteCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw
 };

@@ -34,7 +34,8 @@ std::vector<VLItemRef> VLRemoteCollectionModel::sortedMembers() const {
   list.reserve(members_.size());
   for (const auto& [identifier, item] : members_) list.push_back(item);
   // The ordering ends with the identifier, so it is total and the hash order does not show.
-  std::sort(list.begin(), list.end(), [this](const VLItemRef& a, const VLItemRef& b) { return ordering_.precedes(*a, *b); });
+  std::sort(list.begin(), list.end(),
+            [this](const VLItemRef& a, const VLItemRef& b) { return ordering_.precedes(*a, *b); });
   return list;
 }
 

@@ -3,6 +3,7 @@
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Dispatch/VLBackgroundQueue.h"
+#include "Remote/VLProtocolMethod.h"
 #include "Remote/VLProviderProtocolError.h"
 #include "Remote/VLRemoteCollection.h"
 #include "Remote/VLRemoteThumbnailOperation.h"
@@ -34,24 +35,26 @@ void VLRemoteItemManager::fetchRootItemForProvider(const std::shared_ptr<VLProvi
     VLBackgroundQueue::shared().async([completion = std::move(completion), error] { completion(nullptr, error); });
     return;
   }
-  fetchItem("items.root", json::object(), std::move(completion));
+  fetchItem(VLProtocolMethod::kItemsRoot, json::object(), std::move(completion));
 }
 
 void VLRemoteItemManager::fetchURL(json params, URLCompletion completion) {
   auto session = session_;
-  session_->request("items.url", std::move(params), [session, completion = std::move(completion)](const auto& answer) {
-    std::optional<VLURL> url;
-    VLErrorRef reported;
-    VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
-      reported = session->codec().decodeOptionalError(result);
-      if (reported) return;
-      auto path = result.field("path");
-      std::string text = path.string();
-      if (text.empty() || text.front() != '/') path.fail("expected an absolute path, got \"" + text + "\"");
-      url = VLURL::fileURLWithPath(text, result.field("isDirectory").boolean());
-    });
-    completion(error || reported ? std::nullopt : url, error ? error : reported);
-  });
+  session_->request(VLProtocolMethod::kItemsURL, std::move(params),
+                    [session, completion = std::move(completion)](const auto& answer) {
+                      std::optional<VLURL> url;
+                      VLErrorRef reported;
+                      VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
+                        reported = session->codec().decodeOptionalError(result);
+                        if (reported) return;
+                        auto path = result.field("path");
+                        std::string text = path.string();
+                        if (text.empty() || text.front() != '/')
+                          path.fail("expected an absolute path, got \"" + text + "\"");
+                        url = VLURL::fileURLWithPath(text, result.field("isDirectory").boolean());
+                      });
+                      completion(error || reported ? std::nullopt : url, error ? error : reported);
+                    });
 }
 
 void VLRemoteItemManager::fetchURLForItem(const VLItemRef& item, URLCompletion completion) {
@@ -80,11 +83,11 @@ void VLRemoteItemManager::fetchItemForItemID(const std::shared_ptr<const VLItemI
     VLBackgroundQueue::shared().async([completion = std::move(completion), error] { completion(nullptr, error); });
     return;
   }
-  fetchItem("items.lookup", {{"itemIdentifier", itemID->itemIdentifier()}}, std::move(completion));
+  fetchItem(VLProtocolMethod::kItemsLookup, {{"itemIdentifier", itemID->itemIdentifier()}}, std::move(completion));
 }
 
 void VLRemoteItemManager::fetchItemForURL(const VLURL& url, ItemCompletion completion) {
-  fetchItem("items.byPath", {{"path", url.path()}}, std::move(completion));
+  fetchItem(VLProtocolMethod::kItemsByPath, {{"path", url.path()}}, std::move(completion));
 }
 
 void VLRemoteItemManager::scheduleAction(const std::shared_ptr<VLActionOperation>& action) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "Dispatch/VLBackgroundQueue.h"
+#include "Remote/VLProtocolMethod.h"
 #include "Remote/VLRemoteChildProcess.h"
 #include "Remote/VLRemoteItemManager.h"
 #include "Remote/VLRemoteService.h"
@@ -49,7 +50,7 @@ bool VLRemotePlatform::deviceBooleanProperty(const std::string& name) const {
 
 void VLRemotePlatform::getVaultlineServicesForItemAtURL(const VLURL& url, VLServicesCompletion completion) {
   auto session = session_;
-  session_->request("files.services", {{"path", url.path()}},
+  session_->request(VLProtocolMethod::kFilesServices, {{"path", url.path()}},
                     [session, completion = std::move(completion)](const VLRemoteSession::Answer& answer) {
                       VLVaultlineServices services;
                       VLErrorRef reported;
@@ -68,7 +69,7 @@ void VLRemotePlatform::getVaultlineServicesForItemAtURL(const VLURL& url, VLServ
 
 std::optional<std::string> VLRemotePlatform::fileState(const VLURL& url, VLErrorRef* error) {
   std::string state;
-  auto answer = session_->requestAndWait("files.state", {{"path", url.path()}});
+  auto answer = session_->requestAndWait(VLProtocolMethod::kFilesState, {{"path", url.path()}});
   VLErrorRef failure = answer.decode([&](const VLRemoteJSONReader& result) {
     auto field = result.field("state");
     state = field.string();
@@ -107,7 +108,7 @@ bool VLRemotePlatform::checkPromisedItemIsReachable(const VLURL& url, VLErrorRef
 bool VLRemotePlatform::coordinateReading(const VLURL& url, VLErrorRef* error,
                                          const std::function<void(const VLURL&)>& reader) {
   VLErrorRef reported;
-  auto answer = session_->requestAndWait("files.materialize", {{"path", url.path()}});
+  auto answer = session_->requestAndWait(VLProtocolMethod::kFilesMaterialize, {{"path", url.path()}});
   VLErrorRef failure = answer.decode(
       [&](const VLRemoteJSONReader& result) { reported = session_->codec().decodeOptionalError(result); });
   if (failure || reported) {

@@ -7,6 +7,7 @@
 #include "Core/VLLog.h"
 #include "Dispatch/VLBackgroundQueue.h"
 #include "Dispatch/VLSemaphore.h"
+#include "Remote/VLProtocolMethod.h"
 #include "Remote/VLProviderProtocolError.h"
 #include "Remote/VLRemoteCollection.h"
 
@@ -43,10 +44,11 @@ void VLRemoteSession::handshake() {
   auto answer = std::make_shared<Answer>();
   json params = {{"protocolVersion", kProtocolVersion},
                  {"host", {{"name", "vlvalidate"}, {"processID", static_cast<int64_t>(::getpid())}}}};
-  connection_->call("initialize", params, options_.handshakeTimeout, [done, answer](const Answer& received) {
-    *answer = received;
-    done->signal();
-  });
+  connection_->call(VLProtocolMethod::kInitialize, params, options_.handshakeTimeout,
+                    [done, answer](const Answer& received) {
+                      *answer = received;
+                      done->signal();
+                    });
   done->wait(options_.handshakeTimeout + kWaitMargin);
   auto fail = [&](const std::string& why) {
     throw VLProviderProtocolException(VLProviderProtocolErrorHandshakeFailed,
@@ -100,10 +102,9 @@ bool VLRemoteSession::isOwnProviderPart(const std::string& part) const {
 
 void VLRemoteSession::request(const std::string& method, json params,
                               std::function<void(const Answer& answer)> handler) {
-  connection_->call(method, std::move(params), options_.requestTimeout,
-                    [handler = std::move(handler)](Answer answer) {
-                      VLBackgroundQueue::shared().async([handler, answer = std::move(answer)] { handler(answer); });
-                    });
+  connection_->call(method, std::move(params), options_.requestTimeout, [handler = std::move(handler)](Answer answer) {
+    VLBackgroundQueue::shared().async([handler, answer = std::move(answer)] { handler(answer); });
+  });
 }
 
 VLRemoteSession::Answer VLRemoteSession::requestAndWait(const std::string& method, json params) {
@@ -128,7 +129,7 @@ uint64_t VLRemoteSession::subscribe(const std::shared_ptr<VLRemoteCollection>& c
     subscriptions_[number] = collection;
   }
   std::weak_ptr<VLRemoteCollection> weak = collection;
-  connection_->call("collections.subscribe", {{"subscription", number}, {"scope", std::move(scope)}},
+  connection_->call(VLProtocolMethod::kCollectionsSubscribe, {{"subscription", number}, {"scope", std::move(scope)}},
                     options_.requestTimeout, [weak, number](const Answer& answer) {
                       if (auto target = weak.lock()) target->receiveAnswer(number, answer);
                     });
@@ -140,11 +141,12 @@ void VLRemoteSession::unsubscribe(uint64_t subscription) {
     std::lock_guard lock(mutex_);
     if (subscriptions_.erase(subscription) == 0) return;
   }
-  connection_->notify("collections.unsubscribe", {{"subscription", subscription}});
+  connection_->notify(VLProtocolMethod::kCollectionsUnsubscribe, {{"subscription", subscription}});
 }
 
 void VLRemoteSession::handleNotification(const std::string& method, const json& params) {
-  if (method != "collections.changed" && method != "collections.items" && method != "collections.failed") {
+  const VLProtocolMethod* known = VLProtocolMethod::find(method);
+  if (!known || known->sender != VLProtocolMethod::Sender::Provider) {
     VLLog::error("The provider %@ sent the unknown notification %@; it is ignored.", name(), method);
     return;
   }
@@ -169,11 +171,11 @@ void VLRemoteSession::handleNotification(const std::string& method, const json& 
     return;
   }
   std::string what = method + " for subscription " + std::to_string(number);
-  if (method == "collections.changed") {
+  if (method == VLProtocolMethod::kCollectionsChanged) {
     collection->receiveChanges(static_cast<uint64_t>(number), reader, what);
     return;
   }
-  if (method == "collections.items") {
+  if (method == VLProtocolMethod::kCollectionsItems) {
     collection->receivePage(static_cast<uint64_t>(number), reader, what);
     return;
   }

@@ -1,5 +1,6 @@
 #include "Remote/VLRemoteThumbnailOperation.h"
 
+#include "Remote/VLProtocolMethod.h"
 #include "Remote/VLProviderProtocolError.h"
 
 using nlohmann::json;
@@ -27,22 +28,23 @@ void VLRemoteThumbnailOperation::fetch(size_t index) {
                  {"width", size().width},
                  {"height", size().height},
                  {"scale", scale()}};
-  session_->request("thumbnails.fetch", std::move(params), [self, index, item](const VLRemoteSession::Answer& answer) {
-    std::optional<VLData> data;
-    std::string format;
-    VLErrorRef reported;
-    VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
-      reported = self->session_->codec().decodeOptionalError(result);
-      if (auto field = result.optionalField("data")) {
-        data = VLRemoteCodec::decodeData(*field);
-        format = result.field("format").string();
-      }
-    });
-    if (error) {
-      data.reset();
-      format.clear();
-    }
-    self->deliverThumbnail(item, data, format, error ? error : reported);
-    self->fetch(index + 1);
-  });
+  session_->request(VLProtocolMethod::kThumbnailsFetch, std::move(params),
+                    [self, index, item](const VLRemoteSession::Answer& answer) {
+                      std::optional<VLData> data;
+                      std::string format;
+                      VLErrorRef reported;
+                      VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
+                        reported = self->session_->codec().decodeOptionalError(result);
+                        if (auto field = result.optionalField("data")) {
+                          data = VLRemoteCodec::decodeData(*field);
+                          format = result.field("format").string();
+                        }
+                      });
+                      if (error) {
+                        data.reset();
+                        format.clear();
+                      }
+                      self->deliverThumbnail(item, data, format, error ? error : reported);
+                      self->fetch(index + 1);
+                    });
 }

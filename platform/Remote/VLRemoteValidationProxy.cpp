@@ -1,6 +1,7 @@
 #include "Remote/VLRemoteValidationProxy.h"
 
 #include "Core/VLLog.h"
+#include "Remote/VLProtocolMethod.h"
 
 std::shared_ptr<VLRemoteValidationProxy> VLRemoteValidationProxy::make(
     std::shared_ptr<VLRemoteServiceConnection> connection, std::function<void(VLErrorRef)> errorHandler) {
@@ -17,7 +18,7 @@ void VLRemoteValidationProxy::validation_allowValidation(AllowReply reply) {
   auto handler = errorHandler_;
   auto session = connection_->session();
   connection_->call(
-      "validation.allowValidation",
+      VLProtocolMethod::kValidationAllowValidation,
       [reply = std::move(reply), handler, session](const VLRemoteSession::Answer& answer) {
         bool allowed = false;
         VLValue::Dictionary options;
@@ -59,9 +60,9 @@ void VLRemoteValidationProxy::callWithErrorReply(const std::string& method, Erro
 }
 
 void VLRemoteValidationProxy::validation_evictDocumentWithCompletionHandler(ErrorReply reply) {
-  callWithErrorReply("validation.evictDocument", std::move(reply));
+  callWithErrorReply(VLProtocolMethod::kValidationEvictDocument, std::move(reply));
 }
 
 void VLRemoteValidationProxy::validation_shareDocumentWithCompletionHandler(ErrorReply reply) {
-  callWithErrorReply("validation.shareDocument", std::move(reply));
+  callWithErrorReply(VLProtocolMethod::kValidationShareDocument, std::move(reply));
 }

@@ -70,8 +70,10 @@ TEST(VLFaultMatrixData, RowForFallsBackToTheConformantDefaultOfTheSameStrictness
 }
 
 TEST(VLFaultMatrixData, SelectsOneIDOrAPrefix) {
-  VLFaultMatrixRow exact{.cases = "VLContainerValidation.Hierarchy"};
-  VLFaultMatrixRow prefix{.cases = "VLContainerValidation.SecondItemIsBounced*"};
+  // Fields set one by one: a partial designated initialiser warns about the others.
+  VLFaultMatrixRow exact, prefix;
+  exact.cases = "VLContainerValidation.Hierarchy";
+  prefix.cases = "VLContainerValidation.SecondItemIsBounced*";
   EXPECT_TRUE(VLFaultMatrix::selects(exact, "VLContainerValidation.Hierarchy"));
   EXPECT_FALSE(VLFaultMatrix::selects(exact, "VLContainerValidation.Hierarchy/Folder"));
   EXPECT_TRUE(VLFaultMatrix::selects(prefix, "VLContainerValidation.SecondItemIsBounced/Folder"));
@@ -101,8 +103,9 @@ TEST(VLFaultMatcher, ReadsHolesAsAnyTextInOrder) {
 }
 
 TEST(VLFaultMatcher, HoldsVerdictAndWordsAgainstTheExpectationsThatDidNotPass) {
-  VLFaultMatrixRow row{.verdicts = {VLValidationResultFailed, VLValidationResultInconclusive},
-                       .words = {"Expecting child count of %@", "File exists"}};
+  VLFaultMatrixRow row;
+  row.verdicts = {VLValidationResultFailed, VLValidationResultInconclusive};
+  row.words = {"Expecting child count of %@", "File exists"};
   auto error = VLError::makeWithDescription(VLPOSIXErrorDomain, EEXIST, "\"a\" could not be written: File exists");
   const std::vector<std::shared_ptr<VLExpectation>> both = {
       settled("Expecting child count of Folder to be 0", VLValidationResultFailed),

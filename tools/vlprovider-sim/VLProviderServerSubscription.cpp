@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "Dispatch/VLDispatchQueue.h"
+#include "Remote/VLProtocolMethod.h"
 #include "VLProviderServer.h"
 
 using nlohmann::json;
@@ -42,7 +43,7 @@ void VLProviderServerSubscription::answer(VLItemCollection& collection) {
   for (size_t first = kPageSize; first < reported_.size(); first += kPageSize) {
     json params = {{"subscription", number_}, {"items", page(first)}};
     if (first + kPageSize < reported_.size()) params["more"] = true;
-    server->notify("collections.items", params);
+    server->notify(VLProtocolMethod::kCollectionsItems, params);
   }
 }
 
@@ -71,7 +72,7 @@ void VLProviderServerSubscription::dataForCollectionShouldBeReloaded(VLItemColle
   json params = {{"subscription", number_}};
   if (!deleted.empty()) params["deleted"] = std::move(deleted);
   if (!updated.empty()) params["updated"] = server->codec().encodeItems(updated);
-  server->notify("collections.changed", params);
+  server->notify(VLProtocolMethod::kCollectionsChanged, params);
 }
 
 void VLProviderServerSubscription::collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection,
@@ -105,7 +106,7 @@ void VLProviderServerSubscription::collectionDidPerformBatchUpdateWithReplayBloc
   json params = {{"subscription", number_}};
   if (!deleted.empty()) params["deleted"] = std::move(deleted);
   if (!updated.empty()) params["updated"] = server->codec().encodeItems(updated);
-  server->notify("collections.changed", params);
+  server->notify(VLProtocolMethod::kCollectionsChanged, params);
 }
 
 void VLProviderServerSubscription::collectionDidInsertItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths& paths) {
@@ -116,15 +117,14 @@ void VLProviderServerSubscription::collectionDidDeleteItemsAtIndexPaths(VLItemCo
   for (const auto& path : paths) deletedRows_.push_back(path.indexAtPosition(1));
 }
 
-void VLProviderServerSubscription::collectionDidUpdateItemsAtIndexPathsChanges(VLItemCollection&,
-                                                                               const VLIndexPaths& paths,
-                                                                               const std::vector<std::set<std::string>>&) {
+void VLProviderServerSubscription::collectionDidUpdateItemsAtIndexPathsChanges(
+    VLItemCollection&, const VLIndexPaths& paths, const std::vector<std::set<std::string>>&) {
   for (const auto& path : paths) changedRows_.push_back(path.indexAtPosition(1));
 }
 
 void VLProviderServerSubscription::collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&,
-                                                                                   const VLIndexPaths& from,
-                                                                                   const VLIndexPaths& to) {
+                                                                                    const VLIndexPaths& from,
+                                                                                    const VLIndexPaths& to) {
   for (size_t i = 0; i < from.size() && i < to.size(); ++i) {
     movedRows_.emplace_back(from[i].indexAtPosition(1), to[i].indexAtPosition(1));
   }
@@ -138,13 +138,13 @@ void VLProviderServerSubscription::collectionDidEncounterError(VLItemCollection&
     answered_ = true;
     server->reply(requestID_, {{"error", encoded}});
   } else {
-    server->notify("collections.failed", {{"subscription", number_}, {"error", encoded}});
+    server->notify(VLProtocolMethod::kCollectionsFailed, {{"subscription", number_}, {"error", encoded}});
   }
 }
 
 void VLProviderServerSubscription::collectionDidUpdateObservedItem(VLItemCollection&, const VLItemRef& item) {
   auto server = server_.lock();
   if (!server || !answered_ || !item) return;
-  server->notify("collections.changed",
+  server->notify(VLProtocolMethod::kCollectionsChanged,
                  {{"subscription", number_}, {"observedItem", server->codec().encodeItem(*item)}});
 }
