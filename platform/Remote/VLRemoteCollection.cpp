@@ -71,6 +71,9 @@ void VLRemoteCollection::receiveAnswer(uint64_t subscription, const VLRemoteSess
   std::lock_guard lock(mutex_);
   if (!isCurrentLocked(subscription)) return;
   if (error || reported) {
+    // A fault of the protocol (not an error the provider chose to report) is the provider's bug:
+    // it is logged as such, not only turned into the collection's error.
+    if (error) VLLog::error("%@", error->localizedDescription());
     failLocked(error ? error : reported);
     return;
   }

@@ -135,6 +135,11 @@ void VLRemoteConnection::send(std::string line) {
 }
 
 bool VLRemoteConnection::claimOrQueue(std::string& line) {
+  // Under mutex_, so the log has the lines in the order they go out.
+  if (protocolLog_) {
+    protocolLog_->record(VLRemoteProtocolLog::Direction::ToProvider, std::string_view(line).substr(0, line.size() - 1),
+                         true);
+  }
   if (writing_ || !outbox_.empty() || closing_) {
     outbox_.push_back(std::move(line));
     writerWake_.notify_one();
@@ -385,7 +390,9 @@ void VLRemoteConnection::handleLine(std::string_view line) {
   VLRemoteMessage message;
   try {
     message = VLRemoteMessage::parse(line);
+    if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, true);
   } catch (const VLRemoteMalformedMessage& malformed) {
+    if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, malformed.isJSON());
     if (malformed.id()) {
       std::string method;
       {

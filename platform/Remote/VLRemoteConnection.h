@@ -27,6 +27,7 @@
 
 #include "Core/VLError.h"
 #include "Remote/VLRemoteJSONReader.h"
+#include "Remote/VLRemoteProtocolLog.h"
 #include "Remote/VLRemoteTransport.h"
 
 class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnection> {
@@ -52,6 +53,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
   // Starts the threads. Notifications go to `notifications` on the reader thread, in the
   // order they arrived; `ended` is called once, when the provider has gone (not after close()).
   void start(NotificationHandler notifications, EndHandler ended);
+  // Records every line sent and received from now on into `log` (call before start()).
+  void setProtocolLog(std::shared_ptr<VLRemoteProtocolLog> log) { protocolLog_ = std::move(log); }
   // Sends a request. `handler` is called exactly once: on the reader thread with the answer,
   // on the timer thread when `timeout` seconds pass first, or on a background thread when the
   // session has already ended. Handlers must be quick and must not block.
@@ -103,7 +106,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
 
   const std::unique_ptr<VLRemoteTransport> transport_;
   const std::string name_;
-  int wakeRead_ = -1, wakeWrite_ = -1;  // wakes the reader and the writer at close()
+  std::shared_ptr<VLRemoteProtocolLog> protocolLog_;  // set before start(), then read only
+  int wakeRead_ = -1, wakeWrite_ = -1;                // wakes the reader and the writer at close()
 
   mutable std::mutex mutex_;
   // Three conditions, so that a request wakes no thread that has nothing to do with it.

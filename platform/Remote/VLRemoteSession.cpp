@@ -23,6 +23,7 @@ std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteT
   std::shared_ptr<VLRemoteSession> session(
       new VLRemoteSession(VLRemoteConnection::make(std::move(transport)), options));
   std::weak_ptr<VLRemoteSession> weak = session;
+  if (options.protocolLog) session->connection_->setProtocolLog(options.protocolLog);
   session->connection_->start(
       [weak](const std::string& method, const json& params) {
         if (auto self = weak.lock()) self->handleNotification(method, params);

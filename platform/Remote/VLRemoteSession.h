@@ -30,6 +30,8 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   struct Options {
     double handshakeTimeout = 10.0;  // seconds for the answer to "initialize"
     double requestTimeout = 30.0;    // seconds for the answer to every other request
+    // When set, every line of the session in both directions is recorded here.
+    std::shared_ptr<VLRemoteProtocolLog> protocolLog;
   };
   using Answer = VLRemoteConnection::Answer;
 
