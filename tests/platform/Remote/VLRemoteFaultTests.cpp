@@ -19,6 +19,13 @@ using remotetest::ScriptedProvider;
 
 using Outcome = std::pair<VLItemRef, VLErrorRef>;
 
+VLRemotePlatform::Options timeouts(double handshake, double request) {
+  VLRemotePlatform::Options options;
+  options.handshakeTimeout = handshake;
+  options.requestTimeout = request;
+  return options;
+}
+
 // Starts a look-up of `identifier`; the outcome comes through the returned future-like await.
 void startLookup(const std::shared_ptr<VLRemotePlatform>& platform, const std::string& identifier,
                  std::function<void(Outcome)> reply) {
@@ -110,7 +117,7 @@ TEST_F(VLRemoteFaults, EachFaultyAnswerFailsItsRequestWithAPreciseError) {
 }
 
 TEST_F(VLRemoteFaults, SilenceTimesOutNamingTheRequestAndStrayLinesAreIgnored) {
-  open({10.0, 0.2});
+  open(timeouts(10.0, 0.2));
   auto [found, error] = vl_await<Outcome>([&](auto reply) {
     startLookup(platform, "a", reply);
     json request = provider.expect("items.lookup");
@@ -133,7 +140,7 @@ TEST_F(VLRemoteFaults, SilenceTimesOutNamingTheRequestAndStrayLinesAreIgnored) {
 }
 
 TEST_F(VLRemoteFaults, AProviderThatGoesFailsPendingAndLaterRequestsAtOnce) {
-  open({10.0, 30.0});  // a long time-out: nothing below may wait for it
+  open(timeouts(10.0, 30.0));  // a long time-out: nothing below may wait for it
   auto first = std::make_shared<std::promise<Outcome>>();
   auto second = std::make_shared<std::promise<Outcome>>();
   startLookup(platform, "a", [first](Outcome outcome) { first->set_value(outcome); });
@@ -178,7 +185,7 @@ TEST(VLRemoteLaunch, AProviderProcessThatStopsTalkingFailsThePendingRequestAtOnc
       {"exit 5", "The provider sh exited with status 5."},
   };
   for (const auto& row : rows) {
-    auto platform = VLRemotePlatform::launch("sh -c '" + greeting + row.ending + "'", {10.0, 30.0});
+    auto platform = VLRemotePlatform::launch("sh -c '" + greeting + row.ending + "'", timeouts(10.0, 30.0));
     ASSERT_TRUE(platform) << row.ending;
     auto outcome = std::make_shared<std::promise<Outcome>>();
     startLookup(platform, "a", [outcome](Outcome reached) { outcome->set_value(reached); });
@@ -213,7 +220,7 @@ TEST(VLRemoteHandshake, EveryFailedGreetingIsAnExceptionWithTheReason) {
   for (const auto& row : rows) {
     ScriptedProvider provider;
     auto opening = std::async(std::launch::async, [&] {
-      return VLRemotePlatform::open(provider.transport(), {0.2, 1});
+      return VLRemotePlatform::open(provider.transport(), timeouts(0.2, 1));
     });
     json request = provider.expect("initialize");
     EXPECT_EQ(request["params"]["protocolVersion"], 1);
