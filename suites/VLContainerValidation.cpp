@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "Core/VLRandom.h"
+#include "Core/VLText.h"
 #include "ValidationCollectionScanner.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLCopyOperation.h"
@@ -20,11 +21,6 @@ using Validator = VLContainerValidation::Validator;
 // the wait that the completion's expectation is part of.
 template <class T>
 using Slot = std::shared_ptr<T>;
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 }  // namespace
 
@@ -195,7 +191,7 @@ void VLContainerValidation::validateSecondItemIsBounced(const Validator& validat
   if (changeCase) {
     VLURL directory = files.temporaryDirectory().URLByAppendingPathComponent(vl_UUIDString(), true);
     files.createDirectoryAtURL(directory, true);
-    second = directory.URLByAppendingPathComponent(lowercase(name), false);
+    second = directory.URLByAppendingPathComponent(vl_lowercase(name), false);
     files.writeData(hello, second, true);
   }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Core/VLException.h"
+#include "Core/VLText.h"
 #include "Simulated/VLSimulatedBulkSeed.h"
 #include "Simulated/VLSimulatedStore.h"
 
@@ -20,12 +21,6 @@ std::string trim(const std::string& text) {
   if (begin == std::string::npos) return "";
   size_t end = text.find_last_not_of(" \t");
   return text.substr(begin, end - begin + 1);
-}
-
-std::string join(const std::vector<std::string>& names) {
-  std::string out;
-  for (const auto& name : names) out += (out.empty() ? "" : ", ") + name;
-  return out;
 }
 
 [[noreturn]] void badValue(const std::string& name, const std::string& value, const std::string& expected) {
@@ -143,7 +138,7 @@ void applySetting(VLSimulatedSettings& settings, const std::string& name, const 
   } else if (name == "seed-items") {
     settings.seedItems = parseCount(name, value, VLSimulatedBulkSeed::kMaximumItems);
   } else {
-    throw VLException("unknown simulated provider setting \"" + name + "\"; valid settings: " + join(kSettingNames));
+    throw VLException("unknown simulated provider setting \"" + name + "\"; valid settings: " + vl_join(kSettingNames));
   }
 }
 
@@ -165,8 +160,8 @@ VLSimulatedSettings VLSimulatedSettings::parse(const std::string& text) {
     auto quirk = VLSimulatedQuirks::named(entry);
     if (quirk) settings.quirks.insert(*quirk);
     if (!quirk) {
-      throw VLException("unknown simulated provider quirk \"" + entry + "\"; valid quirks: " + join(quirkNames()) +
-                        "; valid settings (name=value): " + join(kSettingNames));
+      throw VLException("unknown simulated provider quirk \"" + entry + "\"; valid quirks: " + vl_join(quirkNames()) +
+                        "; valid settings (name=value): " + vl_join(kSettingNames));
     }
   }
   if (settings.quirks.hidesValidationService()) settings.validationServicePresent = false;

@@ -8,6 +8,7 @@
 
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
+#include "Core/VLText.h"
 #include "Simulated/VLSimulatedBulkSeed.h"
 #include "Simulated/VLSimulatedCollectionOrder.h"
 #include "Simulated/VLSimulatedErrors.h"
@@ -16,15 +17,6 @@
 namespace fs = std::filesystem;
 
 const std::string& VLSimulatedTrashContainerIdentifier = *new std::string("SimulatedTrashContainer");
-
-namespace {
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
-
-}  // namespace
 
 std::string VLSimulatedStore::extensionOf(const std::string& name) {
   size_t dot = name.rfind('.');
@@ -116,11 +108,11 @@ bool VLSimulatedStore::isAncestorLocked(const std::string& ancestor, const VLSim
 VLSimulatedNode* VLSimulatedStore::clashingChildLocked(const std::string& parent, const std::string& name,
                                                        const std::string& except) {
   bool caseSensitive = quirks().namesAreCaseSensitive();
-  std::string wanted = caseSensitive ? name : lowercase(name);
+  std::string wanted = caseSensitive ? name : vl_lowercase(name);
   for (const auto& child : childrenLocked(parent)) {
     VLSimulatedNode* node = nodeLocked(child);
     if (!node || node->identifier == except) continue;
-    if ((caseSensitive ? node->filename : lowercase(node->filename)) == wanted) return node;
+    if ((caseSensitive ? node->filename : vl_lowercase(node->filename)) == wanted) return node;
   }
   return nullptr;
 }

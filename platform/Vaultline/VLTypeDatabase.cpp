@@ -4,21 +4,19 @@
 #include <cctype>
 #include <set>
 
+#include "Core/VLText.h"
+
 const std::string& VLPackageTypeIdentifier = *new std::string("public.package");
 
 namespace {
 const std::string& kDynamicPrefix = *new std::string("dyn.");
 const std::string& kDynamicParentMark = *new std::string(".conforms-to.");
 
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 }  // namespace
 
 void VLTypeDatabase::declare(VLTypeDeclaration declaration) {
   for (auto& extension : declaration.extensions) {
-    extension = lowercase(extension);
+    extension = vl_lowercase(extension);
     byExtension_[extension].push_back(declaration.identifier);
   }
   std::string identifier = declaration.identifier;
@@ -27,7 +25,7 @@ void VLTypeDatabase::declare(VLTypeDeclaration declaration) {
 
 std::string VLTypeDatabase::preferredIdentifierForExtension(const std::string& extension,
                                                             const std::optional<std::string>& conformingTo) const {
-  std::string key = lowercase(extension);
+  std::string key = vl_lowercase(extension);
   auto found = byExtension_.find(key);
   if (found != byExtension_.end()) {
     for (const auto& type : found->second) {
