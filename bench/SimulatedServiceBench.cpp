@@ -7,13 +7,14 @@
 #include <mutex>
 
 #include "Simulated/Simulated.h"
+#include "Vaultline/VLEmptyCollectionDelegate.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 // Signals when an update shows the favourite rank it waits for.
-class RankWatcher : public VLItemCollectionDelegate {
+class RankWatcher : public VLEmptyCollectionDelegate {
  public:
   void expect(int64_t rank) {
     std::lock_guard lock(mutex_);
@@ -25,8 +26,6 @@ class RankWatcher : public VLItemCollectionDelegate {
     return seenAt_;
   }
   void dataForCollectionShouldBeReloaded(VLItemCollection&) override { seen_->signal(); }
-  void collectionDidInsertItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths&) override {}
-  void collectionDidDeleteItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths&) override {}
   void collectionDidUpdateItemsAtIndexPathsChanges(VLItemCollection& collection, const VLIndexPaths& paths,
                                                    const std::vector<std::set<std::string>>&) override {
     auto items = collection.items();
@@ -39,13 +38,7 @@ class RankWatcher : public VLItemCollectionDelegate {
       }
     }
   }
-  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&, const VLIndexPaths&,
-                                                        const VLIndexPaths&) override {}
-  void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection&, const ReplayBlock& replay) override {
-    replay(*this);
-  }
   void collectionDidEncounterError(VLItemCollection&, const VLErrorRef&) override { seen_->signal(); }
-  void collectionDidUpdateObservedItem(VLItemCollection&, const VLItemRef&) override {}
 
  private:
   std::shared_ptr<VLSemaphore> seen_ = VLSemaphore::make();

@@ -26,9 +26,9 @@
 #include <vector>
 
 #include "Vaultline/VLItemCollection.h"
-#include "Vaultline/VLItemCollectionDelegate.h"
+#include "Vaultline/VLEmptyCollectionDelegate.h"
 
-class ValidationCollectionScanner : public VLItemCollectionDelegate,
+class ValidationCollectionScanner : public VLEmptyCollectionDelegate,
                                     public std::enable_shared_from_this<ValidationCollectionScanner> {
  public:
   using ItemFound = std::function<void(const VLItemRef& container, const VLItemRef& item)>;
@@ -72,13 +72,6 @@ class ValidationCollectionScanner : public VLItemCollectionDelegate,
   void dataForCollectionShouldBeReloaded(VLItemCollection& collection) override;
   void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) override;
   void collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection, const ReplayBlock& replay) override;
-  void collectionDidInsertItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths&) override {}
-  void collectionDidDeleteItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths&) override {}
-  void collectionDidUpdateItemsAtIndexPathsChanges(VLItemCollection&, const VLIndexPaths&,
-                                                   const std::vector<std::set<std::string>>&) override {}
-  void collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&, const VLIndexPaths&,
-                                                        const VLIndexPaths&) override {}
-  void collectionDidUpdateObservedItem(VLItemCollection&, const VLItemRef&) override {}
 
   ValidationCollectionScanner(const ValidationCollectionScanner&) = delete;
   ValidationCollectionScanner& operator=(const ValidationCollectionScanner&) = delete;
