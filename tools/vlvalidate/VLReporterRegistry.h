@@ -29,6 +29,7 @@ class VLReporterRegistry {
     // cannot be written.
     Factory make;
 
+    // Returns whether it writes a file (and so has options of its own).
     bool writesFile() const { return !fileHelp.empty(); }
   };
 

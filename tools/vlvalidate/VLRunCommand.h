@@ -37,11 +37,11 @@ class VLRunCommand : public VLCommand {
   void addOptions(CLI::App& command, VLOutputOptions& output) override;
   // Returns whether a report goes to standard output ("-").
   bool writesToStandardOutput() const override;
-  // Runs the command and returns the exit status (VLExitCode, or 128 + the signal when
-  // interrupted). Throws VLUsageError for bad input (found before the provider is started,
-  // except a filter that selects nothing) and VLProviderUnavailable when the provider cannot
-  // be started or reached. When a second interrupt abandons running cases, it writes the
-  // reports of what finished and ends the process itself.
+  // Runs the command and returns the exit status (VLExitCode, or vl_interruptedExitCode() of
+  // the signal when interrupted). Throws VLUsageError for bad input (found before the
+  // provider is started, except a filter that selects nothing) and VLProviderUnavailable
+  // when the provider cannot be started or reached. When a second interrupt abandons running
+  // cases, it writes the reports of what finished and ends the process itself.
   int execute(const std::shared_ptr<VLTerminal>& terminal) override;
 
  private:
