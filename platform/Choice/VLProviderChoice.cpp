@@ -1,5 +1,7 @@
 #include "Choice/VLProviderChoice.h"
 
+#include "Core/VLText.h"
+
 VLProviderChoice::VLProviderChoice(std::string text, const VLProviderKind& kind, std::string argument)
     : text_(std::move(text)), kind_(&kind), argument_(std::move(argument)) {}
 
@@ -32,10 +34,11 @@ VLInstalledProvider VLProviderChoice::install() const {
 VLProviderChoice VLProviderChoice::withSettings(const std::string& settings) const {
   if (settings.empty()) return *this;
   if (takesSettings()) return parse(kind_->prefix + ":" + kind_->addSettings(argument_, settings));
-  std::string others;
+  std::vector<std::string> others;
   for (const auto& kind : VLProviderKind::all()) {
-    if (kind.addSettings) others += (others.empty() ? "" : " or ") + kind.help.front().usage;
+    if (kind.addSettings) others.push_back(kind.help.front().usage);
   }
   throw VLUsageError("--provider " + text_ + ": a provider of kind " + kind_->prefix +
-                     " runs with the settings it was started with; use " + others + " to give it settings");
+                     " runs with the settings it was started with; use " + vl_join(others, " or ") +
+                     " to give it settings");
 }

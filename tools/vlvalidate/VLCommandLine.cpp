@@ -7,6 +7,7 @@
 
 #include "Choice/VLProviderUnavailable.h"
 #include "Choice/VLUsageError.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLCommandTable.h"
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLOutputOptions.h"
@@ -24,9 +25,7 @@ std::vector<std::string> withDefaultCommand(std::vector<std::string> arguments) 
   if (std::find(commands.begin(), commands.end(), first) != commands.end()) return arguments;
   if (first == "-h" || first == "--help" || first == "--version") return arguments;
   if (first.empty() || first[0] != '-') {
-    std::string list;
-    for (const auto& command : commands) list += (list.empty() ? "" : ", ") + command;
-    throw VLUsageError("unknown command '" + first + "'; commands: " + list);
+    throw VLUsageError("unknown command '" + first + "'; commands: " + vl_join(commands));
   }
   arguments.insert(arguments.begin(), commands.front());
   return arguments;

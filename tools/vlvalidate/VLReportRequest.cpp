@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "Choice/VLUsageError.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLReporterRegistry.h"
 
 VLReportRequest VLReportRequest::parse(const std::string& argument) {
   const auto names = VLReporterRegistry::fileReporterNames();
-  std::string known;
-  for (const auto& name : names) known += (known.empty() ? "" : ", ") + name;
+  const std::string known = vl_join(names);
   const size_t equals = argument.find('=');
   if (equals == std::string::npos || equals == 0) {
     throw VLUsageError("'" + argument + "' is not NAME=FILE, as in --report junit=report.xml; reporters: " + known);

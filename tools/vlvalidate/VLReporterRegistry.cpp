@@ -1,6 +1,7 @@
 #include "vlvalidate/VLReporterRegistry.h"
 
 #include "Core/VLException.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLConsoleReporter.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
@@ -36,12 +37,12 @@ const std::vector<VLReporterRegistry::Row>& VLReporterRegistry::rows() {
 }
 
 std::unique_ptr<VLReporter> VLReporterRegistry::make(const std::string& name, const VLReporterConfig& config) {
-  std::string known;
+  std::vector<std::string> known;
   for (const auto& row : rows()) {
     if (row.name == name) return row.make(config);
-    known += (known.empty() ? "" : ", ") + row.name;
+    known.push_back(row.name);
   }
-  throw VLException("unknown reporter '" + name + "'; known reporters: " + known);
+  throw VLException("unknown reporter '" + name + "'; known reporters: " + vl_join(known));
 }
 
 std::vector<std::string> VLReporterRegistry::fileReporterNames() {

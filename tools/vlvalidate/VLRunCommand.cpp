@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "Choice/VLProviderChoice.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
@@ -171,8 +172,7 @@ void VLRunCommand::addReportOptions(CLI::App& command) {
             row.fileHelp)
         ->type_name("FILE");
   }
-  std::string names;
-  for (const auto& name : VLReporterRegistry::fileReporterNames()) names += (names.empty() ? "" : ", ") + name;
+  const std::string names = vl_join(VLReporterRegistry::fileReporterNames());
   command
       .add_option_function<std::vector<std::string>>(
           "--report",
