@@ -15,13 +15,14 @@
 #include <ostream>
 #include <streambuf>
 
+#include "Choice/VLProviderChoice.h"
 #include "Simulated/Simulated.h"
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLCaseScheduler.h"
+#include "vlvalidate/VLEligibility.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLProviderChoice.h"
-#include "vlvalidate/VLReporter.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
 
 namespace {
@@ -42,7 +43,7 @@ std::shared_ptr<VLTerminal> nullTerminal() {
 VLInstalledProvider started(const std::string& choice) {
   VLRegisterStandardSuites();
   auto made = VLProviderChoice::parse(choice).install();
-  made.decideEligibility();
+  VLEligibility::decide(made.provider);
   return made;
 }
 

@@ -22,12 +22,13 @@
 #include <string>
 #include <vector>
 
+#include "Choice/VLProviderChoice.h"
 #include "Simulated/Simulated.h"
 #include "Validations/VLEventGeneratingDelegate.h"
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLCaseScheduler.h"
-#include "vlvalidate/VLProviderChoice.h"
+#include "vlvalidate/VLEligibility.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ const VLInstalledProvider& provider(const std::string& choice) {
     current.reset();
     VLRegisterStandardSuites();
     current = VLProviderChoice::parse(choice).install();
-    current->decideEligibility();
+    VLEligibility::decide(current->provider);
     currentChoice = choice;
   }
   return *current;

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "Choice/VLUsageError.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLUsageError.h"
 
 namespace {
 

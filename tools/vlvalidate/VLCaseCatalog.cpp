@@ -1,7 +1,7 @@
 #include "vlvalidate/VLCaseCatalog.h"
 
+#include "Choice/VLUsageError.h"
 #include "suites/VLStandardSuites.h"
-#include "vlvalidate/VLUsageError.h"
 
 VLCaseCatalog VLCaseCatalog::of(const std::shared_ptr<VLProvider>& provider) {
   VLRegisterStandardSuites();

@@ -15,8 +15,8 @@
 
 // What a runner sets on each validator.
 struct VLCaseRunOptions {
-  bool strict = false;
-  double defaultTimeout = 5.0;
+  bool strict = false;          // the suites' stricter optional checks (the validator's strict mode)
+  double defaultTimeout = 5.0;  // the validator's default time-out, seconds
   // Called on the validator's queue for every settled expectation (see VLValidator).
   VLValidator::StatusBlock statusBlock;
 };

@@ -21,9 +21,9 @@
 class VLCaseScheduler : public std::enable_shared_from_this<VLCaseScheduler> {
  public:
   struct Options {
-    int jobs = 1;     // cases at once; at least 1
-    int retries = 0;  // extra attempts for a case that did not pass
-    VLCaseRunOptions caseOptions;
+    int jobs = 1;                  // cases at once; at least 1
+    int retries = 0;               // extra attempts for a case that did not pass
+    VLCaseRunOptions caseOptions;  // what each attempt's validator is set to
   };
   // Called on the report queue when the case at `index` starts its first attempt.
   using StartHandler = std::function<void(size_t index)>;

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <random>
 
+#include "Choice/VLUsageError.h"
 #include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLUsageError.h"
 
 namespace {
 

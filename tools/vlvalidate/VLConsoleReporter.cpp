@@ -4,6 +4,7 @@
 
 #include "vlvalidate/VLMarkAnnotator.h"
 #include "vlvalidate/VLTerminal.h"
+#include "vlvalidate/VLTimeText.h"
 
 namespace {
 

@@ -1,15 +1,17 @@
 #include "vlvalidate/VLDescribeCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 #include <sstream>
 
+#include "Choice/VLProviderChoice.h"
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseID.h"
-#include "vlvalidate/VLProviderChoice.h"
+#include "vlvalidate/VLExitCode.h"
+#include "vlvalidate/VLOutputOptions.h"
 #include "vlvalidate/VLTerminal.h"
-#include "vlvalidate/VLUsageError.h"
 
 namespace {
 
@@ -28,10 +30,15 @@ bool selects(const VLCaseFilter& filter, const Validation& validation) {
 
 }  // namespace
 
-VLDescribeCommand::VLDescribeCommand(VLDescribeOptions options, std::shared_ptr<VLTerminal> terminal)
-    : options_(std::move(options)), terminal_(std::move(terminal)) {}
+VLDescribeCommand::VLDescribeCommand(VLDescribeOptions options) : options_(std::move(options)) {}
 
-int VLDescribeCommand::execute() {
+void VLDescribeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
+  addProviderOption(command, options_.provider);
+  command.add_option("ID", options_.ids, "Short IDs, validations (Suite.BaseName) or patterns")->required();
+  output.addTo(command, false);
+}
+
+int VLDescribeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   const auto installed = VLProviderChoice::parse(options_.provider).install();
   const auto catalog = VLCaseCatalog::of(installed.provider);
   std::vector<Validation> validations;
@@ -57,13 +64,13 @@ int VLDescribeCommand::execute() {
     throw VLUsageError("no case matches " + unknown + " (`vlvalidate list` shows the IDs)");
   }
 
-  const size_t width = std::min<size_t>(terminal_->width(), 100);
+  const size_t width = std::min<size_t>(terminal->width(), 100);
   std::string text;
   for (const auto* validation : chosen) {
     const auto& first = *validation->cases.front();
     std::string title = first.displayTitle();
     if (first.variantSelector()) title = title.substr(0, title.rfind(" ("));
-    text += (text.empty() ? "" : "\n") + terminal_->paint(validation->id, "1") + "  " + title + "\n";
+    text += (text.empty() ? "" : "\n") + terminal->paint(validation->id, "1") + "  " + title + "\n";
     std::string variants;
     for (const auto& c : validation->cases) {
       std::string variant = vl_caseVariantName(*c);
@@ -75,8 +82,8 @@ int VLDescribeCommand::execute() {
     auto documentation = first.documentationText();
     text += documentation ? wrap(VLTerminal::printable(*documentation), width, "  ") : "  (no documentation found)\n";
   }
-  terminal_->print(text);
-  return 0;
+  terminal->print(text);
+  return VLExitPassed;
 }
 
 std::string VLDescribeCommand::wrap(const std::string& text, size_t width, const std::string& indent) {

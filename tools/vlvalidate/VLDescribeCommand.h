@@ -9,24 +9,26 @@
 #include <string>
 #include <vector>
 
-class VLTerminal;
+#include "vlvalidate/VLCommand.h"
 
+// What `vlvalidate describe` describes.
 struct VLDescribeOptions {
-  std::string provider = "sim";
-  std::vector<std::string> ids;
+  std::string provider = "sim";  // --provider: whose cases, as VLProviderChoice reads it
+  std::vector<std::string> ids;  // the IDs given: short IDs, Suite.BaseName, unit-test names or patterns
 };
 
-class VLDescribeCommand {
+class VLDescribeCommand : public VLCommand {
  public:
-  VLDescribeCommand(VLDescribeOptions options, std::shared_ptr<VLTerminal> terminal);
-  // Prints the descriptions and returns 0. Throws VLUsageError naming every ID that matches
-  // no case.
-  int execute();
+  explicit VLDescribeCommand(VLDescribeOptions options = {});
+
+  void addOptions(CLI::App& command, VLOutputOptions& output) override;
+  // Prints the descriptions and returns VLExitPassed. Throws VLUsageError naming every ID
+  // that matches no case.
+  int execute(const std::shared_ptr<VLTerminal>& terminal) override;
 
   // Returns `text` with each paragraph wrapped at `width` columns and indented by `indent`.
   static std::string wrap(const std::string& text, size_t width, const std::string& indent);
 
  private:
   VLDescribeOptions options_;
-  std::shared_ptr<VLTerminal> terminal_;
 };

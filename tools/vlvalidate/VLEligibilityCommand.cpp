@@ -1,23 +1,30 @@
 #include "vlvalidate/VLEligibilityCommand.h"
 
-#include "vlvalidate/VLProviderChoice.h"
-#include "vlvalidate/VLRunInfo.h"
+#include "Choice/VLProviderChoice.h"
+#include "vlvalidate/VLEligibility.h"
+#include "vlvalidate/VLExitCode.h"
+#include "vlvalidate/VLOutputOptions.h"
+#include "vlvalidate/VLProviderProperties.h"
 #include "vlvalidate/VLTerminal.h"
 
-VLEligibilityCommand::VLEligibilityCommand(std::string provider, std::shared_ptr<VLTerminal> terminal)
-    : provider_(std::move(provider)), terminal_(std::move(terminal)) {}
+VLEligibilityCommand::VLEligibilityCommand(VLEligibilityOptions options) : options_(std::move(options)) {}
 
-int VLEligibilityCommand::execute() {
-  const auto choice = VLProviderChoice::parse(provider_);
+void VLEligibilityCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
+  addProviderOption(command, options_.provider);
+  output.addTo(command, false);
+}
+
+int VLEligibilityCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
+  const auto choice = VLProviderChoice::parse(options_.provider);
   const auto installed = choice.install();
-  const bool eligible = installed.decideEligibility();
+  const bool eligible = VLEligibility::decide(installed.provider);
   const auto properties = VLProviderProperties::of(*installed.provider);
   std::string text = "Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" +
                      VLTerminal::printable(choice.text()) + "), validation properties:\n" +
                      VLTerminal::printable(properties.lines());
-  text += eligible ? terminal_->paint("Eligible", "1;32") + " for validation.\n"
-                   : terminal_->paint("Not eligible", "1;31") +
+  text += eligible ? terminal->paint("Eligible", "1;32") + " for validation.\n"
+                   : terminal->paint("Not eligible", "1;31") +
                          " for validation: its validation service refused or could not be reached.\n";
-  terminal_->print(text);
+  terminal->print(text);
   return eligible ? VLExitPassed : VLExitNotEligible;
 }

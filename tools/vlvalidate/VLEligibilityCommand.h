@@ -6,15 +6,21 @@
 #include <memory>
 #include <string>
 
-class VLTerminal;
+#include "vlvalidate/VLCommand.h"
 
-class VLEligibilityCommand {
+// Whose eligibility `vlvalidate eligibility` asks for.
+struct VLEligibilityOptions {
+  std::string provider = "sim";  // --provider: the provider to ask, as VLProviderChoice reads it
+};
+
+class VLEligibilityCommand : public VLCommand {
  public:
-  VLEligibilityCommand(std::string provider, std::shared_ptr<VLTerminal> terminal);
+  explicit VLEligibilityCommand(VLEligibilityOptions options = {});
+
+  void addOptions(CLI::App& command, VLOutputOptions& output) override;
   // Prints the properties and the verdict; returns VLExitPassed or VLExitNotEligible.
-  int execute();
+  int execute(const std::shared_ptr<VLTerminal>& terminal) override;
 
  private:
-  std::string provider_;
-  std::shared_ptr<VLTerminal> terminal_;
+  VLEligibilityOptions options_;
 };

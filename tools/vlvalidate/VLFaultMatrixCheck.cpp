@@ -3,7 +3,7 @@
 #include "Faults/VLFaultMatcher.h"
 #include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
-#include "vlvalidate/VLProviderChoice.h"
+#include "vlvalidate/VLEligibility.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ std::vector<VLCaseOutcome> runAll(const std::vector<std::shared_ptr<VLValidation
 
 VLFaultCheckResult VLFaultMatrixCheck::runRow(const VLFaultMatrixRow& row, const std::shared_ptr<VLProvider>& provider,
                                               int jobs) {
-  VLInstalledProvider{nullptr, provider}.decideEligibility();
+  VLEligibility::decide(provider);
   VLFaultCheckResult result;
   auto cases = VLCaseRunner::casesForProvider(provider, VLCaseFilter(row.cases));
   result.cases = cases.size();
@@ -38,7 +38,7 @@ VLFaultCheckResult VLFaultMatrixCheck::runRow(const VLFaultMatrixRow& row, const
 
 VLFaultCheckResult VLFaultMatrixCheck::runConformance(const std::string& settings, bool strict,
                                                       const std::shared_ptr<VLProvider>& provider, int jobs) {
-  VLInstalledProvider{nullptr, provider}.decideEligibility();
+  VLEligibility::decide(provider);
   VLFaultCheckResult result;
   auto cases = VLCaseRunner::casesForProvider(provider, VLCaseFilter("*"));
   result.cases = cases.size();

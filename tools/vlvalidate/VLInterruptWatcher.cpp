@@ -9,6 +9,8 @@
 #include <mutex>
 #include <thread>
 
+#include "vlvalidate/VLExitCode.h"
+
 namespace {
 
 struct Watcher {
@@ -50,7 +52,7 @@ void VLInterruptWatcher::install() {
       if (!handler) {
         std::cout.flush();
         std::fflush(nullptr);
-        std::_Exit(128 + signal);
+        std::_Exit(vl_interruptedExitCode(signal));
       }
       handler(signal, count);
     }

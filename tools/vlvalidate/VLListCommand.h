@@ -7,23 +7,27 @@
 #include <optional>
 #include <string>
 
-class VLTerminal;
+#include "vlvalidate/VLCommand.h"
 
+// What `vlvalidate list` lists, and how.
 struct VLListOptions {
-  std::string provider = "sim";
-  std::string filter = "*";
-  std::optional<std::string> category;
-  bool json = false;
+  std::string provider = "sim";         // --provider: whose cases, as VLProviderChoice reads it
+  std::string filter = "*";             // --filter: only the cases this pattern selects (as for run)
+  std::optional<std::string> category;  // --category: only cases of category "1" or "2"; none for all
+  bool json = false;                    // --json: a JSON document on standard output instead of a table
 };
 
-class VLListCommand {
+class VLListCommand : public VLCommand {
  public:
-  VLListCommand(VLListOptions options, std::shared_ptr<VLTerminal> terminal);
-  // Prints the list and returns 0. Throws VLUsageError for a bad provider or a selection
-  // that lists nothing, VLProviderUnavailable when the provider cannot be started.
-  int execute();
+  explicit VLListCommand(VLListOptions options = {});
+
+  void addOptions(CLI::App& command, VLOutputOptions& output) override;
+  // Returns whether --json was given.
+  bool writesToStandardOutput() const override { return options_.json; }
+  // Prints the list and returns VLExitPassed. Throws VLUsageError for a bad provider or a
+  // selection that lists nothing, VLProviderUnavailable when the provider cannot be started.
+  int execute(const std::shared_ptr<VLTerminal>& terminal) override;
 
  private:
   VLListOptions options_;
-  std::shared_ptr<VLTerminal> terminal_;
 };

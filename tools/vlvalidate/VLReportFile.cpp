@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "vlvalidate/VLUsageError.h"
+#include "Choice/VLUsageError.h"
 
 namespace fs = std::filesystem;
 

@@ -1,19 +1,19 @@
 // VLReporter: what every report of a run is written through: the console, the JSON
-// document, the JUnit file. One small interface; each reporter is registered by name and
-// made from one configuration, so a new format is one new file pair and one registration.
+// document, the JUnit file. One small interface; each reporter is one row of
+// VLReporterRegistry, made from one configuration, so a new format is one new file pair and
+// one row.
 //
 // The runner calls a reporter from one thread at a time, in the order the events happen
 // (declared below in that order). Each reporter owns its output.
 #pragma once
 
-#include <functional>
-#include <map>
+#include <cstddef>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLRunSummary.h"
 
 class VLTerminal;
 
@@ -38,18 +38,4 @@ struct VLReporterConfig {
   std::shared_ptr<VLTerminal> terminal;  // console: where lines, the status line and logs go
   std::string path;                      // file reporters: the file, or "-" for standard output
   bool verbose = false;                  // console: every expectation of every case
-};
-
-class VLReporterRegistry {
- public:
-  using Factory = std::function<std::unique_ptr<VLReporter>(const VLReporterConfig& config)>;
-
-  // Adds a reporter under `name`, replacing one of that name.
-  static void registerReporter(const std::string& name, Factory factory);
-  // Makes the reporter registered as `name` ("console", "json", "junit" are always there).
-  // Throws VLException for an unknown name, listing the known ones; a file reporter throws
-  // VLUsageError when its file cannot be written.
-  static std::unique_ptr<VLReporter> make(const std::string& name, const VLReporterConfig& config);
-  // Returns the registered names, sorted.
-  static std::vector<std::string> names();
 };

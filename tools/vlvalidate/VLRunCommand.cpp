@@ -1,21 +1,25 @@
 #include "vlvalidate/VLRunCommand.h"
 
+#include <CLI/CLI.hpp>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <iostream>
-#include <set>
 
+#include "Choice/VLProviderChoice.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLCaseCatalog.h"
-#include "vlvalidate/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
+#include "vlvalidate/VLEligibility.h"
+#include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLInterruptWatcher.h"
-#include "vlvalidate/VLProviderChoice.h"
-#include "vlvalidate/VLReporter.h"
+#include "vlvalidate/VLOutputOptions.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
-#include "vlvalidate/VLUsageError.h"
+#include "vlvalidate/VLTimeText.h"
 #include "vlvalidate/VLVersion.h"
 
 namespace {
@@ -25,57 +29,31 @@ void touchShardStatusFile() {
   if (const char* path = std::getenv("GTEST_SHARD_STATUS_FILE")) std::ofstream(path, std::ios::app);
 }
 
-}  // namespace
+CLI::Validator secondsValidator() {
+  return CLI::Validator(
+      [](const std::string& text) -> std::string {
+        char* end = nullptr;
+        double value = std::strtod(text.c_str(), &end);
+        bool ok = !text.empty() && *end == '\0' && value >= 0.01 && value <= 3600;
+        return ok ? "" : "'" + text + "' is not a number of seconds from 0.01 to 3600";
+      },
+      "");
+}
 
-VLRunCommand::VLRunCommand(VLRunCommandOptions options, std::shared_ptr<VLTerminal> terminal)
-    : options_(std::move(options)), terminal_(std::move(terminal)) {}
+// What running the plan left.
+struct PlanOutcome {
+  std::vector<VLCaseRecord> records;  // one per planned run that finished, in finishing order
+  bool complete = true;               // false when a second interrupt abandoned running cases
+  double wallTime = 0;                // seconds
+  int interruptSignal = 0;            // the signal that stopped the run, 0 for none
+};
 
-int VLRunCommand::execute() {
-  VLRunOptions& run = options_.run;
-  // Bad input first, before anything starts: the provider, the shard, the baseline, the
-  // report paths.
-  const VLProviderChoice choice = VLProviderChoice::parse(options_.provider);
-  if (options_.shardIndex.has_value() != options_.totalShards.has_value()) {
-    throw VLUsageError("--shard-index and --total-shards go together");
-  }
-  if (options_.shardIndex) {
-    VLCaseSelection::checkShard(*options_.shardIndex, *options_.totalShards);
-    run.shardIndex = *options_.shardIndex, run.totalShards = *options_.totalShards;
-  } else if (auto shard = VLCaseSelection::shardFromEnvironment()) {
-    run.shardIndex = shard->first, run.totalShards = shard->second;
-  }
-  touchShardStatusFile();
-  if (options_.shuffle) run.shuffleSeed = options_.seed.value_or(VLCaseSelection::freshSeed());
-  std::optional<VLBaseline> baseline;
-  if (!options_.baselinePath.empty()) baseline = VLBaseline::load(options_.baselinePath);
-
-  std::vector<std::unique_ptr<VLReporter>> reporters;
-  reporters.push_back(VLReporterRegistry::make("console", {terminal_, "", run.verbose}));
-  if (!options_.jsonPath.empty()) reporters.push_back(VLReporterRegistry::make("json", {nullptr, options_.jsonPath}));
-  if (!options_.junitPath.empty()) {
-    reporters.push_back(VLReporterRegistry::make("junit", {nullptr, options_.junitPath}));
-  }
-
-  // 1. The provider and its eligibility.
-  const VLInstalledProvider installed = choice.install();
-  const bool eligible = installed.decideEligibility();
-  const auto properties = VLProviderProperties::of(*installed.provider);
-  if (!eligible && !run.ignoreEligibility) {
-    terminal_->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
-                     ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
-                     "Its validation service refused validation or could not be reached. Pass "
-                     "--ignore-eligibility to run anyway.\n");
-    return VLExitNotEligible;
-  }
-
-  // 2. Its cases, selected and ordered.
-  const auto catalog = VLCaseCatalog::of(installed.provider);
-  auto selected = catalog.select(run.filter, run.category);
-  selected = VLCaseSelection::shard(selected, run.shardIndex, run.totalShards);
-  const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
-
+// Runs every planned run of `catalog` with a fresh validator each, telling `reporters`, and
+// stops starting cases on an interrupt (abandons running ones on a second).
+PlanOutcome runPlan(const VLCaseCatalog& catalog, const std::vector<VLPlannedRun>& plan, const VLRunOptions& run,
+                    std::vector<std::unique_ptr<VLReporter>>& reporters) {
   std::vector<std::shared_ptr<VLValidationCase>> planned;
-  for (const auto& run : plan) planned.push_back(catalog.cases()[run.caseIndex]);
+  for (const auto& each : plan) planned.push_back(catalog.cases()[each.caseIndex]);
   // The names of the planned run at `index`, without attempts.
   auto namesOf = [&](size_t index) {
     VLCaseRecord record = catalog.names()[plan[index].caseIndex];
@@ -84,23 +62,7 @@ int VLRunCommand::execute() {
     return record;
   };
 
-  VLRunInfo info;
-  info.toolVersion = VLVersion::text();
-  info.startTime = vl_utcTimestamp(std::time(nullptr));
-  info.providerChoice = choice.text();
-  info.providerName = installed.provider->identifier();
-  info.properties = properties;
-  info.options = run;
-  info.selectedCases = selected.size();
-  info.plannedRuns = plan.size();
-  for (auto& reporter : reporters) reporter->runStarting(info);
-  if (selected.empty()) {
-    terminal_->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +
-                     " has no case: more shards than selected cases.\n");
-  }
-
-  // 3 to 5. Every planned run, with a fresh validator each.
-  std::vector<VLCaseRecord> records;  // owned by the scheduler's report queue until wait() returns
+  PlanOutcome outcome;  // records: owned by the scheduler's report queue until wait() returns
   VLCaseScheduler::Options schedule;
   schedule.jobs = run.jobs;
   schedule.retries = run.retries;
@@ -115,7 +77,7 @@ int VLRunCommand::execute() {
         VLCaseRecord record = namesOf(index);
         for (const auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(attempt));
         for (auto& reporter : reporters) reporter->caseFinished(record);
-        records.push_back(std::move(record));
+        outcome.records.push_back(std::move(record));
       });
 
   // The handler may still be running when the run is over; it shares what it writes.
@@ -133,16 +95,194 @@ int VLRunCommand::execute() {
   });
   const auto started = std::chrono::steady_clock::now();
   scheduler->start();
-  const bool complete = scheduler->wait();
-  const double wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  outcome.complete = scheduler->wait();
+  outcome.wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   VLInterruptWatcher::setHandler({});
+  outcome.interruptSignal = interruptSignal->load();
+  return outcome;
+}
 
+}  // namespace
+
+VLRunCommand::VLRunCommand(VLRunCommandOptions options) : options_(std::move(options)) {}
+
+void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
+  command.footer(kVLExitCodesHelp);
+  addProviderOption(command, options_.provider);
+  addSelectionOptions(command);
+  command.add_flag("--ignore-eligibility", options_.run.ignoreEligibility,
+                   "Run even when the provider is not eligible");
+  command.add_flag("--fail-on-inconclusive", options_.run.failOnInconclusive, "Count inconclusive cases as failed");
+  addReportOptions(command);
+  command.add_flag("-v,--verbose", options_.run.verbose, "Show every expectation of every case");
+  output.addTo(command, true);
+}
+
+void VLRunCommand::addSelectionOptions(CLI::App& command) {
+  VLRunOptions& run = options_.run;
+  command
+      .add_option("--filter", run.filter,
+                  "Cases to run, GoogleTest style: POS1:POS2-NEG1:NEG2 with * and ?, matched against the "
+                  "short ID and the unit-test runner name (default *)")
+      ->type_name("PATTERN");
+  command.add_option("--category", run.category, "Only cases of category 1 or 2")
+      ->check(CLI::IsMember({"1", "2"}).description(""))
+      ->type_name("1|2");
+  command.add_flag("--strict", run.strict, "Turn on the suites' stricter optional checks");
+  command.add_option("--timeout", run.timeout, "The validators' default time-out, 0.01 to 3600 (default 5)")
+      ->check(secondsValidator())
+      ->type_name("SECONDS");
+  command.add_option("-j,--jobs", run.jobs, "Run up to N cases at once against the provider, 1 to 256 (default 1)")
+      ->check(CLI::Range(1, 256).description(""))
+      ->type_name("N");
+  command.add_option("--repeat", run.repeat, "Run the selection N times, 1 to 1000 (default 1)")
+      ->check(CLI::Range(1, 1000).description(""))
+      ->type_name("N");
+  auto* shuffle = command.add_flag("--shuffle", options_.shuffle, "Run the cases in a random order (seed printed)");
+  command.add_option("--seed", options_.seed, "The seed of --shuffle, to replay an order")
+      ->needs(shuffle)
+      ->type_name("N");
+  command
+      .add_option("--retries", run.retries,
+                  "Run a failed or inconclusive case again up to N times (0 to 100); a verdict that changes is "
+                  "reported as flaky (default 0)")
+      ->check(CLI::Range(0, 100).description(""))
+      ->type_name("N");
+  auto* shardIndex = command.add_option("--shard-index", options_.shardIndex,
+                                        "Run only shard I (0-based) of --total-shards (or GTEST_SHARD_INDEX)");
+  shardIndex->type_name("I");
+  command
+      .add_option("--total-shards", options_.totalShards, "Split the selection into N shards (or GTEST_TOTAL_SHARDS)")
+      ->type_name("N")
+      ->needs(shardIndex);
+  shardIndex->needs("--total-shards");
+}
+
+void VLRunCommand::addReportOptions(CLI::App& command) {
+  // Each file reporter's own option, then --report; their requests land in that order.
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    const std::string option = "--" + row.name;
+    command
+        .add_option_function<std::string>(
+            option,
+            [this, name = row.name, option](const std::string& path) {
+              if (!path.empty()) options_.reports.push_back({name, path, option});
+            },
+            row.fileHelp)
+        ->type_name("FILE");
+  }
+  const std::string names = vl_join(VLReporterRegistry::fileReporterNames());
+  command
+      .add_option_function<std::vector<std::string>>(
+          "--report",
+          [this](const std::vector<std::string>& arguments) {
+            for (const auto& argument : arguments) options_.reports.push_back(VLReportRequest::parse(argument));
+          },
+          "Write the report of reporter NAME (" + names + ") to FILE (- for standard output); may be repeated")
+      ->check(CLI::Validator(
+          [](const std::string& argument) -> std::string {
+            try {
+              VLReportRequest::parse(argument);
+              return "";
+            } catch (const VLException& error) {
+              return error.what();
+            }
+          },
+          ""))
+      ->type_name("NAME=FILE");
+  command
+      .add_option("--baseline", options_.baselinePath,
+                  "Compare with an earlier JSON report; only regressions fail the run")
+      ->type_name("FILE");
+}
+
+bool VLRunCommand::writesToStandardOutput() const {
+  for (const auto& report : options_.reports) {
+    if (report.path == "-") return true;
+  }
+  return false;
+}
+
+void VLRunCommand::resolveOptions() {
+  VLRunOptions& run = options_.run;
+  if (options_.shardIndex.has_value() != options_.totalShards.has_value()) {
+    throw VLUsageError("--shard-index and --total-shards go together");
+  }
+  if (options_.shardIndex) {
+    VLCaseSelection::checkShard(*options_.shardIndex, *options_.totalShards);
+    run.shardIndex = *options_.shardIndex, run.totalShards = *options_.totalShards;
+  } else if (auto shard = VLCaseSelection::shardFromEnvironment()) {
+    run.shardIndex = shard->first, run.totalShards = shard->second;
+  }
+  touchShardStatusFile();
+  if (options_.shuffle) run.shuffleSeed = options_.seed.value_or(VLCaseSelection::freshSeed());
+}
+
+std::vector<std::unique_ptr<VLReporter>> VLRunCommand::makeReporters(
+    const std::shared_ptr<VLTerminal>& terminal) const {
+  std::vector<std::unique_ptr<VLReporter>> reporters;
+  reporters.push_back(VLReporterRegistry::make("console", {terminal, "", options_.run.verbose}));
+  for (const auto& report : options_.reports) {
+    reporters.push_back(VLReporterRegistry::make(report.reporter, {nullptr, report.path}));
+  }
+  return reporters;
+}
+
+int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
+  const VLRunOptions& run = options_.run;
+  // Bad input first, before anything starts: the report paths, the provider, the shard, the
+  // baseline.
+  VLReportRequest::checkDistinct(options_.reports);
+  const VLProviderChoice choice = VLProviderChoice::parse(options_.provider);
+  resolveOptions();
+  std::optional<VLBaseline> baseline;
+  if (!options_.baselinePath.empty()) baseline = VLBaseline::load(options_.baselinePath);
+  auto reporters = makeReporters(terminal);
+
+  // 1. The provider and its eligibility.
+  const VLInstalledProvider installed = choice.install();
+  const bool eligible = VLEligibility::decide(installed.provider);
+  const auto properties = VLProviderProperties::of(*installed.provider);
+  if (!eligible && !run.ignoreEligibility) {
+    terminal->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
+                    ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
+                    "Its validation service refused validation or could not be reached. Pass "
+                    "--ignore-eligibility to run anyway.\n");
+    return VLExitNotEligible;
+  }
+
+  // 2. Its cases, selected and ordered.
+  const auto catalog = VLCaseCatalog::of(installed.provider);
+  auto selected = catalog.select(run.filter, run.category);
+  selected = VLCaseSelection::shard(selected, run.shardIndex, run.totalShards);
+  const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
+
+  VLRunInfo info;
+  info.toolVersion = VLVersion::text();
+  info.startTime = vl_utcTimestamp(std::time(nullptr));
+  info.providerChoice = choice.text();
+  info.providerName = installed.provider->identifier();
+  info.properties = properties;
+  info.options = run;
+  info.selectedCases = selected.size();
+  info.plannedRuns = plan.size();
+  for (auto& reporter : reporters) reporter->runStarting(info);
+  if (selected.empty()) {
+    terminal->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +
+                    " has no case: more shards than selected cases.\n");
+  }
+
+  // 3 to 5. Every planned run, with a fresh validator each; then the summary.
+  const PlanOutcome outcome = runPlan(catalog, plan, run, reporters);
   std::optional<int> interruptedCode;
   // An interrupt that left no planned run unstarted changed nothing.
-  if (*interruptSignal && records.size() < plan.size()) interruptedCode = 128 + interruptSignal->load();
+  if (outcome.interruptSignal && outcome.records.size() < plan.size()) {
+    interruptedCode = vl_interruptedExitCode(outcome.interruptSignal);
+  }
   std::optional<VLBaselineComparison> comparison;
-  if (baseline) comparison = baseline->compare(records, catalog.shortIDs());
-  auto summary = VLRunSummary::of(records, run, plan.size(), wallTime, comparison, interruptedCode);
+  if (baseline) comparison = baseline->compare(outcome.records, catalog.shortIDs());
+  auto summary = VLRunSummary::of(outcome.records, run, plan.size(), outcome.wallTime, comparison, interruptedCode);
   int status = summary.exitCode;
   for (auto& reporter : reporters) {
     try {
@@ -152,7 +292,7 @@ int VLRunCommand::execute() {
       status = VLExitUsage;
     }
   }
-  if (!complete) {
+  if (!outcome.complete) {
     // Cases abandoned by a second interrupt are still running on other threads; end here
     // rather than tear down what they use.
     std::cout.flush();

@@ -1,15 +1,17 @@
 #include "vlvalidate/VLSelfTestCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <chrono>
 
+#include "Choice/VLProviderChoice.h"
 #include "Faults/VLFaultMatcher.h"
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLCaseFilter.h"
+#include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
-#include "vlvalidate/VLProviderChoice.h"
-#include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLOutputOptions.h"
 #include "vlvalidate/VLTerminal.h"
-#include "vlvalidate/VLUsageError.h"
+#include "vlvalidate/VLTimeText.h"
 
 namespace {
 
@@ -34,13 +36,34 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
 
 }  // namespace
 
-VLSelfTestCommand::VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<VLTerminal> terminal)
-    : options_(std::move(options)), terminal_(std::move(terminal)) {}
+VLSelfTestCommand::VLSelfTestCommand(VLSelfTestOptions options) : options_(std::move(options)) {}
 
-int VLSelfTestCommand::execute() {
+void VLSelfTestCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
+  command
+      .add_option("--provider", options_.provider,
+                  "The reference provider to run the rows through (default sim): sim, sim:SETTINGS, or\n"
+                  "exec:COMMAND, a program serving it over the provider protocol that takes the simulated\n"
+                  "provider's settings as arguments (vlprovider-sim); it is started anew for every row with\n"
+                  "the row's settings appended as one argument")
+      ->type_name("PROVIDER");
+  command
+      .add_option(
+          "--rows", options_.rows,
+          "Only the rows whose settings match one of these globs, separated by ':' (e.g. 'no-child-count:*-names')")
+      ->type_name("PATTERN");
+  command.add_option("-j,--jobs", options_.jobs, "Run up to N cases of a row at once, 1 to 256 (default 1)")
+      ->check(CLI::Range(1, 256).description(""))
+      ->type_name("N");
+  command.add_flag("--skip-slow", options_.skipSlow, "Leave out rows that wait out a long time-out");
+  command.add_flag("-v,--verbose", options_.verbose, "List every case of every row");
+  output.addTo(command, true);
+}
+
+int VLSelfTestCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
+  terminal_ = terminal;
   VLRegisterStandardSuites();
   const VLProviderChoice reference = VLProviderChoice::parse(options_.provider);
-  if (reference.kind() == VLProviderChoice::Kind::Unix) {
+  if (!reference.takesSettings()) {
     throw VLUsageError("--provider " + options_.provider +
                        ": selftest starts the reference provider anew with each row's settings, so it takes sim, "
                        "sim:SETTINGS or exec:COMMAND, not a running daemon");

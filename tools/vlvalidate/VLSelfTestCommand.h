@@ -9,24 +9,26 @@
 #include <memory>
 #include <string>
 
-class VLTerminal;
+#include "vlvalidate/VLCommand.h"
 
 struct VLSelfTestOptions {
   std::string provider = "sim";  // sim, sim:SETTINGS or exec:COMMAND; each row's settings are added
   std::string rows = "*";  // the rows to run: globs over their settings, separated by ':' ("no-child-count:stale-*")
-  int jobs = 1;
-  bool skipSlow = false;  // leave out rows that wait out a long time-out of a case
-  bool verbose = false;   // list the cases of every row, not only of rows that do not hold
+  int jobs = 1;            // cases of a row run at once
+  bool skipSlow = false;   // leave out rows that wait out a long time-out of a case
+  bool verbose = false;    // list the cases of every row, not only of rows that do not hold
 };
 
-class VLSelfTestCommand {
+class VLSelfTestCommand : public VLCommand {
  public:
-  VLSelfTestCommand(VLSelfTestOptions options, std::shared_ptr<VLTerminal> terminal);
+  explicit VLSelfTestCommand(VLSelfTestOptions options = {});
+
+  void addOptions(CLI::App& command, VLOutputOptions& output) override;
   // Runs the rows; returns VLExitPassed when every row holds, else VLExitFailed. Throws
   // VLUsageError when the row filter selects no row or the provider is not one that can be
   // started with settings (unix:PATH), and VLProviderUnavailable when the conformant
   // provider cannot be started (a row's provider that cannot be started fails that row).
-  int execute();
+  int execute(const std::shared_ptr<VLTerminal>& terminal) override;
 
  private:
   VLSelfTestOptions options_;

@@ -63,8 +63,9 @@ TEST(EndToEnd, AConformantProviderPassesEveryCaseInEveryReport) {
 }
 
 TEST(EndToEnd, AQuirkFailsTheCasesMeantToCatchItInAllThreeReports) {
-  auto result =
-      e2e::run({"--provider", "sim:case-sensitive-names", "--json", path("quirk.json"), "--junit", path("quirk.xml")});
+  // The generic --report writes what the reporter's own option writes.
+  auto result = e2e::run({"--provider", "sim:case-sensitive-names", "--json", path("quirk.json"), "--report",
+                          "junit=" + path("quirk.xml")});
   EXPECT_EQ(result.status, 1) << result.out << result.err;
 
   const VLCaseFilter collision(kCollisionCases);
@@ -123,7 +124,11 @@ TEST(EndToEnd, ExitStatusesForEligibilityAndBadInput) {
       {{"--baseline", path("missing.json")}, 2, "cannot read baseline"},
       {{"--json", "/nonexistent-folder/report.json"}, 2, "does not exist"},
       {{"--junit", ::testing::TempDir()}, 2, "is a folder"},
-      {{"--json", path("same"), "--junit", path("same")}, 2, "cannot both write"},
+      {{"--json", path("same"), "--junit", path("same")}, 2, "--json and --junit cannot both write"},
+      {{"--junit", "-", "--report", "json=-"}, 2, "--junit and --report json cannot both write to -"},
+      {{"--report", "html=" + path("r.html")}, 2, "--report: unknown reporter 'html'; reporters: json, junit"},
+      {{"--report", "report.json"}, 2, "--report: 'report.json' is not NAME=FILE"},
+      {{"--report", "junit=" + ::testing::TempDir()}, 2, "is a folder"},
       {{"--seed", "3"}, 2, "--seed requires --shuffle"},
       {{"-j", "0"}, 2, "--jobs"},
       {{"--timeout", "0"}, 2, "--timeout"},

@@ -5,10 +5,10 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "Choice/VLUsageError.h"
 #include "SampleRun.h"
 #include "Verdicts.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLUsageError.h"
 
 namespace {
 

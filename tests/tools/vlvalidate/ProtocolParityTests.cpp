@@ -4,9 +4,9 @@
 // demands of the built-in provider (tests/suites holds that provider to the same rows).
 #include <gtest/gtest.h>
 
+#include "Choice/VLProviderChoice.h"
 #include "suites/VLStandardSuites.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
-#include "vlvalidate/VLProviderChoice.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ TEST_P(ProtocolParity, EveryCaseEndsAsInProcess) {
   VLRegisterStandardSuites();
   const ParityCheck& check = GetParam();
   const auto choice = VLProviderChoice::parse(std::string("exec:'") + VL_PROVIDER_SIM + "'")
-                        .withSettings(check.row ? check.row->settings : "");
+                          .withSettings(check.row ? check.row->settings : "");
   const auto installed = choice.install();
   // Two at a time, as a CI machine's two cores allow: requests of both cases interleave.
   const auto result = check.row ? VLFaultMatrixCheck::runRow(*check.row, installed.provider, 2)

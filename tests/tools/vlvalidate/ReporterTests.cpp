@@ -13,7 +13,7 @@
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLMarkAnnotator.h"
-#include "vlvalidate/VLReporter.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
 
 namespace {

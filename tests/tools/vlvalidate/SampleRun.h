@@ -9,6 +9,7 @@
 #include "Validations/VLValidationErrors.h"
 #include "vlvalidate/VLBaseline.h"
 #include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLRunSummary.h"
 
 namespace sample {
 

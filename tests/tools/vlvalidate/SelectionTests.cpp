@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <set>
 
+#include "Choice/VLUsageError.h"
 #include "vlvalidate/VLCaseSelection.h"
-#include "vlvalidate/VLUsageError.h"
 
 namespace {
 

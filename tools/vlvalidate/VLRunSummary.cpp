@@ -1,31 +1,12 @@
-#include "vlvalidate/VLRunInfo.h"
-
-#include <cmath>
-#include <ctime>
-
-#include "Core/VLFormat.h"
+#include "vlvalidate/VLRunSummary.h"
 
 namespace {
-
-std::string yesNo(bool value) { return value ? "yes" : "no"; }
 
 std::string plural(size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 }  // namespace
-
-VLProviderProperties VLProviderProperties::of(const VLProvider& provider) {
-  return {provider.alternateRootContainer(), provider.isSyncingProvider(), provider.hasNoWorkingSet(),
-          provider.isEligibleForValidation()};
-}
-
-std::string VLProviderProperties::lines() const {
-  return "  alternateRootContainer  " + alternateRootContainer + "\n" +  //
-         "  syncingProvider         " + yesNo(syncingProvider) + "\n" +  //
-         "  hasNoWorkingSet         " + yesNo(hasNoWorkingSet) + "\n" +  //
-         "  eligibleForValidation   " + yesNo(eligibleForValidation) + "\n";
-}
 
 VLRunSummary VLRunSummary::of(const std::vector<VLCaseRecord>& records, const VLRunOptions& options, size_t plannedRuns,
                               double wallTime, std::optional<VLBaselineComparison> baseline,
@@ -73,21 +54,4 @@ VLRunSummary VLRunSummary::of(const std::vector<VLCaseRecord>& records, const VL
                          std::to_string(summary.inconclusive) + " inconclusive)";
   }
   return summary;
-}
-
-std::string vl_utcTimestamp(std::time_t time) {
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return text;
-}
-
-std::string vl_durationText(double seconds) {
-  if (!std::isfinite(seconds) || seconds < 0) return "?";
-  if (seconds < 0.001) return VLFormat("%.0f µs", seconds * 1e6);
-  if (seconds < 1) return VLFormat("%.0f ms", seconds * 1e3);
-  if (seconds < 60) return VLFormat("%.2f s", seconds);
-  long whole = std::lround(seconds);
-  return VLFormat("%ld min %ld s", whole / 60, whole % 60);
 }

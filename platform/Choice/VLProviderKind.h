@@ -1,0 +1,44 @@
+// VLProviderKind: one kind of provider a front end can be pointed at ("sim", "exec:COMMAND",
+// "unix:PATH"), as one row of a table: the prefix that names it, its help, how to check what
+// follows the prefix, how to bring the provider up, and how to give it the simulated
+// provider's settings. VLProviderChoice reads the table and nothing else, so a new kind is
+// its own file pair and one row in VLProviderKind.cpp.
+//
+// The rows are immutable and live as long as the process; they may be read from any thread.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Choice/VLInstalledProvider.h"
+
+struct VLProviderKind {
+  // One way to write a choice of this kind, for help texts.
+  struct Form {
+    std::string usage;    // "sim:SETTINGS"
+    std::string meaning;  // what it chooses; lines after the first are shown indented under it
+  };
+
+  // What comes before the first ':' of a choice: "sim", "exec", "unix".
+  std::string prefix;
+  // Its forms, in the order help lists them.
+  std::vector<Form> help;
+  // Checks `argument` (what follows "prefix:", "" when nothing does) without starting
+  // anything. Throws VLException saying what is wrong with it.
+  std::function<void(const std::string& argument)> parse;
+  // Brings the provider up and installs its platform as the current one. Throws VLException
+  // saying why when it cannot be started or reached.
+  std::function<VLInstalledProvider(const std::string& argument)> install;
+  // Returns `argument` with the simulated provider's `settings` (non-empty) added, for a kind
+  // that can start a reference provider with settings; empty for a kind that cannot.
+  std::function<std::string(const std::string& argument, const std::string& settings)> addSettings;
+
+  // Returns every kind, in help order.
+  static const std::vector<VLProviderKind>& all();
+  // Returns the kind named `prefix`, or nullptr.
+  static const VLProviderKind* find(const std::string& prefix);
+  // Returns the help of every kind: one line per form ("  sim:SETTINGS   the same with …"),
+  // continuation lines indented under the meaning.
+  static std::string helpText();
+};
