@@ -132,6 +132,9 @@ std::unique_ptr<VLRemoteChildProcess> VLRemoteChildProcess::spawn(const std::str
     throw VLProviderProtocolException(VLProviderProtocolErrorCannotStart,
                                       std::string("cannot start the provider: pipe: ") + std::strerror(errno));
   }
+  // A big pipe lets the provider write a whole page of a big enumeration while the host is
+  // still parsing the previous one (the default holds 64 KB). Best effort: the system may cap it.
+  ::fcntl(output[0], F_SETPIPE_SZ, 1 << 20);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input[0], 0);
