@@ -1,14 +1,10 @@
 #include "Vaultline/VLItemCollection.h"
 
 void VLItemCollection::setDelegate(std::weak_ptr<VLItemCollectionDelegate> delegate) {
-  std::lock_guard lock(mutex_);
-  delegate_ = std::move(delegate);
+  delegate_.set(std::move(delegate));
 }
 
-std::shared_ptr<VLItemCollectionDelegate> VLItemCollection::delegate() const {
-  std::lock_guard lock(mutex_);
-  return delegate_.lock();
-}
+std::shared_ptr<VLItemCollectionDelegate> VLItemCollection::delegate() const { return delegate_.get().lock(); }
 
 void VLItemCollection::setWorkingQueue(std::shared_ptr<VLDispatchQueue> queue) {
   std::lock_guard lock(mutex_);

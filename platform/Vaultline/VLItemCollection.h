@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Dispatch/VLDispatchQueue.h"
+#include "Dispatch/VLGuarded.h"
 #include "Vaultline/VLItem.h"
 #include "Vaultline/VLItemCollectionDelegate.h"
 #include "Vaultline/VLSortDescriptor.h"
@@ -37,7 +38,7 @@ class VLItemCollection : public std::enable_shared_from_this<VLItemCollection> {
   VLItemCollection() = default;
 
  private:
-  mutable std::mutex mutex_;
-  std::weak_ptr<VLItemCollectionDelegate> delegate_;       // guarded by mutex_
+  mutable std::mutex mutex_;  // for workingQueue_, made on first use
+  VLGuarded<std::weak_ptr<VLItemCollectionDelegate>> delegate_;
   mutable std::shared_ptr<VLDispatchQueue> workingQueue_;  // guarded by mutex_; made on first use
 };

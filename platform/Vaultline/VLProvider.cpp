@@ -16,43 +16,23 @@ std::shared_ptr<VLProvider> VLProvider::make(std::string identifier, std::string
 }
 
 std::string VLProvider::alternateRootContainer() const {
-  std::lock_guard lock(mutex_);
-  return alternateRootContainer_.value_or(KsVaultlineRootContainerItemIdentifier);
+  return alternateRootContainer_.get().value_or(KsVaultlineRootContainerItemIdentifier);
 }
 
 void VLProvider::setAlternateRootContainer(std::string identifier) {
-  std::lock_guard lock(mutex_);
-  alternateRootContainer_ = std::move(identifier);
+  alternateRootContainer_.set(std::move(identifier));
 }
 
-bool VLProvider::isSyncingProvider() const {
-  std::lock_guard lock(mutex_);
-  return syncingProvider_.value_or(true);
-}
+bool VLProvider::isSyncingProvider() const { return syncingProvider_.get().value_or(true); }
 
-void VLProvider::setSyncingProvider(bool syncing) {
-  std::lock_guard lock(mutex_);
-  syncingProvider_ = syncing;
-}
+void VLProvider::setSyncingProvider(bool syncing) { syncingProvider_.set(syncing); }
 
-bool VLProvider::isEligibleForValidation() const {
-  std::lock_guard lock(mutex_);
-  return eligibleForValidation_.value_or(false);
-}
+bool VLProvider::isEligibleForValidation() const { return eligibleForValidation_.get().value_or(false); }
 
-void VLProvider::setEligibleForValidation(bool eligible) {
-  std::lock_guard lock(mutex_);
-  eligibleForValidation_ = eligible;
-}
+void VLProvider::setEligibleForValidation(bool eligible) { eligibleForValidation_.set(eligible); }
 
-bool VLProvider::hasNoWorkingSet() const {
-  std::lock_guard lock(mutex_);
-  return hasNoWorkingSet_.value_or(true);
-}
+bool VLProvider::hasNoWorkingSet() const { return hasNoWorkingSet_.get().value_or(true); }
 
-void VLProvider::setHasNoWorkingSet(bool none) {
-  std::lock_guard lock(mutex_);
-  hasNoWorkingSet_ = none;
-}
+void VLProvider::setHasNoWorkingSet(bool none) { hasNoWorkingSet_.set(none); }
 
 std::string VLProvider::description() const { return "<VLProvider " + identifier_ + ">"; }

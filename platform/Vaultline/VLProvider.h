@@ -6,11 +6,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "Core/VLObject.h"
+#include "Dispatch/VLGuarded.h"
 
 class VLProvider : public VLObject {
  public:
@@ -54,9 +54,9 @@ class VLProvider : public VLObject {
   const std::optional<Domain> domain_;
   const std::string providerID_;
 
-  mutable std::mutex mutex_;
-  std::optional<std::string> alternateRootContainer_;  // guarded by mutex_
-  std::optional<bool> syncingProvider_;                // guarded by mutex_
-  std::optional<bool> eligibleForValidation_;          // guarded by mutex_
-  std::optional<bool> hasNoWorkingSet_;                // guarded by mutex_
+  // Set by whoever asks the provider's validation service, read by every case's thread.
+  VLGuarded<std::optional<std::string>> alternateRootContainer_;
+  VLGuarded<std::optional<bool>> syncingProvider_;
+  VLGuarded<std::optional<bool>> eligibleForValidation_;
+  VLGuarded<std::optional<bool>> hasNoWorkingSet_;
 };
