@@ -24,6 +24,7 @@ VLAttemptRecord VLAttemptRecord::of(const VLCaseOutcome& outcome) {
     record.expectations.push_back(VLExpectationRecord::of(*expectation));
   }
   record.marks = outcome.marks;
+  record.trace = outcome.trace;
   return record;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "vlvalidate/VLMarkAnnotator.h"
+#include "Validations/VLMarkAnnotator.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLTimeText.h"
 

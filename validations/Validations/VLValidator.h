@@ -27,6 +27,7 @@
 #include "Dispatch/VLDispatchQueue.h"
 #include "Dispatch/VLDispatchTime.h"
 #include "Validations/VLExpectation.h"
+#include "Validations/VLTraceRecord.h"
 #include "Validations/VLValidationResult.h"
 
 class VLValidationLoggingItemManager;
@@ -37,6 +38,10 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // Called once per settled expectation, on the validation queue, with the expectation and
   // the live table of marks. The table is valid only during the call: copy what you keep.
   using StatusBlock = std::function<void(const std::shared_ptr<VLExpectation>& expectation, const MarkTable& marks)>;
+  // Called once per trace record, on the validation queue, in the order the records happened,
+  // with the live table of marks (valid only during the call). Record texts are as the
+  // library wrote them; VLTraceRecorder marks them with the run's final table.
+  using TraceBlock = std::function<void(const VLTraceRecord& record, const MarkTable& marks)>;
 
   // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
   // an empty mark table and a new logging item manager pointing back at it.
@@ -106,6 +111,26 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // from inside the callback itself.
   void setStatusBlock(StatusBlock block);
   StatusBlock statusBlock();
+  // Sets or returns the trace callback (see TraceBlock); none at creation, and then the
+  // library builds no record at all. Set by a runner before the run. While set, the validator
+  // also listens to the current platform's provider facts and records each as a `provider`
+  // record. After setTraceBlock(nullptr) returns, the callback is not called again. Not to be
+  // called from inside the callback itself.
+  void setTraceBlock(TraceBlock block);
+  TraceBlock traceBlock();
+  // Returns whether a trace callback is set; a cheap test for the pieces that write records.
+  // Safe from any thread.
+  bool isTracing() const { return tracing_.load(std::memory_order_relaxed); }
+  // Stamps `record` with the seconds since startValidation() and hands it to the trace
+  // callback on the validation queue, after every record handed over before it (records
+  // from several threads keep the order in which they were handed over; `t` never goes
+  // back). Does nothing when no callback is set. Safe from any thread, the validation queue
+  // included.
+  void trace(VLTraceRecord record);
+  // Returns a new number, unique within this validator, that pairs two records of one
+  // action or one check. Safe from any thread.
+  uint64_t nextTraceID() { return nextTraceID_.fetch_add(1, std::memory_order_relaxed); }
+
   // Whether suites make their stricter optional checks; false at creation. The validator
   // itself never reads it. Safe from any thread.
   bool strict() const { return strict_.load(); }
@@ -122,6 +147,8 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   VLValidator();
   void recordSettled(const std::string& text, VLValidationResult result);
   void settle(const std::shared_ptr<VLExpectation>& expectation);
+  // Delivers `record` to the trace callback; on the validation queue only.
+  void deliverTrace(VLTraceRecord& record);
 
   const std::shared_ptr<VLDispatchQueue> validationQueue_;
   const std::shared_ptr<VLDispatchGroup> expectationGroup_;
@@ -133,10 +160,15 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   MarkTable markedIdentifiers_;
   uint64_t highestMarkedIdentifier_ = 0;
   StatusBlock statusBlock_;
+  TraceBlock traceBlock_;
+  double lastTraceTime_ = 0;
+  std::shared_ptr<void> providerFactsSubscription_;  // while tracing; ends with the callback
 
   std::atomic<double> startTime_{0};
   std::atomic<double> stopTime_{0};
   std::atomic<VLValidationResult> result_{VLValidationResultNotStarted};
   std::atomic<bool> strict_{false};
   std::atomic<double> defaultTimeout_{5.0};
+  std::atomic<bool> tracing_{false};
+  std::atomic<uint64_t> nextTraceID_{1};
 };

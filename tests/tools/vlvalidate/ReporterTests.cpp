@@ -12,7 +12,7 @@
 #include "SampleRun.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLMarkAnnotator.h"
+#include "Validations/VLMarkAnnotator.h"
 #include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
 

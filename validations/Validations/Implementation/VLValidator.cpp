@@ -6,9 +6,13 @@
 #include "Core/VLLog.h"
 #include "Validations/VLValidationErrors.h"
 #include "Validations/VLValidationLoggingItemManager.h"
+#include "Vaultline/VLPlatform.h"
+#include "Vaultline/VLProviderFacts.h"
 
 namespace {
 double now() { return VLDate::now().timeIntervalSinceReferenceDate(); }
+
+VLValue errorTraceValue(const VLErrorRef& error) { return error ? VLValue(vl_prettyDescription(error)) : VLValue(); }
 }  // namespace
 
 VLValidator::VLValidator()
@@ -47,6 +51,7 @@ std::shared_ptr<VLExpectation> VLValidator::expectationWithText(const std::strin
     expectation->setDescription(text);
     outstandingExpectations_.push_back(expectation);
     expectationGroup_->enter();
+    if (isTracing()) trace(VLTraceRecord(VLTraceKind::Expectation).set("phase", "created").set("description", text));
   });
   return expectation;
 }
@@ -65,6 +70,7 @@ void VLValidator::recordSettled(const std::string& text, VLValidationResult resu
     if (result != VLValidationResultInconclusive) expectation->setResult(result);
     outstandingExpectations_.push_back(expectation);
     expectationGroup_->enter();
+    if (isTracing()) trace(VLTraceRecord(VLTraceKind::Expectation).set("phase", "created").set("description", text));
     fulfillExpectation(expectation);
   });
 }
@@ -81,6 +87,15 @@ void VLValidator::settle(const std::shared_ptr<VLExpectation>& expectation) {
   outstandingExpectations_.erase(found);
   handledExpectations_.push_back(expectation);
   if (statusBlock_) statusBlock_(expectation, markedIdentifiers_);
+  if (traceBlock_) {
+    VLTraceRecord record(VLTraceKind::Expectation);
+    record.set("phase", "settled")
+        .set("description", expectation->description())
+        .set("result", vl_resultName(expectation->result()))
+        .set("comment", expectation->comment())
+        .set("error", errorTraceValue(expectation->error()));
+    trace(std::move(record));
+  }
   expectationGroup_->leave();
 }
 
@@ -130,6 +145,58 @@ VLValidator::StatusBlock VLValidator::statusBlock() {
   StatusBlock block;
   validationQueue_->sync([&] { block = statusBlock_; });
   return block;
+}
+
+void VLValidator::setTraceBlock(TraceBlock block) {
+  std::unique_ptr<VLProviderFacts::Subscription> subscription;
+  auto platform = VLPlatform::currentOrNull();
+  if (block && platform) {
+    if (auto facts = platform->providerFacts()) {
+      std::weak_ptr<VLValidator> weak = weak_from_this();
+      subscription = facts->subscribe([weak](const VLProviderFact& fact) {
+        if (auto validator = weak.lock()) {
+          validator->trace(
+              VLTraceRecord(VLTraceKind::Provider).set("fact", VLProviderFact::kindName(fact.kind)).set("text", fact.text));
+        }
+      });
+    }
+  }
+  std::shared_ptr<void> previous;
+  validationQueue_->sync([&] {
+    tracing_.store(static_cast<bool>(block));
+    traceBlock_ = std::move(block);
+    previous = std::move(providerFactsSubscription_);
+    providerFactsSubscription_ = std::move(subscription);
+  });
+  // Ends the old subscription outside the queue: the hub's lock is never taken on it.
+  previous.reset();
+}
+
+VLValidator::TraceBlock VLValidator::traceBlock() {
+  TraceBlock block;
+  validationQueue_->sync([&] { block = traceBlock_; });
+  return block;
+}
+
+void VLValidator::trace(VLTraceRecord record) {
+  if (!isTracing()) return;
+  const double start = startTime_.load();
+  record.setT(start > 0 ? now() - start : 0);
+  if (validationQueue_->isCurrent()) {
+    deliverTrace(record);
+    return;
+  }
+  auto self = shared_from_this();
+  validationQueue_->async([self, record = std::move(record)]() mutable { self->deliverTrace(record); });
+}
+
+void VLValidator::deliverTrace(VLTraceRecord& record) {
+  if (!traceBlock_) return;
+  // Records handed over from several threads at nearly the same moment keep the order in
+  // which they reached the queue; their times follow that order.
+  if (record.t() < lastTraceTime_) record.setT(lastTraceTime_);
+  lastTraceTime_ = record.t();
+  traceBlock_(record, markedIdentifiers_);
 }
 
 std::string VLValidator::description() const {
