@@ -36,7 +36,7 @@ struct VLAttemptRecord {
   double runtime = 0;                             // seconds
   std::vector<VLExpectationRecord> expectations;  // in handled order
   std::map<std::string, uint64_t> marks;          // identifier or name → mark number
-  std::vector<VLTraceRecord> trace;               // the whole trace, in order, marked
+  std::vector<VLTraceRecord> trace;               // the whole trace, in order, unmarked
 
   // Copies what `outcome` holds.
   static VLAttemptRecord of(const VLCaseOutcome& outcome);

@@ -31,7 +31,7 @@ struct VLCaseOutcome {
   double runtime = 0;  // seconds, from the validator
   std::vector<std::shared_ptr<VLExpectation>> handledExpectations;
   VLValidator::MarkTable marks;  // the validator's marks after the run
-  std::vector<VLTraceRecord> trace;  // every record, marked with `marks`; empty unless recorded
+  std::vector<VLTraceRecord> trace;  // every record, unmarked (see `marks`); empty unless recorded
 };
 
 class VLCaseRunner {

@@ -1,10 +1,11 @@
 // VLTraceRecorder: keeps the whole trace of one run of one case, for a runner's reports.
 //
 // attach() makes it the validator's trace callback before the run; finish() after the
-// run's completion stops the recording and returns every record in order, its identifiers
-// and names marked with the validator's final table of marks (the table the console marks
-// expectations with), so one item carries one mark from its first event on. The records
-// belong to the validator's queue until finish() returns. Made by make(); one run each.
+// run's completion stops the recording and returns every record in order. The texts are
+// kept as written and marked when shown (VLTraceRecord::withMarks with the validator's
+// final table, the one the console marks expectations with), so that one item carries one
+// mark from its first event on and a run pays for marking only what a report prints. The
+// records are written under the validator's trace lock until finish() returns. Made by make(); one run each.
 #pragma once
 
 #include <memory>
@@ -22,7 +23,7 @@ class VLTraceRecorder : public std::enable_shared_from_this<VLTraceRecorder> {
   // VLException without a validator.
   void attach(const std::shared_ptr<VLValidator>& validator);
   // Removes the callback from `validator` (records that come later are not kept) and returns
-  // the records kept, marked with the validator's marks as they stand now.
+  // the records kept, in order.
   std::vector<VLTraceRecord> finish(const std::shared_ptr<VLValidator>& validator);
 
   VLTraceRecorder(const VLTraceRecorder&) = delete;
@@ -31,5 +32,5 @@ class VLTraceRecorder : public std::enable_shared_from_this<VLTraceRecorder> {
  private:
   VLTraceRecorder() = default;
 
-  std::vector<VLTraceRecord> records_;  // owned by the validator's queue while attached
+  std::vector<VLTraceRecord> records_;  // written by the trace callback until finish()
 };

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -38,10 +39,12 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // Called once per settled expectation, on the validation queue, with the expectation and
   // the live table of marks. The table is valid only during the call: copy what you keep.
   using StatusBlock = std::function<void(const std::shared_ptr<VLExpectation>& expectation, const MarkTable& marks)>;
-  // Called once per trace record, on the validation queue, in the order the records happened,
-  // with the live table of marks (valid only during the call). Record texts are as the
-  // library wrote them; VLTraceRecorder marks them with the run's final table.
-  using TraceBlock = std::function<void(const VLTraceRecord& record, const MarkTable& marks)>;
+  // Called once per trace record, on the thread where the record happened (a stream's queue,
+  // a service thread, the case's thread, the validation queue), one call at a time, in the
+  // order the records happened. A small lock makes the calls one at a time: the callback
+  // must be short and must not call the validator. Record texts are as the library wrote
+  // them; VLTraceRecord::withMarks() marks them (reports use the run's final table of marks).
+  using TraceBlock = std::function<void(const VLTraceRecord& record)>;
 
   // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
   // an empty mark table and a new logging item manager pointing back at it.
@@ -122,10 +125,8 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // Safe from any thread.
   bool isTracing() const { return tracing_.load(std::memory_order_relaxed); }
   // Stamps `record` with the seconds since startValidation() and hands it to the trace
-  // callback on the validation queue, after every record handed over before it (records
-  // from several threads keep the order in which they were handed over; `t` never goes
-  // back). Does nothing when no callback is set. Safe from any thread, the validation queue
-  // included.
+  // callback at once, after every record handed over before it (`t` never goes back). Does
+  // nothing when no callback is set. Safe from any thread, the validation queue included.
   void trace(VLTraceRecord record);
   // Returns a new number, unique within this validator, that pairs two records of one
   // action or one check. Safe from any thread.
@@ -147,8 +148,6 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   VLValidator();
   void recordSettled(const std::string& text, VLValidationResult result);
   void settle(const std::shared_ptr<VLExpectation>& expectation);
-  // Delivers `record` to the trace callback; on the validation queue only.
-  void deliverTrace(VLTraceRecord& record);
 
   const std::shared_ptr<VLDispatchQueue> validationQueue_;
   const std::shared_ptr<VLDispatchGroup> expectationGroup_;
@@ -160,15 +159,17 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   MarkTable markedIdentifiers_;
   uint64_t highestMarkedIdentifier_ = 0;
   StatusBlock statusBlock_;
-  TraceBlock traceBlock_;
-  double lastTraceTime_ = 0;
-  std::shared_ptr<void> providerFactsSubscription_;  // while tracing; ends with the callback
 
   std::atomic<double> startTime_{0};
   std::atomic<double> stopTime_{0};
   std::atomic<VLValidationResult> result_{VLValidationResultNotStarted};
   std::atomic<bool> strict_{false};
   std::atomic<double> defaultTimeout_{5.0};
+  // The trace callback is called from many threads; a queue hop per record would cost a
+  // thread wake-up each, so one small lock serialises the calls instead.
+  std::mutex traceMutex_;
+  TraceBlock traceBlock_;                            // guarded by traceMutex_
+  std::shared_ptr<void> providerFactsSubscription_;  // guarded by traceMutex_; while tracing
   std::atomic<bool> tracing_{false};
   std::atomic<uint64_t> nextTraceID_{1};
 };

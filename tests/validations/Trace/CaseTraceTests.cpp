@@ -45,7 +45,8 @@ TracedRun runTraced(const std::string& settings, const std::string& shortID, dou
   run.result = validator->result();
   run.handled = validator->handledExpectations();
   run.marks = validator->markedIdentifiers();
-  run.trace = recorder->finish(validator);
+  const VLMarkAnnotator annotator(run.marks);
+  for (const auto& record : recorder->finish(validator)) run.trace.push_back(record.withMarks(annotator));
   return run;
 }
 

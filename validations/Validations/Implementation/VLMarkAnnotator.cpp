@@ -16,6 +16,7 @@ VLMarkAnnotator::VLMarkAnnotator(const std::map<std::string, uint64_t>& marks) {
   }
   std::stable_sort(marks_.begin(), marks_.end(),
                    [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+  for (uint32_t i = 0; i < marks_.size(); ++i) byFirstByte_[static_cast<unsigned char>(marks_[i].first[0])].push_back(i);
 }
 
 std::string VLMarkAnnotator::annotate(const std::string& text, const Paint& paint) const {
@@ -25,7 +26,8 @@ std::string VLMarkAnnotator::annotate(const std::string& text, const Paint& pain
     const bool startsWord = at == 0 || !continuesMarkedName(text[at - 1]) || !continuesMarkedName(text[at]);
     const std::pair<std::string, uint64_t>* found = nullptr;
     if (startsWord) {
-      for (const auto& mark : marks_) {
+      for (uint32_t index : byFirstByte_[static_cast<unsigned char>(text[at])]) {
+        const auto& mark = marks_[index];
         const std::string& name = mark.first;
         size_t end = at + name.size();
         if (text.compare(at, name.size(), name) != 0) continue;

@@ -87,7 +87,7 @@ void VLValidator::settle(const std::shared_ptr<VLExpectation>& expectation) {
   outstandingExpectations_.erase(found);
   handledExpectations_.push_back(expectation);
   if (statusBlock_) statusBlock_(expectation, markedIdentifiers_);
-  if (traceBlock_) {
+  if (isTracing()) {
     VLTraceRecord record(VLTraceKind::Expectation);
     record.set("phase", "settled")
         .set("description", expectation->description())
@@ -162,41 +162,29 @@ void VLValidator::setTraceBlock(TraceBlock block) {
     }
   }
   std::shared_ptr<void> previous;
-  validationQueue_->sync([&] {
+  {
+    std::lock_guard lock(traceMutex_);
     tracing_.store(static_cast<bool>(block));
     traceBlock_ = std::move(block);
     previous = std::move(providerFactsSubscription_);
     providerFactsSubscription_ = std::move(subscription);
-  });
-  // Ends the old subscription outside the queue: the hub's lock is never taken on it.
+  }
+  // Ends the old subscription outside the lock: a fact being published may be waiting for it.
   previous.reset();
 }
 
 VLValidator::TraceBlock VLValidator::traceBlock() {
-  TraceBlock block;
-  validationQueue_->sync([&] { block = traceBlock_; });
-  return block;
+  std::lock_guard lock(traceMutex_);
+  return traceBlock_;
 }
 
 void VLValidator::trace(VLTraceRecord record) {
   if (!isTracing()) return;
-  const double start = startTime_.load();
-  record.setT(start > 0 ? now() - start : 0);
-  if (validationQueue_->isCurrent()) {
-    deliverTrace(record);
-    return;
-  }
-  auto self = shared_from_this();
-  validationQueue_->async([self, record = std::move(record)]() mutable { self->deliverTrace(record); });
-}
-
-void VLValidator::deliverTrace(VLTraceRecord& record) {
+  std::lock_guard lock(traceMutex_);
   if (!traceBlock_) return;
-  // Records handed over from several threads at nearly the same moment keep the order in
-  // which they reached the queue; their times follow that order.
-  if (record.t() < lastTraceTime_) record.setT(lastTraceTime_);
-  lastTraceTime_ = record.t();
-  traceBlock_(record, markedIdentifiers_);
+  const double start = startTime_.load();
+  record.setT(start > 0 ? std::max(0.0, now() - start) : 0);
+  traceBlock_(record);
 }
 
 std::string VLValidator::description() const {
