@@ -21,5 +21,6 @@
 #include "Validations/VLValidator.h"
 #include "Validations/VLTraceRecord.h"
 #include "Validations/VLTraceRecorder.h"
+#include "Validations/VLTraceExcerpt.h"
 #include "Validations/VLMarkAnnotator.h"
 #include "Vaultline/Vaultline.h"

@@ -121,31 +121,25 @@ void expectWellFormed(const TracedRun& run) {
   for (size_t i = 0; i < settled.size(); ++i) EXPECT_EQ(settled[i], annotator.annotate(run.handled[i]->description()));
 }
 
-// The records of the first check that ended with `outcome`, and the events its stream
-// showed while it waited (from its stream's front on, until it ended).
+// The first check that ended with `outcome`, its start, and the events it saw.
 struct CheckStory {
   const VLTraceRecord* began = nullptr;
   const VLTraceRecord* ended = nullptr;
-  std::vector<const VLTraceRecord*> events;
+  VLTraceExcerpt::Seen seen;
 };
 
 CheckStory storyOfCheck(const std::vector<VLTraceRecord>& trace, const std::string& outcome) {
   CheckStory story;
   for (size_t i = 0; i < trace.size() && !story.ended; ++i) {
-    if (trace[i].kind() == VLTraceKind::Check && trace[i].text("outcome") == outcome) story.ended = &trace[i];
+    if (trace[i].kind() == VLTraceKind::Check && trace[i].text("outcome") == outcome) {
+      story.ended = &trace[i];
+      story.seen = VLTraceExcerpt::eventsSeenByCheck(trace, i, 1000);
+    }
   }
-  if (!story.ended) return story;
-  const uint64_t id = story.ended->value("id").unsignedValue();
   for (const auto& record : trace) {
-    if (record.kind() == VLTraceKind::Check && record.value("id").unsignedValue() == id) story.began = &record;
-    if (story.began) break;
-  }
-  // The check saw what its stream held from its front on, and what came until it ended.
-  for (const auto& record : trace) {
-    if (&record == story.ended) break;
-    if (record.kind() == VLTraceKind::Event && record.value("streamID") == story.ended->value("streamID") &&
-        record.value("position").unsignedValue() >= story.began->value("from").unsignedValue()) {
-      story.events.push_back(&record);
+    if (story.ended && !story.began && record.kind() == VLTraceKind::Check &&
+        record.value("id") == story.ended->value("id")) {
+      story.began = &record;
     }
   }
   return story;
@@ -184,7 +178,7 @@ TEST_P(CaseTrace, TellsWhatTheProviderDid) {
 
   if (row.sawWords) {
     bool saw = false;
-    for (const auto* event : story.events) saw = saw || event->text("item").find(row.sawWords) != std::string::npos;
+    for (const auto* event : story.seen.events) saw = saw || event->text("item").find(row.sawWords) != std::string::npos;
     EXPECT_TRUE(saw) << "the check's stream showed no event with " << row.sawWords;
   }
   if (*row.actionError) {
@@ -257,5 +251,56 @@ INSTANTIATE_TEST_SUITE_P(Quirks, CaseTrace, testing::ValuesIn(kTraceRows), [](co
   for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
   return name;
 });
+
+// A fact the platform publishes while a validator traces becomes a `provider` record; once
+// the recorder has finished, nothing more reaches it.
+TEST(CaseTraceProviderFacts, BecomeProviderRecordsWhileTracing) {
+  auto service = VLSimulatedProviderService::make("");
+  service->install();
+  auto facts = VLPlatform::current()->providerFacts();
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts, VLPlatform::current()->providerFacts());
+
+  auto validator = VLValidator::make();
+  facts->publish(VLProviderFact::Kind::StandardError, "before tracing");
+  auto recorder = VLTraceRecorder::make();
+  recorder->attach(validator);
+  validator->startValidation();
+  facts->publish(VLProviderFact::Kind::ProtocolFault,
+                 "result.items[0].documentSize: expected an integer, got \"22\"");
+  facts->publish(VLProviderFact::Kind::StandardError, "provider: disk full");
+  facts->publish(VLProviderFact::Kind::ProviderGone, "exited with status 3");
+  auto trace = recorder->finish(validator);
+  facts->publish(VLProviderFact::Kind::StandardError, "after tracing");
+
+  ASSERT_EQ(trace.size(), 3u) << dump(trace);
+  const char* kinds[] = {"protocol-fault", "stderr", "gone"};
+  for (size_t i = 0; i < trace.size(); ++i) {
+    EXPECT_EQ(trace[i].kind(), VLTraceKind::Provider);
+    EXPECT_EQ(trace[i].text("fact"), kinds[i]);
+  }
+  EXPECT_EQ(trace[0].text("text"), "result.items[0].documentSize: expected an integer, got \"22\"");
+  EXPECT_NE(trace[2].line().find("provider    gone: exited with status 3"), std::string::npos) << trace[2].line();
+}
+
+// The bound of a trace in a report: whole up to first + last records, else both ends and
+// the count between them.
+TEST(CaseTraceBound, KeepsBothEndsAndCountsWhatItLeavesOut) {
+  struct Row {
+    size_t size, first, last;
+    size_t head, tail, omitted;
+  };
+  const Row rows[] = {{0, 2, 3, 0, 0, 0}, {5, 2, 3, 5, 0, 0}, {6, 2, 3, 2, 3, 1}, {100, 0, 3, 0, 3, 97}, {4, 0, 0, 0, 0, 4}};
+  for (const Row& row : rows) {
+    std::vector<VLTraceRecord> trace;
+    for (size_t i = 0; i < row.size; ++i) trace.push_back(VLTraceRecord(VLTraceKind::Event).set("position", i));
+    auto bounded = VLTraceExcerpt::bound(trace, row.first, row.last);
+    SCOPED_TRACE(testing::Message() << row.size << " records, " << row.first << "+" << row.last);
+    EXPECT_EQ(bounded.head.size(), row.head);
+    EXPECT_EQ(bounded.tail.size(), row.tail);
+    EXPECT_EQ(bounded.omitted, row.omitted);
+    if (!bounded.tail.empty()) EXPECT_EQ(bounded.tail.back().value("position").unsignedValue(), row.size - 1);
+  }
+}
 
 }  // namespace case_trace_tests
