@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "Remote/VLRemoteCodec.h"
 #include "Validations/VLMarkAnnotator.h"
 #include "Validations/VLTraceExcerpt.h"
 
@@ -15,21 +16,10 @@ json errorJson(const std::optional<VLErrorRecord>& error) {
   return {{"domain", error->domain}, {"code", error->code}, {"description", error->description}};
 }
 
-json traceValueJson(const VLValue& value) {
-  switch (value.kind()) {
-    case VLValue::Kind::None: return nullptr;
-    case VLValue::Kind::Bool: return value.boolValue();
-    case VLValue::Kind::Integer: return value.integerValue();
-    case VLValue::Kind::Unsigned: return value.unsignedValue();
-    case VLValue::Kind::Double: return value.doubleValue();
-    case VLValue::Kind::String: return *value.string();
-    default: return value.description();
-  }
-}
-
 json traceRecordJson(const VLTraceRecord& record) {
   json object = {{"t", record.t()}, {"kind", record.kindName()}};
-  for (const auto& [key, value] : record.fields()) object[key] = traceValueJson(value);
+  // Trace values are none, booleans, numbers and strings, encoded as the protocol encodes them.
+  for (const auto& [key, value] : record.fields()) object[key] = json(VLRemoteCodec::encodeValue(value));
   return object;
 }
 

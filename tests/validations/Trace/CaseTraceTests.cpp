@@ -299,7 +299,9 @@ TEST(CaseTraceBound, KeepsBothEndsAndCountsWhatItLeavesOut) {
     EXPECT_EQ(bounded.head.size(), row.head);
     EXPECT_EQ(bounded.tail.size(), row.tail);
     EXPECT_EQ(bounded.omitted, row.omitted);
-    if (!bounded.tail.empty()) EXPECT_EQ(bounded.tail.back().value("position").unsignedValue(), row.size - 1);
+    if (!bounded.tail.empty()) {
+      EXPECT_EQ(bounded.tail.back().value("position").unsignedValue(), row.size - 1);
+    }
   }
 }
 
