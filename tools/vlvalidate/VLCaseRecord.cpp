@@ -28,6 +28,13 @@ VLAttemptRecord VLAttemptRecord::of(const VLCaseOutcome& outcome) {
   return record;
 }
 
+VLAttemptRecord VLAttemptRecord::of(VLCaseOutcome&& outcome) {
+  std::vector<VLTraceRecord> trace = std::move(outcome.trace);
+  VLAttemptRecord record = of(outcome);
+  record.trace = std::move(trace);
+  return record;
+}
+
 VLCaseRecord VLCaseRecord::describing(const VLValidationCase& validationCase) {
   VLCaseRecord record;
   record.shortID = vl_caseShortID(validationCase);

@@ -40,6 +40,8 @@ struct VLAttemptRecord {
 
   // Copies what `outcome` holds.
   static VLAttemptRecord of(const VLCaseOutcome& outcome);
+  // Takes what `outcome` holds, its trace without copying it.
+  static VLAttemptRecord of(VLCaseOutcome&& outcome);
 };
 
 // One planned run of one case: its names and every attempt, the last one deciding.

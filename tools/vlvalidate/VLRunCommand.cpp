@@ -75,7 +75,7 @@ PlanOutcome runPlan(const VLCaseCatalog& catalog, const std::vector<VLPlannedRun
       },
       [&](size_t index, std::vector<VLCaseOutcome> attempts) {
         VLCaseRecord record = namesOf(index);
-        for (const auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(attempt));
+        for (auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(std::move(attempt)));
         for (auto& reporter : reporters) reporter->caseFinished(record);
         outcome.records.push_back(std::move(record));
       });

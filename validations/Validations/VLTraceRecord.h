@@ -48,11 +48,14 @@ class VLTraceRecord {
   const Fields& fields() const { return fields_; }
   // Returns the value of `key`, none when absent.
   const VLValue& value(const std::string& key) const;
-  // Returns the string value of `key`, "" when absent or not a string.
+  // Returns the text of `key`: a string as it is, an item as its one-line description
+  // (events and checks keep the item itself and describe it only when read: most records
+  // are never shown); "" when absent or of another kind.
   std::string text(const std::string& key) const;
 
-  // Returns a copy whose texts carry " [mark]" after every marked identifier and name. The
-  // words of the record (phase, type, result, outcome, fact) are left alone.
+  // Returns a copy whose texts carry " [mark]" after every marked identifier and name, with
+  // items turned into their descriptions. The words of the record (phase, type, result,
+  // outcome, fact) are left alone.
   VLTraceRecord withMarks(const VLMarkAnnotator& annotator) const;
   // Returns the record on one line for people, e.g.
   // "   0.012 event       events for item-3 [0] @4 insert Validation-Foo [1] id:item-9 [1] 📱".

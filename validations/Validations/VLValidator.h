@@ -44,7 +44,7 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // order the records happened. A small lock makes the calls one at a time: the callback
   // must be short and must not call the validator. Record texts are as the library wrote
   // them; VLTraceRecord::withMarks() marks them (reports use the run's final table of marks).
-  using TraceBlock = std::function<void(const VLTraceRecord& record)>;
+  using TraceBlock = std::function<void(VLTraceRecord record)>;
 
   // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
   // an empty mark table and a new logging item manager pointing back at it.

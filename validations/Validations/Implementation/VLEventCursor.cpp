@@ -21,10 +21,11 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
 VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout) {
   if (!expected) throw VLException("VLEventCursor::check: no expected event given");
   timeout = vl_timeoutOrZero(timeout);
-  auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", expected->eventDescription(),
-                                                            stream_->streamDescription());
+  const std::string waitingFor = expected->eventDescription();
+  const std::string streamName = stream_->streamDescription();
+  auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", waitingFor, streamName);
   std::optional<VLTraceRecord> ended;
-  if (validator_->isTracing()) ended = traceCheckBegins(*expected, timeout);
+  if (validator_->isTracing()) ended = traceCheckBegins(waitingFor, streamName, timeout);
   uint64_t timestamp = 0;
   VLEventRef match = stream_->checkForMatchingEventWithTimeout(
       timeout, &timestamp, [expected](const VLEventRef& event) { return expected->matchesEvent(event); });
@@ -39,7 +40,7 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
     const double began = ended->value("waited").doubleValue();
     ended->set("outcome", match ? "matched" : expected->closestMatch() ? "near-miss" : "timed-out")
         .set("position", match ? VLValue(timestamp) : VLValue())
-        .set("match", match && match->item() ? VLValue(vl_prettyDescription(match->item())) : VLValue())
+        .set("match", match ? VLValue(match->item()) : VLValue())
         .set("reason", match ? VLValue() : VLValue(reason))
         .set("waited", VLDate::now().timeIntervalSinceReferenceDate() - began);
     validator_->trace(std::move(*ended));
@@ -57,11 +58,10 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   return match;
 }
 
-VLTraceRecord VLEventCursor::traceCheckBegins(const VLExpectedEvent& expected, double timeout) {
+VLTraceRecord VLEventCursor::traceCheckBegins(const std::string& waitingFor, const std::string& stream,
+                                              double timeout) {
   const uint64_t id = validator_->nextTraceID();
-  const std::string stream = stream_->streamDescription();
   const uint64_t streamID = stream_->traceID();
-  const std::string waitingFor = expected.eventDescription();
   validator_->trace(VLTraceRecord(VLTraceKind::Check)
                         .set("phase", "began")
                         .set("id", id)

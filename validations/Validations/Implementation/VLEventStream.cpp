@@ -6,7 +6,6 @@
 #include "Core/VLException.h"
 #include "Core/VLLog.h"
 #include "Dispatch/VLSemaphore.h"
-#include "Validations/VLItemDescription.h"
 
 namespace {
 // What an index lookup reports for an event that is not there.
@@ -49,7 +48,7 @@ void VLEventStream::addEvent(const VLEventRef& event) {
           .set("stream", streamDescription_)
           .set("position", droppedEventCount_ + events_.size())
           .set("type", event->type())
-          .set("item", event->item() ? VLValue(vl_prettyDescription(event->item())) : VLValue());
+          .set("item", VLValue(event->item()));
       traceSink_(std::move(record));
     }
     events_.push_back(event);

@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "Core/VLFormat.h"
+#include "Validations/VLItemDescription.h"
 #include "Validations/VLMarkAnnotator.h"
+#include "Vaultline/VLItem.h"
 
 namespace {
 
@@ -67,13 +69,16 @@ const VLValue& VLTraceRecord::value(const std::string& key) const {
 }
 
 std::string VLTraceRecord::text(const std::string& key) const {
-  const std::string* found = value(key).string();
-  return found ? *found : std::string();
+  const VLValue& found = value(key);
+  if (const std::string* text = found.string()) return *text;
+  if (auto item = found.objectAs<VLItem>()) return vl_prettyDescription(item);
+  return std::string();
 }
 
 VLTraceRecord VLTraceRecord::withMarks(const VLMarkAnnotator& annotator) const {
   VLTraceRecord marked = *this;
   for (auto& [key, value] : marked.fields_) {
+    if (value.kind() == VLValue::Kind::Object) value = marked.text(key);
     if (const std::string* text = value.string(); text && !isTraceWord(key)) value = annotator.annotate(*text);
   }
   return marked;

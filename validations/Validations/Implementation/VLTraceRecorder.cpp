@@ -10,8 +10,8 @@ void VLTraceRecorder::attach(const std::shared_ptr<VLValidator>& validator) {
   if (!validator) throw VLException("VLTraceRecorder::attach: no validator given");
   // The validator holds the callback, the callback holds the recorder: no cycle.
   auto self = shared_from_this();
-  validator->setTraceBlock([self](const VLTraceRecord& record) {
-    self->records_.push_back(record);
+  validator->setTraceBlock([self](VLTraceRecord record) {
+    self->records_.push_back(std::move(record));
   });
 }
 

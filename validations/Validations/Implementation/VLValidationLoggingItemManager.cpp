@@ -27,10 +27,11 @@ void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActi
   if (!action) throw VLException("VLValidationLoggingItemManager::scheduleAction: no action given");
   bool expectedToFail = action->expectedToFail();
   if (auto validator = this->validator()) {
-    auto expectation = validator->expectationWithDescription("Performing %@", vl_prettyDescription(action));
+    const std::string description = vl_prettyDescription(action);
+    auto expectation = validator->expectationWithDescription("Performing %@", description);
     auto previous = action->actionCompletionBlock();
     std::function<void(VLErrorRef)> traceFinish;
-    if (validator->isTracing()) traceFinish = traceAction(validator, action, expectedToFail);
+    if (validator->isTracing()) traceFinish = traceAction(validator, description, expectedToFail);
     action->setActionCompletionBlock([expectation, expectedToFail, previous, traceFinish](VLErrorRef error) {
       if (traceFinish) traceFinish(error);
       if (!expectedToFail && error) {
@@ -47,10 +48,8 @@ void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActi
 }
 
 std::function<void(VLErrorRef error)> VLValidationLoggingItemManager::traceAction(
-    const std::shared_ptr<VLValidator>& validator, const std::shared_ptr<VLActionOperation>& action,
-    bool expectedToFail) {
+    const std::shared_ptr<VLValidator>& validator, const std::string& description, bool expectedToFail) {
   const uint64_t id = validator->nextTraceID();
-  const std::string description = vl_prettyDescription(action);
   validator->trace(VLTraceRecord(VLTraceKind::Action)
                        .set("phase", "scheduled")
                        .set("id", id)

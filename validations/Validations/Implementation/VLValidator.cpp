@@ -184,7 +184,7 @@ void VLValidator::trace(VLTraceRecord record) {
   if (!traceBlock_) return;
   const double start = startTime_.load();
   record.setT(start > 0 ? std::max(0.0, now() - start) : 0);
-  traceBlock_(record);
+  traceBlock_(std::move(record));
 }
 
 std::string VLValidator::description() const {
