@@ -130,7 +130,7 @@ std::vector<VLCaseRecord> handBuiltRecords() {
     record.suite = i % 2 ? "VLContainerValidation" : "VLAttributeValidation";
     record.selector = "validateCase:variant:";
     record.order = i;
-    VLAttemptRecord attempt{i % 4 ? VLValidationResultPassed : VLValidationResultFailed, 0.01, {}, {}};
+    VLAttemptRecord attempt{i % 4 ? VLValidationResultPassed : VLValidationResultFailed, 0.01, {}, {}, {}};
     for (int e = 0; e < 12; ++e) {
       attempt.expectations.push_back({"Expecting child item count of item-" + std::to_string(e) + " to be 1",
                                       e == 11 ? attempt.verdict : VLValidationResultPassed, "Child item count is 2",

@@ -11,6 +11,7 @@
 
 #include "Core/VLException.h"
 #include "Vaultline/VLConstants.h"
+#include "Vaultline/VLProviderFacts.h"
 
 namespace {
 // Never destroyed: other threads may still ask for the platform while the process exits.
@@ -96,6 +97,12 @@ bool VLPlatform::startAccessingSecurityScopedResource(const VLURL&) { return tru
 void VLPlatform::stopAccessingSecurityScopedResource(const VLURL&) {}
 
 bool VLPlatform::deviceBooleanProperty(const std::string&) const { return false; }
+
+std::shared_ptr<VLProviderFacts> VLPlatform::providerFacts() {
+  // Never destroyed, like the platform slot: a subscription may end while the process exits.
+  static auto& silent = *new std::shared_ptr<VLProviderFacts>(VLProviderFacts::make());
+  return silent;
+}
 
 VLURL VLPlatform::temporaryDirectory() const {
   static const VLURL& directory = *[] {

@@ -17,6 +17,7 @@
 #include "Core/VLURL.h"
 
 class VLItemManager;
+class VLProviderFacts;
 class VLTypeDatabase;
 class VLVaultlineService;
 
@@ -76,6 +77,11 @@ class VLPlatform {
   // Returns the process's temporary directory: created on first use, removed with everything in
   // it when the process exits normally (by the process that made it, never by a forked child).
   virtual VLURL temporaryDirectory() const;
+  // Returns the hub where this platform publishes facts about the provider itself (protocol
+  // faults, its standard error, its end; see VLProviderFacts), for validators that trace.
+  // Default: one process-wide hub that nothing publishes into. A platform that has such
+  // facts returns a hub of its own, the same one every time.
+  virtual std::shared_ptr<VLProviderFacts> providerFacts();
   // Called once this platform is no longer the current one (another was installed, it was
   // uninstalled, or the process is exiting), on the thread that replaced it. A platform with
   // threads of its own stops them here. Default: nothing.

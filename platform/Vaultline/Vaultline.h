@@ -41,6 +41,7 @@
 #include "Vaultline/VLMoveOperation.h"
 #include "Vaultline/VLPlatform.h"
 #include "Vaultline/VLProvider.h"
+#include "Vaultline/VLProviderFacts.h"
 #include "Vaultline/VLRemoteObjectProxy.h"
 #include "Vaultline/VLRenameOperation.h"
 #include "Vaultline/VLServiceConnection.h"

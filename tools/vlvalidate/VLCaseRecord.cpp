@@ -24,6 +24,14 @@ VLAttemptRecord VLAttemptRecord::of(const VLCaseOutcome& outcome) {
     record.expectations.push_back(VLExpectationRecord::of(*expectation));
   }
   record.marks = outcome.marks;
+  record.trace = outcome.trace;
+  return record;
+}
+
+VLAttemptRecord VLAttemptRecord::of(VLCaseOutcome&& outcome) {
+  std::vector<VLTraceRecord> trace = std::move(outcome.trace);
+  VLAttemptRecord record = of(outcome);
+  record.trace = std::move(trace);
   return record;
 }
 

@@ -36,9 +36,12 @@ struct VLAttemptRecord {
   double runtime = 0;                             // seconds
   std::vector<VLExpectationRecord> expectations;  // in handled order
   std::map<std::string, uint64_t> marks;          // identifier or name → mark number
+  std::vector<VLTraceRecord> trace;               // the whole trace, in order, unmarked
 
   // Copies what `outcome` holds.
   static VLAttemptRecord of(const VLCaseOutcome& outcome);
+  // Takes what `outcome` holds, its trace without copying it.
+  static VLAttemptRecord of(VLCaseOutcome&& outcome);
 };
 
 // One planned run of one case: its names and every attempt, the last one deciding.

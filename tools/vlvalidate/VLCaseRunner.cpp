@@ -11,6 +11,8 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
   validator->setStrict(options.strict);
   validator->setDefaultTimeout(options.defaultTimeout);
   if (options.statusBlock) validator->setStatusBlock(options.statusBlock);
+  auto recorder = options.recordTrace ? VLTraceRecorder::make() : nullptr;
+  if (recorder) recorder->attach(validator);
   auto done = VLSemaphore::make(0);
   validationCase->performWithValidator(validator, [done] { done->signal(); });
   done->wait();
@@ -22,6 +24,7 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
   outcome.runtime = validator->runtime();
   outcome.handledExpectations = validator->handledExpectations();
   outcome.marks = validator->markedIdentifiers();
+  if (recorder) outcome.trace = recorder->finish(validator);
   return outcome;
 }
 

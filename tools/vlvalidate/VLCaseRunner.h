@@ -19,6 +19,8 @@ struct VLCaseRunOptions {
   double defaultTimeout = 5.0;  // the validator's default time-out, seconds
   // Called on the validator's queue for every settled expectation (see VLValidator).
   VLValidator::StatusBlock statusBlock;
+  // Whether the case's trace is recorded (VLCaseOutcome::trace).
+  bool recordTrace = true;
 };
 
 // What one run of one case produced.
@@ -29,6 +31,7 @@ struct VLCaseOutcome {
   double runtime = 0;  // seconds, from the validator
   std::vector<std::shared_ptr<VLExpectation>> handledExpectations;
   VLValidator::MarkTable marks;  // the validator's marks after the run
+  std::vector<VLTraceRecord> trace;  // every record, unmarked (see `marks`); empty unless recorded
 };
 
 class VLCaseRunner {

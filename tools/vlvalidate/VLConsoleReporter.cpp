@@ -1,8 +1,10 @@
 #include "vlvalidate/VLConsoleReporter.h"
 
 #include <algorithm>
+#include <map>
 
-#include "vlvalidate/VLMarkAnnotator.h"
+#include "Validations/VLMarkAnnotator.h"
+#include "Validations/VLTraceExcerpt.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLTimeText.h"
 
@@ -10,6 +12,8 @@ namespace {
 
 const char* const kMarkColours[] = {"36", "35", "34", "33", "96", "95", "94", "93"};
 constexpr size_t kWordWidth = 13;  // "INCONCLUSIVE" and a space
+constexpr size_t kEventsUnderACheck = 8;
+constexpr size_t kProviderFactsShown = 8;
 
 std::string padded(const std::string& word, size_t width) {
   return word.size() >= width ? word + " " : word + std::string(width - word.size(), ' ');
@@ -121,6 +125,7 @@ std::string VLConsoleReporter::attemptDetails(const VLAttemptRecord& attempt) co
   const std::string indent = "    " + std::string(kWordWidth, ' ');
   std::string text;
   bool anyShown = false;
+  std::map<std::string, size_t> checksShown;  // expectation text → how many of its failed checks were shown
   for (const auto& expectation : attempt.expectations) {
     if (!verbose_ && expectation.result == VLValidationResultPassed) continue;
     anyShown = true;
@@ -134,9 +139,61 @@ std::string VLConsoleReporter::attemptDetails(const VLAttemptRecord& attempt) co
       if (!error->description.empty() && error->description != comment) line += ": " + error->description;
       text += indent + hanging(show(line), indent) + "\n";
     }
+    if (expectation.result != VLValidationResultPassed) {
+      const auto checks = VLTraceExcerpt::failedChecksFor(attempt.trace, expectation.description);
+      size_t& shown = checksShown[expectation.description];
+      if (shown < checks.size()) text += checkExcerpt(attempt, checks[shown++], indent);
+    }
   }
   if (!anyShown && attempt.verdict != VLValidationResultPassed) {
     text += indent + "(no settled expectation shows why; the verdict counts expectations settled too late)\n";
+  }
+  if (attempt.verdict != VLValidationResultPassed) text += providerFacts(attempt, indent);
+  if (info_.options.trace && attempt.verdict != VLValidationResultPassed) {
+    text += "    trace (" + std::to_string(attempt.trace.size()) + " records):\n";
+    for (const auto& record : attempt.trace) text += "    " + show(record.line()) + "\n";
+  }
+  return text;
+}
+
+std::string VLConsoleReporter::checkExcerpt(const VLAttemptRecord& attempt, size_t ended,
+                                            const std::string& indent) const {
+  const VLMarkAnnotator annotator(attempt.marks);
+  auto show = [&](const std::string& text) {
+    return annotator.annotate(VLTerminal::printable(text), [this](const std::string& piece, uint64_t mark) {
+      return terminal_->paint(piece, kMarkColours[mark % std::size(kMarkColours)]);
+    });
+  };
+  const VLTraceRecord& end = attempt.trace[ended];
+  const auto seen = VLTraceExcerpt::eventsSeenByCheck(attempt.trace, ended, kEventsUnderACheck);
+  const size_t total = seen.events.size() + seen.earlier;
+  std::string text = indent + terminal_->paint("while it waited", "2") + ", " + show(end.text("stream")) +
+                     (total ? " showed " + std::to_string(total) + (total == 1 ? " event" : " events") +
+                                  (seen.earlier ? ", the last " + std::to_string(seen.events.size()) : "") + ":\n"
+                            : " showed no event\n");
+  for (const auto* event : seen.events) {
+    const std::string item = event->value("item").isNone() ? "(no item)" : event->text("item");
+    text += indent + "  " + VLFormat("%.3f s", event->t()) + "  @" +
+            std::to_string(event->value("position").unsignedValue()) + " " + show(event->text("type")) + " " +
+            show(item) + "\n";
+  }
+  return text;
+}
+
+std::string VLConsoleReporter::providerFacts(const VLAttemptRecord& attempt, const std::string& indent) const {
+  const VLMarkAnnotator annotator(attempt.marks);
+  std::vector<const VLTraceRecord*> facts;
+  for (const auto& record : attempt.trace) {
+    if (record.kind() == VLTraceKind::Provider) facts.push_back(&record);
+  }
+  if (facts.empty()) return "";
+  std::string text = indent + terminal_->paint("the provider", "2") + ":\n";
+  for (size_t i = 0; i < facts.size() && i < kProviderFactsShown; ++i) {
+    text += indent + "  " + VLFormat("%.3f s", facts[i]->t()) + "  " + facts[i]->text("fact") + ": " +
+            annotator.annotate(VLTerminal::printable(facts[i]->text("text"))) + "\n";
+  }
+  if (facts.size() > kProviderFactsShown) {
+    text += indent + "  … " + std::to_string(facts.size() - kProviderFactsShown) + " more (--trace shows them)\n";
   }
   return text;
 }

@@ -1,8 +1,9 @@
 // VLConsoleReporter: the report a person reads: a header with the provider, its validation
 // properties and the options; one line per finished case (verdict word, short ID, time),
-// with every expectation that did not pass indented below it; a live status line on a
-// terminal; and a closing summary with the counts, the wall time, the cases to look at and,
-// with a baseline, what changed. Marked identifiers carry their mark ("Name [3]"), coloured
+// with every expectation that did not pass indented below it (under a failed check, the
+// events its stream showed while it waited; with --trace, the case's whole trace); a live
+// status line on a terminal; and a closing summary with the counts, the wall time, the
+// cases to look at and, with a baseline, what changed. Marked identifiers carry their mark ("Name [3]"), coloured
 // on a colour terminal.
 #pragma once
 
@@ -27,6 +28,10 @@ class VLConsoleReporter : public VLReporter {
   std::string caseName(const VLCaseRecord& record) const;
   std::string verdictWord(VLValidationResult verdict) const;
   std::string attemptDetails(const VLAttemptRecord& attempt) const;
+  // The events a failed check (its end at `attempt.trace[ended]`) saw while it waited.
+  std::string checkExcerpt(const VLAttemptRecord& attempt, size_t ended, const std::string& indent) const;
+  // The facts about the provider itself that came during the attempt.
+  std::string providerFacts(const VLAttemptRecord& attempt, const std::string& indent) const;
   std::string baselineText(const VLBaselineComparison& comparison) const;
   void updateStatus();
 

@@ -6,6 +6,8 @@
 #include <sstream>
 
 #include "Core/VLFormat.h"
+#include "Validations/VLMarkAnnotator.h"
+#include "Validations/VLTraceExcerpt.h"
 
 namespace {
 
@@ -84,11 +86,23 @@ std::string message(const VLAttemptRecord& attempt, VLValidationResult verdict) 
   return text;
 }
 
+// The attempt's trace, one record a line with its marks, cut to the last `limit` records
+// and the first limit / 10.
+std::string traceText(const VLAttemptRecord& attempt, size_t limit) {
+  const VLMarkAnnotator annotator(attempt.marks);
+  const auto bounded = VLTraceExcerpt::bound(attempt.trace, limit / 10, limit);
+  std::string text = "trace (" + std::to_string(attempt.trace.size()) + " records):\n";
+  for (const auto& record : bounded.head) text += record.withMarks(annotator).line() + "\n";
+  if (bounded.omitted) text += "    … " + std::to_string(bounded.omitted) + " records left out (--trace-limit)\n";
+  for (const auto& record : bounded.tail) text += record.withMarks(annotator).line() + "\n";
+  return text;
+}
+
 void addText(pugi::xml_node node, const std::string& text) {
   node.append_child(pugi::node_pcdata).set_value(xmlSafe(text).c_str());
 }
 
-void addTestcase(pugi::xml_node suite, const VLCaseRecord& record, bool repeated) {
+void addTestcase(pugi::xml_node suite, const VLCaseRecord& record, bool repeated, size_t traceLimit) {
   auto testcase = suite.append_child("testcase");
   std::string name = record.shortID + (repeated ? " #" + std::to_string(record.repetition) : "");
   testcase.append_attribute("classname").set_value(xmlSafe(record.suite).c_str());
@@ -123,6 +137,9 @@ void addTestcase(pugi::xml_node suite, const VLCaseRecord& record, bool repeated
       out += "attempt " + std::to_string(i + 1) + ": " + vl_resultName(record.attempts[i].verdict) + "\n";
     }
     for (const auto& expectation : record.attempts[i].expectations) out += expectationText(expectation);
+    if (record.attempts[i].verdict != VLValidationResultPassed && !record.attempts[i].trace.empty()) {
+      out += traceText(record.attempts[i], traceLimit);
+    }
   }
   if (!out.empty()) addText(testcase.append_child("system-out"), out);
 }
@@ -204,7 +221,7 @@ std::string VLJUnitReporter::document(const VLRunInfo& info, const std::vector<V
     property("hasNoWorkingSet", info.properties.hasNoWorkingSet ? "true" : "false");
     property("eligibleForValidation", info.properties.eligibleForValidation ? "true" : "false");
     property("strict", info.options.strict ? "true" : "false");
-    for (const auto* record : bySuite[name]) addTestcase(suite, *record, repeated);
+    for (const auto* record : bySuite[name]) addTestcase(suite, *record, repeated, info.options.traceLimit);
   }
   std::ostringstream text;
   document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);

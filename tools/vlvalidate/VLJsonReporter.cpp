@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "Remote/VLRemoteCodec.h"
+#include "Validations/VLMarkAnnotator.h"
+#include "Validations/VLTraceExcerpt.h"
+
 using json = nlohmann::ordered_json;
 
 namespace {
@@ -12,7 +16,27 @@ json errorJson(const std::optional<VLErrorRecord>& error) {
   return {{"domain", error->domain}, {"code", error->code}, {"description", error->description}};
 }
 
-json attemptJson(const VLAttemptRecord& attempt) {
+json traceRecordJson(const VLTraceRecord& record) {
+  json object = {{"t", record.t()}, {"kind", record.kindName()}};
+  // Trace values are none, booleans, numbers and strings, encoded as the protocol encodes them.
+  for (const auto& [key, value] : record.fields()) object[key] = json(VLRemoteCodec::encodeValue(value));
+  return object;
+}
+
+// The attempt's trace, cut to the last `limit` records and the first limit / 10.
+json traceJson(const VLAttemptRecord& attempt, size_t limit) {
+  const VLMarkAnnotator annotator(attempt.marks);
+  const auto bounded = VLTraceExcerpt::bound(attempt.trace, limit / 10, limit);
+  json records = json::array();
+  for (const auto& record : bounded.head) records.push_back(traceRecordJson(record.withMarks(annotator)));
+  for (const auto& record : bounded.tail) records.push_back(traceRecordJson(record.withMarks(annotator)));
+  return {{"count", attempt.trace.size()},
+          {"omitted", bounded.omitted},
+          {"omittedAfter", bounded.omitted ? json(bounded.head.size()) : json(nullptr)},
+          {"records", records}};
+}
+
+json attemptJson(const VLAttemptRecord& attempt, size_t traceLimit) {
   json expectations = json::array();
   for (const auto& expectation : attempt.expectations) {
     expectations.push_back({{"description", expectation.description},
@@ -25,12 +49,13 @@ json attemptJson(const VLAttemptRecord& attempt) {
   return {{"verdict", vl_resultName(attempt.verdict)},
           {"runtime", attempt.runtime},
           {"expectations", expectations},
-          {"marks", marks}};
+          {"marks", marks},
+          {"trace", traceJson(attempt, traceLimit)}};
 }
 
-json caseJson(const VLCaseRecord& record) {
+json caseJson(const VLCaseRecord& record, size_t traceLimit) {
   json attempts = json::array();
-  for (const auto& attempt : record.attempts) attempts.push_back(attemptJson(attempt));
+  for (const auto& attempt : record.attempts) attempts.push_back(attemptJson(attempt, traceLimit));
   return {{"id", record.shortID},
           {"suite", record.suite},
           {"selector", record.selector},
@@ -89,7 +114,7 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
   for (const auto& record : records) ordered.push_back(&record);
   std::stable_sort(ordered.begin(), ordered.end(), [](auto a, auto b) { return a->order < b->order; });
   json cases = json::array();
-  for (const auto* record : ordered) cases.push_back(caseJson(*record));
+  for (const auto* record : ordered) cases.push_back(caseJson(*record, options.traceLimit));
 
   return {
       {"format", kFormatName},
@@ -114,7 +139,8 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
         {"shardIndex", options.shardIndex},
         {"totalShards", options.totalShards},
         {"ignoreEligibility", options.ignoreEligibility},
-        {"failOnInconclusive", options.failOnInconclusive}}},
+        {"failOnInconclusive", options.failOnInconclusive},
+        {"traceLimit", options.traceLimit}}},
       {"summary",
        {{"selectedCases", info.selectedCases},
         {"plannedRuns", info.plannedRuns},

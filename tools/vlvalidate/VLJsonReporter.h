@@ -1,7 +1,7 @@
 // VLJsonReporter: the whole run as one JSON document for machines: tool version, start
 // time, provider and its settings, the four validation properties, the options, a
 // summary, and per case its names, verdict, time and every attempt with each handled
-// expectation and the marks table. The format (name "vlvalidate-report", version field
+// expectation, the marks table and the trace (cut to --trace-limit). The format (name "vlvalidate-report", version field
 // "formatVersion") is described in docs/report-formats.md; a report is also a baseline.
 #pragma once
 
@@ -15,8 +15,11 @@
 class VLJsonReporter : public VLReporter {
  public:
   static constexpr const char* kFormatName = "vlvalidate-report";
-  // 2: the `--provider` argument is `provider.argument` (version 1 kept it under another name).
-  static constexpr int kFormatVersion = 2;
+  // 3: every attempt carries its `trace`. 2: the `--provider` argument is `provider.argument`
+  // (version 1 kept it under another name).
+  static constexpr int kFormatVersion = 3;
+  // The version of `vlvalidate list --json` ("vlvalidate-list"), which has no trace.
+  static constexpr int kListFormatVersion = 2;
   // The oldest version a baseline may have: everything a baseline reads is unchanged since.
   static constexpr int kOldestBaselineVersion = 1;
 

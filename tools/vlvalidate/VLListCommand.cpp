@@ -45,7 +45,7 @@ int VLListCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
                        {"nameForMarlin", c.nameForMarlin}});
     }
     nlohmann::ordered_json document = {{"format", "vlvalidate-list"},
-                                       {"formatVersion", VLJsonReporter::kFormatVersion},
+                                       {"formatVersion", VLJsonReporter::kListFormatVersion},
                                        {"provider", choice.text()},
                                        {"cases", cases}};
     std::cout << VLJsonReporter::text(document) << std::flush;

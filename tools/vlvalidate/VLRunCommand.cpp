@@ -75,7 +75,7 @@ PlanOutcome runPlan(const VLCaseCatalog& catalog, const std::vector<VLPlannedRun
       },
       [&](size_t index, std::vector<VLCaseOutcome> attempts) {
         VLCaseRecord record = namesOf(index);
-        for (const auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(attempt));
+        for (auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(std::move(attempt)));
         for (auto& reporter : reporters) reporter->caseFinished(record);
         outcome.records.push_back(std::move(record));
       });
@@ -115,6 +115,14 @@ void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
   command.add_flag("--fail-on-inconclusive", options_.run.failOnInconclusive, "Count inconclusive cases as failed");
   addReportOptions(command);
   command.add_flag("-v,--verbose", options_.run.verbose, "Show every expectation of every case");
+  command.add_flag("--trace", options_.run.trace,
+                   "Show the whole trace (events, actions, expectations, checks) of every case that did not pass");
+  command
+      .add_option("--trace-limit", options_.run.traceLimit,
+                  "Keep the last N trace records of each attempt in the JSON and JUnit reports, and the first N/10, "
+                  "0 to 10000000 (default 2000)")
+      ->check(CLI::Range(size_t{0}, size_t{10000000}).description(""))
+      ->type_name("N");
   output.addTo(command, true);
 }
 

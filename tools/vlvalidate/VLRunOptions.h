@@ -2,6 +2,7 @@
 // it (shards from the environment, the seed drawn for --shuffle). The reports show it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,4 +21,6 @@ struct VLRunOptions {
   bool ignoreEligibility = false;       // --ignore-eligibility: run although the provider is not eligible
   bool failOnInconclusive = false;      // --fail-on-inconclusive: inconclusive counts as failed
   bool verbose = false;                 // --verbose: every expectation of every case on the console
+  bool trace = false;                   // --trace: the whole trace of every case that did not pass, on the console
+  size_t traceLimit = 2000;             // --trace-limit: JSON and JUnit keep a trace's last N records and first N/10
 };

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "Validations/VLEvent.h"
 #include "Validations/VLEventStream.h"
@@ -59,6 +60,9 @@ class VLEventCursor {
  private:
   VLEventCursor(std::shared_ptr<VLValidator> validator, std::shared_ptr<VLEventStream> stream)
       : stream_(std::move(stream)), validator_(std::move(validator)) {}
+  // Records on the validator's trace that a check for `waitingFor` on the stream named
+  // `stream` begins; returns its end record, to be completed when the check ends.
+  VLTraceRecord traceCheckBegins(const std::string& waitingFor, const std::string& stream, double timeout);
 
   const std::shared_ptr<VLEventStream> stream_;
   VLEventRef lastMatch_;

@@ -19,10 +19,13 @@
 #include "Dispatch/VLDispatchGroup.h"
 #include "Dispatch/VLDispatchQueue.h"
 #include "Validations/VLEvent.h"
+#include "Validations/VLTraceRecord.h"
 
 class VLEventStream {
  public:
   using Predicate = std::function<bool(const VLEventRef& event)>;
+  // Receives one `event` record per appended event, on the stream's queue.
+  using TraceSink = std::function<void(VLTraceRecord record)>;
 
   // Makes an empty stream with its own serial queue.
   static std::shared_ptr<VLEventStream> make();
@@ -47,6 +50,18 @@ class VLEventStream {
   // Calls `body` on the stream's queue with the live event array, for inspection.
   void performWithEvents(const std::function<void(const std::vector<VLEventRef>& events)>& body);
 
+  // Returns how many events were dropped from the front so far: the position of the oldest
+  // event kept, or of the next one when the stream is empty.
+  uint64_t droppedEventCount() const;
+
+  // Sets where the stream reports each appended event (its trace number `streamID`, stream
+  // description, position, type word, the item's one-line description); none at creation,
+  // and then no record is built. A case sets it when its validator traces.
+  void setTraceSink(uint64_t streamID, TraceSink sink);
+  // Returns the number that names the stream in its validator's trace (0 when not traced):
+  // two streams of one container share a description, never a number.
+  uint64_t traceID() const;
+
   // Names the stream in expectation texts ("Expecting … on <description>").
   std::string streamDescription() const;
   void setStreamDescription(std::string description);
@@ -70,4 +85,6 @@ class VLEventStream {
   uint64_t droppedEventCount_ = 0;
   std::vector<std::shared_ptr<Waiter>> waiters_;
   std::string streamDescription_;
+  TraceSink traceSink_;
+  uint64_t traceID_ = 0;
 };

@@ -232,7 +232,11 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   template <class Suite>
   static std::shared_ptr<VLValidationCase> makeSuiteInstance();
   const VLValidationOperation& requireOperation(const std::string& selector) const;
-  std::shared_ptr<VLEventStream> streamForContainer(const std::string& identifier);
+  std::shared_ptr<VLEventStream> streamForContainer(const std::string& identifier, const std::string& description);
+  // _addCollection() with the stream named `description` before observing starts, so that
+  // the stream's first events and its trace already carry the name.
+  std::shared_ptr<VLEventStream> observe(const std::shared_ptr<VLItemCollection>& collection,
+                                         const std::string& description);
   void runOnBackgroundThread(const std::shared_ptr<VLValidator>& validator, const std::function<void()>& completion);
 
   // Set at creation; the provider may be replaced before the case runs.

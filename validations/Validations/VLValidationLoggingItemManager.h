@@ -49,6 +49,10 @@ class VLValidationLoggingItemManager : public VLItemManager {
  private:
   VLValidationLoggingItemManager() = default;
   static std::shared_ptr<VLItemManager> base() { return VLItemManager::defaultManager(); }
+  // Records the action (described by `description`) as scheduled on the validator's trace
+  // and returns what records it as finished, with its error and its duration.
+  static std::function<void(VLErrorRef error)> traceAction(const std::shared_ptr<VLValidator>& validator,
+                                                           const std::string& description, bool expectedToFail);
 
   mutable std::mutex mutex_;
   std::weak_ptr<VLValidator> validator_;  // guarded by mutex_

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@
 #include "Dispatch/VLDispatchQueue.h"
 #include "Dispatch/VLDispatchTime.h"
 #include "Validations/VLExpectation.h"
+#include "Validations/VLTraceRecord.h"
 #include "Validations/VLValidationResult.h"
 
 class VLValidationLoggingItemManager;
@@ -37,6 +39,12 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // Called once per settled expectation, on the validation queue, with the expectation and
   // the live table of marks. The table is valid only during the call: copy what you keep.
   using StatusBlock = std::function<void(const std::shared_ptr<VLExpectation>& expectation, const MarkTable& marks)>;
+  // Called once per trace record, on the thread where the record happened (a stream's queue,
+  // a service thread, the case's thread, the validation queue), one call at a time, in the
+  // order the records happened. A small lock makes the calls one at a time: the callback
+  // must be short and must not call the validator. Record texts are as the library wrote
+  // them; VLTraceRecord::withMarks() marks them (reports use the run's final table of marks).
+  using TraceBlock = std::function<void(VLTraceRecord record)>;
 
   // Makes a validator: no expectations, result NotStarted, default time-out 5 s, not strict,
   // an empty mark table and a new logging item manager pointing back at it.
@@ -106,6 +114,24 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // from inside the callback itself.
   void setStatusBlock(StatusBlock block);
   StatusBlock statusBlock();
+  // Sets or returns the trace callback (see TraceBlock); none at creation, and then the
+  // library builds no record at all. Set by a runner before the run. While set, the validator
+  // also listens to the current platform's provider facts and records each as a `provider`
+  // record. After setTraceBlock(nullptr) returns, the callback is not called again. Not to be
+  // called from inside the callback itself.
+  void setTraceBlock(TraceBlock block);
+  TraceBlock traceBlock();
+  // Returns whether a trace callback is set; a cheap test for the pieces that write records.
+  // Safe from any thread.
+  bool isTracing() const { return tracing_.load(std::memory_order_relaxed); }
+  // Stamps `record` with the seconds since startValidation() and hands it to the trace
+  // callback at once, after every record handed over before it (`t` never goes back). Does
+  // nothing when no callback is set. Safe from any thread, the validation queue included.
+  void trace(VLTraceRecord record);
+  // Returns a new number, unique within this validator, that pairs two records of one
+  // action or one check. Safe from any thread.
+  uint64_t nextTraceID() { return nextTraceID_.fetch_add(1, std::memory_order_relaxed); }
+
   // Whether suites make their stricter optional checks; false at creation. The validator
   // itself never reads it. Safe from any thread.
   bool strict() const { return strict_.load(); }
@@ -139,4 +165,11 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   std::atomic<VLValidationResult> result_{VLValidationResultNotStarted};
   std::atomic<bool> strict_{false};
   std::atomic<double> defaultTimeout_{5.0};
+  // The trace callback is called from many threads; a queue hop per record would cost a
+  // thread wake-up each, so one small lock serialises the calls instead.
+  std::mutex traceMutex_;
+  TraceBlock traceBlock_;                            // guarded by traceMutex_
+  std::shared_ptr<void> providerFactsSubscription_;  // guarded by traceMutex_; while tracing
+  std::atomic<bool> tracing_{false};
+  std::atomic<uint64_t> nextTraceID_{1};
 };

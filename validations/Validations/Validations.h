@@ -19,4 +19,8 @@
 #include "Validations/VLValidationResult.h"
 #include "Validations/VLValidationSuiteClass.h"
 #include "Validations/VLValidator.h"
+#include "Validations/VLTraceRecord.h"
+#include "Validations/VLTraceRecorder.h"
+#include "Validations/VLTraceExcerpt.h"
+#include "Validations/VLMarkAnnotator.h"
 #include "Vaultline/Vaultline.h"

@@ -42,8 +42,15 @@ TEST(EndToEnd, AConformantProviderPassesEveryCaseInEveryReport) {
   ASSERT_FALSE(ids.empty());
   auto report = readJson(path("ok.json"));
   EXPECT_EQ(report["format"], "vlvalidate-report");
-  EXPECT_EQ(report["formatVersion"], 2);
+  EXPECT_EQ(report["formatVersion"], 3);
   EXPECT_EQ(report["provider"]["argument"], "sim");
+  // Every attempt carries its trace, whole under the default bound.
+  for (const auto& entry : report["cases"]) {
+    for (const auto& attempt : entry["attempts"]) {
+      EXPECT_GT(attempt["trace"]["count"].get<size_t>(), 0u) << entry["id"];
+      EXPECT_EQ(attempt["trace"]["records"].size(), attempt["trace"]["count"].get<size_t>()) << entry["id"];
+    }
+  }
   EXPECT_EQ(report["validationProperties"]["eligibleForValidation"], true);
   // Every case passes, but where the fault matrix says a conformant provider does not.
   std::map<std::string, std::string> expected;

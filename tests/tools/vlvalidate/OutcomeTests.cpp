@@ -16,7 +16,7 @@ VLCaseRecord finished(const std::string& id, std::vector<VLValidationResult> ver
   VLCaseRecord record;
   record.shortID = id;
   record.repetition = repetition;
-  for (auto verdict : verdicts) record.attempts.push_back({verdict, 0.1, {}, {}});
+  for (auto verdict : verdicts) record.attempts.push_back({verdict, 0.1, {}, {}, {}});
   return record;
 }
 
@@ -108,7 +108,7 @@ TEST(Outcome, UnusableBaselinesAreUsageErrorsNamingTheFile) {
       {"{not json", "is not JSON"},
       {"[1, 2]", "is not a vlvalidate report"},
       {R"({"format": "other", "formatVersion": 1, "cases": []})", "is not a vlvalidate report"},
-      {R"({"format": "vlvalidate-report", "formatVersion": 3, "cases": []})", "has format version 3"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 4, "cases": []})", "has format version 4"},
       {R"({"format": "vlvalidate-report", "formatVersion": "1", "cases": []})", "has format version \"1\""},
       {R"({"format": "vlvalidate-report", "formatVersion": 1})", "has no list of cases"},
       {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": 3}]})", "case 0: needs a string"},

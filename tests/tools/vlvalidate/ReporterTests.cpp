@@ -12,7 +12,8 @@
 #include "SampleRun.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
-#include "vlvalidate/VLMarkAnnotator.h"
+#include "Validations/VLMarkAnnotator.h"
+#include "Validations/VLTraceExcerpt.h"
 #include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
 
@@ -130,6 +131,123 @@ TEST(Reporters, MarksFollowWholeNamesThroughAText) {
   EXPECT_EQ(annotator.annotate("item-7", [](const std::string& piece,
                                             uint64_t mark) { return "<" + std::to_string(mark) + ":" + piece + ">"; }),
             "<1:item-7 [1]>");
+}
+
+// A case whose cursor check timed out: nine events came on its stream (one more on another
+// stream, and one before the check's front), and the provider broke the protocol once.
+VLCaseRecord timedOutCheck() {
+  VLCaseRecord record;
+  record.shortID = "VLContainerValidation.RenamingPreservesItemIdentifier/Folder";
+  record.suite = "VLContainerValidation";
+  const std::string waitingFor =
+      "signal (any), properties filename: Validation-EchoFishKiloMars-Renamed, itemIdentifier: item-8, pending: 0";
+  const std::string item = "Validation-EchoFishKiloMars id:item-8 📱 5 bytes";
+  std::vector<VLTraceRecord> trace;
+  auto at = [&](double t, VLTraceRecord record) {
+    record.setT(t);
+    trace.push_back(std::move(record));
+  };
+  at(0.001, VLTraceRecord(VLTraceKind::Stream).set("streamID", 3).set("stream", "events for item-7"));
+  at(0.001, VLTraceRecord(VLTraceKind::Stream).set("streamID", 4).set("stream", "events for item-7"));
+  auto event = [&](double t, uint64_t stream, uint64_t position, const char* type, VLValue item) {
+    at(t, VLTraceRecord(VLTraceKind::Event)
+              .set("streamID", stream)
+              .set("stream", "events for item-7")
+              .set("position", position)
+              .set("type", type)
+              .set("item", std::move(item)));
+  };
+  event(0.002, 3, 0, "should-be-reloaded", VLValue());
+  at(0.003, VLTraceRecord(VLTraceKind::Check)
+                .set("phase", "began")
+                .set("id", 5)
+                .set("streamID", 3)
+                .set("stream", "events for item-7")
+                .set("waitingFor", waitingFor)
+                .set("timeout", 5.0)
+                .set("from", 1));
+  for (uint64_t position = 1; position <= 9; ++position) {
+    event(0.003 + 0.25 * static_cast<double>(position), 3, position, position == 1 ? "insert" : "update", item);
+  }
+  event(2.3, 4, 0, "should-be-reloaded", VLValue());
+  at(2.4, VLTraceRecord(VLTraceKind::Provider)
+              .set("fact", "protocol-fault")
+              .set("text", "result.items[0].documentSize: expected an integer, got \"22\""));
+  at(5.004, VLTraceRecord(VLTraceKind::Check)
+                .set("phase", "ended")
+                .set("id", 5)
+                .set("streamID", 3)
+                .set("stream", "events for item-7")
+                .set("waitingFor", waitingFor)
+                .set("outcome", "timed-out")
+                .set("position", VLValue())
+                .set("match", VLValue())
+                .set("reason", "Timed out (5s)")
+                .set("waited", 5.001));
+  const std::string description = "Expecting " + waitingFor + " on events for item-7";
+  at(5.004, VLTraceRecord(VLTraceKind::Expectation)
+                .set("phase", "settled")
+                .set("description", description)
+                .set("result", "failed")
+                .set("comment", "Timed out (5s)")
+                .set("error", "Timed out (5s)"));
+  VLAttemptRecord attempt;
+  attempt.verdict = VLValidationResultFailed;
+  attempt.runtime = 5.01;
+  attempt.expectations = {sample::failed(description, "Timed out (5s)", 1, "Timed out (5s)")};
+  attempt.marks = {{"item-7", 0}, {"ValidationFolder-AlabamaCarbonSixZulu", 0}, {"item-8", 1},
+                   {"Validation-EchoFishKiloMars", 1}};
+  attempt.trace = std::move(trace);
+  record.attempts.push_back(std::move(attempt));
+  return record;
+}
+
+// Under the timed-out check, the console shows the last eight events its stream showed
+// while it waited, with marks; the provider's fault below; with --trace, the whole trace.
+TEST(Reporters, ConsoleShowsWhatATimedOutCheckSaw) {
+  std::string received;
+  for (bool wholeTrace : {false, true}) {
+    std::ostringstream out, err;
+    auto terminal = std::make_shared<VLTerminal>(out, err, false, false, 80);
+    VLRunInfo info = sample::run().info;
+    info.options.trace = wholeTrace;
+    auto reporter = VLReporterRegistry::make("console", {terminal, "", false});
+    reporter->runStarting(info);
+    reporter->caseFinished(timedOutCheck());
+    received += std::string(wholeTrace ? "---- with --trace\n" : "---- without --trace\n");
+    const std::string text = out.str();
+    // The header and summary are the other approved files' business.
+    received += text.substr(text.find("FAILED "));
+  }
+  expectApproved(received, "console-trace.txt");
+}
+
+// The JSON report keeps the ends of a long trace and says how much it left out; the JUnit
+// report shows the trace of the failed attempt, bounded the same way.
+TEST(Reporters, FileReportsCarryTheBoundedTrace) {
+  sample::Run run = sample::run();
+  run.info.options.traceLimit = 10;  // the first record and the last ten
+  run.records = {timedOutCheck()};
+  run.records[0].order = 0;
+  const auto document = VLJsonReporter::document(run.info, run.records, run.summary);
+  const auto& trace = document["cases"][0]["attempts"][0]["trace"];
+  EXPECT_EQ(trace["count"], 17);
+  EXPECT_EQ(trace["omitted"], 6);
+  EXPECT_EQ(trace["omittedAfter"], 1);
+  ASSERT_EQ(trace["records"].size(), 11u);
+  EXPECT_EQ(trace["records"][0]["kind"], "stream");
+  EXPECT_EQ(trace["records"][0]["stream"], "events for item-7 [0]");
+  const auto& last = trace["records"][10];
+  EXPECT_EQ(last["kind"], "expectation");
+  EXPECT_EQ(last["t"], 5.004);
+  EXPECT_NE(last["description"].get<std::string>().find("itemIdentifier: item-8 [1]"), std::string::npos);
+
+  pugi::xml_document junit;
+  ASSERT_TRUE(junit.load_string(VLJUnitReporter::document(run.info, run.records, run.summary).c_str()));
+  const std::string out = junit.child("testsuites").child("testsuite").child("testcase").child_value("system-out");
+  EXPECT_NE(out.find("trace (17 records):"), std::string::npos) << out;
+  EXPECT_NE(out.find("… 6 records left out (--trace-limit)"), std::string::npos) << out;
+  EXPECT_NE(out.find("check       #5 timed-out after 5.00 s: Timed out (5s)"), std::string::npos) << out;
 }
 
 TEST(Reporters, UnsafeTextIsShownVisibly) {

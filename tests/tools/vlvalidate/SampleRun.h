@@ -70,7 +70,8 @@ inline Run run() {
                               0.012,
                               {passed("Looking up container KsVaultlineRootContainerItemIdentifier"),
                                passed("Expecting child item count of item-3 to be 0")},
-                              {{"KsVaultlineRootContainerItemIdentifier", 0}, {"item-3", 1}}});
+                              {{"KsVaultlineRootContainerItemIdentifier", 0}, {"item-3", 1}},
+                              {}});
 
   auto bounced =
       record("VLContainerValidation.SecondItemIsBounced/Folder", "VLContainerValidation",
@@ -86,7 +87,8 @@ inline Run run() {
        {{"KsVaultlineRootContainerItemIdentifier", 0},
         {"ValidationFolder-AlabamaCarbonSixZulu", 1},
         {"item-7", 1},
-        {"Validation-EchoFishKiloMars", 2}}});
+        {"Validation-EchoFishKiloMars", 2}},
+       {}});
 
   auto placeholder = record("VLPlaceholderValidation.PlaceholderIsWritten", "VLPlaceholderValidation",
                             "validatePlaceholderIsWritten:", std::nullopt, "Placeholder Is Written", "1", 2);
@@ -96,6 +98,7 @@ inline Run run() {
        {passed("Create file Validation-\x1b[31mRed\x01 in KsVaultlineRootContainerItemIdentifier"),
         {"Provider does not sync; placeholders are not written", VLValidationResultInconclusive, "", std::nullopt},
         {"Cleanup within timeout", VLValidationResultFailed, std::nullopt, std::nullopt}},
+       {},
        {}});
   placeholder.attempts.push_back(placeholder.attempts.back());
   placeholder.attempts.front().runtime = 2.25;
@@ -107,8 +110,9 @@ inline Run run() {
                             5.004,
                             {failed("Expecting signal (any), properties filename: Validation-OscarPapa",
                                     "Timed out (5s)", 2, "Timed out (5s)")},
-                            {{"Validation-OscarPapa", 0}}});
-  trash.attempts.push_back({VLValidationResultPassed, 0.2, {passed("Trash item-9")}, {{"item-9", 0}}});
+                            {{"Validation-OscarPapa", 0}},
+                            {}});
+  trash.attempts.push_back({VLValidationResultPassed, 0.2, {passed("Trash item-9")}, {{"item-9", 0}}, {}});
 
   run.records = {bounced, counted, placeholder, trash};
   std::set<std::string> known;

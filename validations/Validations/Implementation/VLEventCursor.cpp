@@ -1,5 +1,6 @@
 #include "Validations/VLEventCursor.h"
 
+#include "Core/VLDate.h"
 #include "Core/VLError.h"
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
@@ -20,18 +21,33 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
 VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout) {
   if (!expected) throw VLException("VLEventCursor::check: no expected event given");
   timeout = vl_timeoutOrZero(timeout);
-  auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", expected->eventDescription(),
-                                                            stream_->streamDescription());
+  const std::string waitingFor = expected->eventDescription();
+  const std::string streamName = stream_->streamDescription();
+  auto expectation = validator_->expectationWithDescription("Expecting %@ on %@", waitingFor, streamName);
+  std::optional<VLTraceRecord> ended;
+  if (validator_->isTracing()) ended = traceCheckBegins(waitingFor, streamName, timeout);
   uint64_t timestamp = 0;
   VLEventRef match = stream_->checkForMatchingEventWithTimeout(
       timeout, &timestamp, [expected](const VLEventRef& event) { return expected->matchesEvent(event); });
 
+  std::string reason;
+  if (!match) {
+    auto closest = expected->closestMatch();
+    reason = closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);
+  }
+  // The check's end is recorded before the expectation it settles.
+  if (ended) {
+    const double began = ended->value("waited").doubleValue();
+    ended->set("outcome", match ? "matched" : expected->closestMatch() ? "near-miss" : "timed-out")
+        .set("position", match ? VLValue(timestamp) : VLValue())
+        .set("match", match ? VLValue(match->item()) : VLValue())
+        .set("reason", match ? VLValue() : VLValue(reason))
+        .set("waited", VLDate::now().timeIntervalSinceReferenceDate() - began);
+    validator_->trace(std::move(*ended));
+  }
   if (match) {
     expectation->fulfillWithComment("Fulfilled by %@ on %@", match->type(), vl_prettyDescription(match->item()));
   } else {
-    auto closest = expected->closestMatch();
-    std::string reason =
-        closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);
     expectation->failWithError(
         VLError::makeWithDescription(KsVaultlineValidationErrorDomain, VLValidationErrorCheckFailed, reason));
   }
@@ -40,6 +56,27 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   if (timestamp > furthestTimestamp_) furthestMatch_ = match;
   lastMatch_ = match;
   return match;
+}
+
+VLTraceRecord VLEventCursor::traceCheckBegins(const std::string& waitingFor, const std::string& stream,
+                                              double timeout) {
+  const uint64_t id = validator_->nextTraceID();
+  const uint64_t streamID = stream_->traceID();
+  validator_->trace(VLTraceRecord(VLTraceKind::Check)
+                        .set("phase", "began")
+                        .set("id", id)
+                        .set("streamID", streamID)
+                        .set("stream", stream)
+                        .set("waitingFor", waitingFor)
+                        .set("timeout", timeout)
+                        .set("from", stream_->droppedEventCount()));
+  // The end's fields, in their order; "waited" holds the start until the check ends.
+  VLTraceRecord ended(VLTraceKind::Check);
+  ended.set("phase", "ended").set("id", id).set("streamID", streamID).set("stream", stream);
+  ended.set("waitingFor", waitingFor);
+  ended.set("outcome", VLValue()).set("position", VLValue()).set("match", VLValue()).set("reason", VLValue());
+  ended.set("waited", VLDate::now().timeIntervalSinceReferenceDate());
+  return ended;
 }
 
 VLEventRef VLEventCursor::advance(const std::shared_ptr<VLExpectedEvent>& expected) {

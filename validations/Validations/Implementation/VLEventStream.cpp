@@ -42,6 +42,15 @@ void VLEventStream::addEvent(const VLEventRef& event) {
   if (!event) throw VLException("VLEventStream::addEvent: no event given");
   queue_->sync([&] {
     VLLog::debug("event@%ld: %@", static_cast<long>(events_.size()), event->type());
+    if (traceSink_) {
+      VLTraceRecord record(VLTraceKind::Event);
+      record.set("streamID", traceID_)
+          .set("stream", streamDescription_)
+          .set("position", droppedEventCount_ + events_.size())
+          .set("type", event->type())
+          .set("item", VLValue(event->item()));
+      traceSink_(std::move(record));
+    }
     events_.push_back(event);
     // A waiter never leaves the list during this loop: removal is a later task of this queue.
     for (const auto& waiter : waiters_) waiter->see(event);
@@ -89,6 +98,25 @@ void VLEventStream::dropEventsUntil(const VLEventRef& event) {
 
 void VLEventStream::performWithEvents(const std::function<void(const std::vector<VLEventRef>& events)>& body) {
   queue_->sync([&] { body(events_); });
+}
+
+uint64_t VLEventStream::droppedEventCount() const {
+  uint64_t count = 0;
+  onQueue([&] { count = droppedEventCount_; });
+  return count;
+}
+
+void VLEventStream::setTraceSink(uint64_t streamID, TraceSink sink) {
+  onQueue([&] {
+    traceID_ = streamID;
+    traceSink_ = std::move(sink);
+  });
+}
+
+uint64_t VLEventStream::traceID() const {
+  uint64_t id = 0;
+  onQueue([&] { id = traceID_; });
+  return id;
 }
 
 std::string VLEventStream::streamDescription() const {

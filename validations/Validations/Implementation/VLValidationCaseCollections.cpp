@@ -36,10 +36,11 @@ std::shared_ptr<const VLItemID> containerItemID(const VLProvider& provider, cons
 }  // namespace
 
 std::shared_ptr<VLEventStream> VLValidationCase::newCollectionStreamWithIdentifier(const std::string& identifier) {
-  return streamForContainer(identifier);
+  return streamForContainer(identifier, "events for " + identifier);
 }
 
-std::shared_ptr<VLEventStream> VLValidationCase::streamForContainer(const std::string& identifier) {
+std::shared_ptr<VLEventStream> VLValidationCase::streamForContainer(const std::string& identifier,
+                                                                    const std::string& description) {
   auto validator = requireValidator(*this, "newCollectionStreamWithIdentifier");
   auto provider = requireProvider(*this, "newCollectionStreamWithIdentifier");
   auto itemID = containerItemID(*provider, identifier);
@@ -58,17 +59,14 @@ std::shared_ptr<VLEventStream> VLValidationCase::streamForContainer(const std::s
     collection->workingQueue()->sync([&] { collection->reorderItemsWithSortDescriptors(newestFirst); });
   }
 
-  auto stream = _addCollection(collection);
-  stream->setStreamDescription("events for " + identifier);
+  auto stream = observe(collection, description);
   validator->registerIdentifiers({identifier});
   return stream;
 }
 
 std::shared_ptr<VLEventStream> VLValidationCase::newRootCollectionStream(const std::shared_ptr<VLValidator>&) {
   auto provider = requireProvider(*this, "newRootCollectionStream");
-  auto stream = streamForContainer(provider->alternateRootContainer());
-  stream->setStreamDescription("root collection events");
-  return stream;
+  return streamForContainer(provider->alternateRootContainer(), "root collection events");
 }
 
 std::shared_ptr<VLEventStream> VLValidationCase::newWorkingSetCollectionStream() {
@@ -79,13 +77,11 @@ std::shared_ptr<VLEventStream> VLValidationCase::newWorkingSetCollectionStream()
     auto collection = validator->itemManager()->newCollectionForProvider(provider->providerID());
     if (!collection)
       throw VLException("the item manager returned no collection for provider " + provider->providerID());
-    auto stream = _addCollection(collection);
-    stream->setStreamDescription("glimmer events");
+    auto stream = observe(collection, "glimmer events");
     validator->registerIdentifiers({"glimmer", KsVaultlineWorkingSetContainerItemIdentifier});
     return stream;
   }
-  auto stream = streamForContainer(KsVaultlineWorkingSetContainerItemIdentifier);
-  stream->setStreamDescription("working set events");
+  auto stream = streamForContainer(KsVaultlineWorkingSetContainerItemIdentifier, "working set events");
   validator->registerIdentifiers({"working set", KsVaultlineWorkingSetContainerItemIdentifier});
   return stream;
 }
@@ -95,8 +91,23 @@ std::shared_ptr<VLEventStream> VLValidationCase::createWorkingSetCollectionStrea
 }
 
 std::shared_ptr<VLEventStream> VLValidationCase::_addCollection(const std::shared_ptr<VLItemCollection>& collection) {
+  return observe(collection, "");
+}
+
+std::shared_ptr<VLEventStream> VLValidationCase::observe(const std::shared_ptr<VLItemCollection>& collection,
+                                                         const std::string& description) {
   if (!collection) throw VLException("_addCollection: no collection given");
   auto observer = VLEventGeneratingDelegate::make();
+  auto stream = observer->stream();
+  if (!description.empty()) stream->setStreamDescription(description);
+  if (auto validator = this->validator(); validator && validator->isTracing()) {
+    const uint64_t streamID = validator->nextTraceID();
+    validator->trace(VLTraceRecord(VLTraceKind::Stream).set("streamID", streamID).set("stream", description));
+    std::weak_ptr<VLValidator> weak = validator;
+    stream->setTraceSink(streamID, [weak](VLTraceRecord record) {
+      if (auto validator = weak.lock()) validator->trace(std::move(record));
+    });
+  }
   collections_.push_back(collection);
   delegates_.push_back(observer);
   auto queue = VLDispatchQueue::make("collection-queue");
@@ -104,7 +115,7 @@ std::shared_ptr<VLEventStream> VLValidationCase::_addCollection(const std::share
   collection->setDelegate(observer);
   // On the working queue, so that starting never overlaps a callback.
   queue->sync([&] { collection->startObserving(); });
-  return observer->stream();
+  return stream;
 }
 
 void VLValidationCase::addCleanupOperation(std::shared_ptr<VLActionOperation> action) {

@@ -1,6 +1,8 @@
 #include "Validations/VLValidationLoggingItemManager.h"
 
+#include "Core/VLDate.h"
 #include "Core/VLException.h"
+#include "Validations/VLValidationErrors.h"
 #include "Validations/VLValidator.h"
 
 std::shared_ptr<VLValidationLoggingItemManager> VLValidationLoggingItemManager::make() {
@@ -25,9 +27,13 @@ void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActi
   if (!action) throw VLException("VLValidationLoggingItemManager::scheduleAction: no action given");
   bool expectedToFail = action->expectedToFail();
   if (auto validator = this->validator()) {
-    auto expectation = validator->expectationWithDescription("Performing %@", vl_prettyDescription(action));
+    const std::string description = vl_prettyDescription(action);
+    auto expectation = validator->expectationWithDescription("Performing %@", description);
     auto previous = action->actionCompletionBlock();
-    action->setActionCompletionBlock([expectation, expectedToFail, previous](VLErrorRef error) {
+    std::function<void(VLErrorRef)> traceFinish;
+    if (validator->isTracing()) traceFinish = traceAction(validator, description, expectedToFail);
+    action->setActionCompletionBlock([expectation, expectedToFail, previous, traceFinish](VLErrorRef error) {
+      if (traceFinish) traceFinish(error);
       if (!expectedToFail && error) {
         expectation->failWithError(error);
       } else if (expectedToFail && !error) {
@@ -39,6 +45,29 @@ void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActi
     });
   }
   base()->scheduleAction(action);
+}
+
+std::function<void(VLErrorRef error)> VLValidationLoggingItemManager::traceAction(
+    const std::shared_ptr<VLValidator>& validator, const std::string& description, bool expectedToFail) {
+  const uint64_t id = validator->nextTraceID();
+  validator->trace(VLTraceRecord(VLTraceKind::Action)
+                       .set("phase", "scheduled")
+                       .set("id", id)
+                       .set("action", description)
+                       .set("expectedToFail", expectedToFail));
+  const double scheduled = VLDate::now().timeIntervalSinceReferenceDate();
+  std::weak_ptr<VLValidator> weak = validator;
+  return [weak, id, description, scheduled](VLErrorRef error) {
+    auto validator = weak.lock();
+    if (!validator) return;
+    validator->trace(VLTraceRecord(VLTraceKind::Action)
+                         .set("phase", "finished")
+                         .set("id", id)
+                         .set("action", description)
+                         .set("outcome", error ? "failed" : "succeeded")
+                         .set("error", error ? VLValue(vl_prettyDescription(error)) : VLValue())
+                         .set("duration", VLDate::now().timeIntervalSinceReferenceDate() - scheduled));
+  };
 }
 
 void VLValidationLoggingItemManager::fetchRootItemForProvider(const std::shared_ptr<VLProvider>& provider,

@@ -6,9 +6,13 @@
 #include "Core/VLLog.h"
 #include "Validations/VLValidationErrors.h"
 #include "Validations/VLValidationLoggingItemManager.h"
+#include "Vaultline/VLPlatform.h"
+#include "Vaultline/VLProviderFacts.h"
 
 namespace {
 double now() { return VLDate::now().timeIntervalSinceReferenceDate(); }
+
+VLValue errorTraceValue(const VLErrorRef& error) { return error ? VLValue(vl_prettyDescription(error)) : VLValue(); }
 }  // namespace
 
 VLValidator::VLValidator()
@@ -47,6 +51,7 @@ std::shared_ptr<VLExpectation> VLValidator::expectationWithText(const std::strin
     expectation->setDescription(text);
     outstandingExpectations_.push_back(expectation);
     expectationGroup_->enter();
+    if (isTracing()) trace(VLTraceRecord(VLTraceKind::Expectation).set("phase", "created").set("description", text));
   });
   return expectation;
 }
@@ -65,6 +70,7 @@ void VLValidator::recordSettled(const std::string& text, VLValidationResult resu
     if (result != VLValidationResultInconclusive) expectation->setResult(result);
     outstandingExpectations_.push_back(expectation);
     expectationGroup_->enter();
+    if (isTracing()) trace(VLTraceRecord(VLTraceKind::Expectation).set("phase", "created").set("description", text));
     fulfillExpectation(expectation);
   });
 }
@@ -81,6 +87,15 @@ void VLValidator::settle(const std::shared_ptr<VLExpectation>& expectation) {
   outstandingExpectations_.erase(found);
   handledExpectations_.push_back(expectation);
   if (statusBlock_) statusBlock_(expectation, markedIdentifiers_);
+  if (isTracing()) {
+    VLTraceRecord record(VLTraceKind::Expectation);
+    record.set("phase", "settled")
+        .set("description", expectation->description())
+        .set("result", vl_resultName(expectation->result()))
+        .set("comment", expectation->comment())
+        .set("error", errorTraceValue(expectation->error()));
+    trace(std::move(record));
+  }
   expectationGroup_->leave();
 }
 
@@ -130,6 +145,46 @@ VLValidator::StatusBlock VLValidator::statusBlock() {
   StatusBlock block;
   validationQueue_->sync([&] { block = statusBlock_; });
   return block;
+}
+
+void VLValidator::setTraceBlock(TraceBlock block) {
+  std::unique_ptr<VLProviderFacts::Subscription> subscription;
+  auto platform = VLPlatform::currentOrNull();
+  if (block && platform) {
+    if (auto facts = platform->providerFacts()) {
+      std::weak_ptr<VLValidator> weak = weak_from_this();
+      subscription = facts->subscribe([weak](const VLProviderFact& fact) {
+        if (auto validator = weak.lock()) {
+          validator->trace(
+              VLTraceRecord(VLTraceKind::Provider).set("fact", VLProviderFact::kindName(fact.kind)).set("text", fact.text));
+        }
+      });
+    }
+  }
+  std::shared_ptr<void> previous;
+  {
+    std::lock_guard lock(traceMutex_);
+    tracing_.store(static_cast<bool>(block));
+    traceBlock_ = std::move(block);
+    previous = std::move(providerFactsSubscription_);
+    providerFactsSubscription_ = std::move(subscription);
+  }
+  // Ends the old subscription outside the lock: a fact being published may be waiting for it.
+  previous.reset();
+}
+
+VLValidator::TraceBlock VLValidator::traceBlock() {
+  std::lock_guard lock(traceMutex_);
+  return traceBlock_;
+}
+
+void VLValidator::trace(VLTraceRecord record) {
+  if (!isTracing()) return;
+  std::lock_guard lock(traceMutex_);
+  if (!traceBlock_) return;
+  const double start = startTime_.load();
+  record.setT(start > 0 ? std::max(0.0, now() - start) : 0);
+  traceBlock_(std::move(record));
 }
 
 std::string VLValidator::description() const {

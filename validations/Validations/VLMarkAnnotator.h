@@ -5,6 +5,7 @@
 // An immutable value; safe to share.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -26,4 +27,7 @@ class VLMarkAnnotator {
 
  private:
   std::vector<std::pair<std::string, uint64_t>> marks_;  // longest first
+  // For each first byte, the indexes into marks_ of the strings starting with it, longest
+  // first: most places of a text start no marked string, and are passed over at once.
+  std::array<std::vector<uint32_t>, 256> byFirstByte_;
 };

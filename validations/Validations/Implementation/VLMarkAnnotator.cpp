@@ -1,4 +1,4 @@
-#include "vlvalidate/VLMarkAnnotator.h"
+#include "Validations/VLMarkAnnotator.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,7 +6,7 @@
 namespace {
 
 // Characters that continue an identifier or a generated name.
-bool continuesName(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; }
+bool continuesMarkedName(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-'; }
 
 }  // namespace
 
@@ -16,20 +16,22 @@ VLMarkAnnotator::VLMarkAnnotator(const std::map<std::string, uint64_t>& marks) {
   }
   std::stable_sort(marks_.begin(), marks_.end(),
                    [](const auto& a, const auto& b) { return a.first.size() > b.first.size(); });
+  for (uint32_t i = 0; i < marks_.size(); ++i) byFirstByte_[static_cast<unsigned char>(marks_[i].first[0])].push_back(i);
 }
 
 std::string VLMarkAnnotator::annotate(const std::string& text, const Paint& paint) const {
   std::string result;
   size_t at = 0;
   while (at < text.size()) {
-    const bool startsWord = at == 0 || !continuesName(text[at - 1]) || !continuesName(text[at]);
+    const bool startsWord = at == 0 || !continuesMarkedName(text[at - 1]) || !continuesMarkedName(text[at]);
     const std::pair<std::string, uint64_t>* found = nullptr;
     if (startsWord) {
-      for (const auto& mark : marks_) {
+      for (uint32_t index : byFirstByte_[static_cast<unsigned char>(text[at])]) {
+        const auto& mark = marks_[index];
         const std::string& name = mark.first;
         size_t end = at + name.size();
         if (text.compare(at, name.size(), name) != 0) continue;
-        if (end < text.size() && continuesName(text[end]) && continuesName(name.back())) continue;
+        if (end < text.size() && continuesMarkedName(text[end]) && continuesMarkedName(name.back())) continue;
         found = &mark;
         break;
       }
