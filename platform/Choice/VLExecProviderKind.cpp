@@ -10,8 +10,8 @@ void VLExecProviderKind::parse(const std::string& command) {
   }
 }
 
-VLInstalledProvider VLExecProviderKind::install(const std::string& command) {
-  auto remote = VLRemotePlatform::launch(command);
+VLInstalledProvider VLExecProviderKind::install(const std::string& command, const VLProviderInstallOptions& options) {
+  auto remote = VLRemotePlatform::launch(command, options.remoteOptions());
   remote->install();
   return {remote, remote->provider()};
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Choice/VLInstalledProvider.h"
+#include "Choice/VLProviderInstallOptions.h"
 
 class VLExecProviderKind {
  public:
@@ -13,7 +14,7 @@ class VLExecProviderKind {
   // command or a bad quote.
   static void parse(const std::string& command);
   // Starts `command`, completes the handshake and installs the protocol platform.
-  static VLInstalledProvider install(const std::string& command);
+  static VLInstalledProvider install(const std::string& command, const VLProviderInstallOptions& options);
   // Returns `command` with `settings` appended as one quoted argument (a program that takes
   // the simulated provider's settings so, as vlprovider-sim does).
   static std::string addSettings(const std::string& command, const std::string& settings);

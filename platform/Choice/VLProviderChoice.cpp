@@ -21,10 +21,15 @@ VLProviderChoice VLProviderChoice::parse(const std::string& text) {
   return VLProviderChoice(text, *kind, std::move(argument));
 }
 
-VLInstalledProvider VLProviderChoice::install() const {
+VLInstalledProvider VLProviderChoice::install(const VLProviderInstallOptions& options) const {
+  if (!options.protocolLog.empty() && !kind_->speaksProtocol) {
+    throw VLUsageError("--protocol-log records the provider protocol; --provider " + text_ + " does not speak it");
+  }
   try {
-    return kind_->install(argument_);
+    return kind_->install(argument_, options);
   } catch (const VLProviderUnavailable&) {
+    throw;
+  } catch (const VLUsageError&) {
     throw;
   } catch (const VLException& error) {
     throw VLProviderUnavailable("--provider " + text_ + ": " + error.what());

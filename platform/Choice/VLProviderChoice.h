@@ -23,8 +23,9 @@ class VLProviderChoice {
   static VLProviderChoice parse(const std::string& text);
 
   // Brings the provider up and installs its platform. Throws VLProviderUnavailable with the
-  // reason when it cannot be started or reached, or exits or fails the handshake.
-  VLInstalledProvider install() const;
+  // reason when it cannot be started or reached, or exits or fails the handshake, and
+  // VLUsageError when `options` do not fit the kind or the protocol log cannot be written.
+  VLInstalledProvider install(const VLProviderInstallOptions& options = {}) const;
 
   // Returns whether withSettings() can give this provider settings (a running daemon cannot).
   bool takesSettings() const { return static_cast<bool>(kind_->addSettings); }

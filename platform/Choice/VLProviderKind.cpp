@@ -21,11 +21,13 @@ const std::vector<VLProviderKind>& VLProviderKind::all() {
                  "\"exec:build/tools/vlprovider-sim/vlprovider-sim case-sensitive-names\""}},
        .parse = VLExecProviderKind::parse,
        .install = VLExecProviderKind::install,
+       .speaksProtocol = true,
        .addSettings = VLExecProviderKind::addSettings},
       {.prefix = "unix",
        .help = {{"unix:PATH", "a provider daemon listening on the Unix domain socket PATH"}},
        .parse = VLUnixProviderKind::parse,
        .install = VLUnixProviderKind::install,
+       .speaksProtocol = true,
        .addSettings = {}},  // a running daemon keeps the settings it was started with
   };
   return kinds;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Choice/VLInstalledProvider.h"
+#include "Choice/VLProviderInstallOptions.h"
 
 struct VLProviderKind {
   // One way to write a choice of this kind, for help texts.
@@ -29,7 +30,10 @@ struct VLProviderKind {
   std::function<void(const std::string& argument)> parse;
   // Brings the provider up and installs its platform as the current one. Throws VLException
   // saying why when it cannot be started or reached.
-  std::function<VLInstalledProvider(const std::string& argument)> install;
+  std::function<VLInstalledProvider(const std::string& argument, const VLProviderInstallOptions& options)> install;
+  // Whether the provider is reached through the provider protocol (and so can have its
+  // conversation recorded).
+  bool speaksProtocol = false;
   // Returns `argument` with the simulated provider's `settings` (non-empty) added, for a kind
   // that can start a reference provider with settings; empty for a kind that cannot.
   std::function<std::string(const std::string& argument, const std::string& settings)> addSettings;

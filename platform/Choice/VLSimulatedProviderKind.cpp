@@ -4,7 +4,7 @@
 
 void VLSimulatedProviderKind::parse(const std::string& settings) { VLSimulatedSettings::parse(settings); }
 
-VLInstalledProvider VLSimulatedProviderKind::install(const std::string& settings) {
+VLInstalledProvider VLSimulatedProviderKind::install(const std::string& settings, const VLProviderInstallOptions&) {
   auto service = VLSimulatedProviderService::make(settings);
   service->install();
   return {service, service->provider()};

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Choice/VLInstalledProvider.h"
+#include "Choice/VLProviderInstallOptions.h"
 
 class VLSimulatedProviderKind {
  public:
@@ -12,7 +13,7 @@ class VLSimulatedProviderKind {
   // listing the valid ones.
   static void parse(const std::string& settings);
   // Makes a simulated provider service with `settings` and installs it.
-  static VLInstalledProvider install(const std::string& settings);
+  static VLInstalledProvider install(const std::string& settings, const VLProviderInstallOptions& options);
   // Returns `settings` followed by `more`, comma-separated.
   static std::string addSettings(const std::string& settings, const std::string& more);
 };

@@ -7,8 +7,8 @@ void VLUnixProviderKind::parse(const std::string& path) {
   if (path.empty()) throw VLException("unix needs a socket path, as in unix:PATH");
 }
 
-VLInstalledProvider VLUnixProviderKind::install(const std::string& path) {
-  auto remote = VLRemotePlatform::connectToSocket(path);
+VLInstalledProvider VLUnixProviderKind::install(const std::string& path, const VLProviderInstallOptions& options) {
+  auto remote = VLRemotePlatform::connectToSocket(path, options.remoteOptions());
   remote->install();
   return {remote, remote->provider()};
 }

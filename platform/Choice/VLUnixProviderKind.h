@@ -6,11 +6,12 @@
 #include <string>
 
 #include "Choice/VLInstalledProvider.h"
+#include "Choice/VLProviderInstallOptions.h"
 
 class VLUnixProviderKind {
  public:
   // Checks that `path` is not empty. Throws VLException otherwise.
   static void parse(const std::string& path);
   // Connects to the socket at `path`, completes the handshake and installs the protocol platform.
-  static VLInstalledProvider install(const std::string& path);
+  static VLInstalledProvider install(const std::string& path, const VLProviderInstallOptions& options);
 };

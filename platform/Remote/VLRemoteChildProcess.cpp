@@ -187,6 +187,7 @@ void VLRemoteChildProcess::readErrors() {
   auto keep = [&](std::string line) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     VLLog::info("[%@] %@", name_, line);
+    if (auto handler = errorHandler_.get()) handler(line);
     std::lock_guard lock(mutex_);
     lastLines_.push_back(std::move(line));
     if (lastLines_.size() > kKeptErrorLines) lastLines_.pop_front();

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "Dispatch/VLGuarded.h"
 #include "Remote/VLRemoteTransport.h"
 
 class VLRemoteChildProcess : public VLRemoteTransport {
@@ -42,6 +43,9 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   // Closes the provider's standard input, waits up to five seconds for it to exit, then sends
   // SIGTERM and, two seconds later, SIGKILL.
   void shutdown() override;
+  void setStandardErrorHandler(std::function<void(const std::string& line)> handler) override {
+    errorHandler_.set(std::move(handler));
+  }
 
   pid_t pid() const { return pid_; }
   // Returns the last lines (at most five) the provider wrote to standard error.
@@ -67,4 +71,5 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   bool errorsDone_ = false;            // guarded by mutex_
   std::optional<int> status_;          // guarded by mutex_: the wait status once reaped
   bool shutDown_ = false;              // guarded by mutex_
+  VLGuarded<std::function<void(const std::string& line)>> errorHandler_;  // set after the error reader started
 };

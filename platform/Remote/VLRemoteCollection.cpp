@@ -93,6 +93,7 @@ void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONRe
     if (auto field = params.optionalField("more")) more = field->boolean();
   } catch (const VLRemoteJSONError& invalid) {
     VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
+    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
     receiveFailure(subscription,
                    vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
                                             "The provider's " + what + " is not valid: " + invalid.what()));
@@ -104,6 +105,7 @@ void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONRe
     std::string why = "The provider " + session_->name() + " sent " + what +
                       ", but its answer to collections.subscribe did not say that more pages follow (\"more\": true).";
     VLLog::error("%@", why);
+    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, why);
     failLocked(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer, why));
     return;
   }
@@ -133,6 +135,7 @@ void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSO
     if (auto field = params.optionalField("observedItem")) observed = session_->codec().decodeItem(*field);
   } catch (const VLRemoteJSONError& invalid) {
     VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
+    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
     receiveFailure(subscription,
                    vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
                                             "The provider's " + what + " is not valid: " + invalid.what()));

@@ -34,6 +34,7 @@ VLErrorRef VLRemoteConnection::Answer::decode(const std::function<void(const VLR
   try {
     read(VLRemoteJSONReader(result, "result"));
   } catch (const VLRemoteJSONError& invalid) {
+    if (onFault) onFault(invalid.what());
     return vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
                                     "The provider's answer to " + request + " is not valid: " + invalid.what());
   }
@@ -117,7 +118,7 @@ void VLRemoteConnection::call(const std::string& method, json params, double tim
   }
   if (!direct.empty()) writeDirectly(std::move(direct));
   if (ended) {
-    Answer answer{nullptr, ended, method + " (not sent)"};
+    Answer answer{nullptr, ended, method + " (not sent)", {}};
     VLBackgroundQueue::shared().async([handler = std::move(handler), answer] { handler(answer); });
   }
 }
@@ -190,6 +191,7 @@ void VLRemoteConnection::answer(int64_t id, Answer answer) {
       return;
     }
     answer.request = describe(found->second.method, id);
+    answer.onFault = faultHandler_;
     handler = std::move(found->second.handler);
     pending_.erase(found);
   }
@@ -206,7 +208,7 @@ bool VLRemoteConnection::end(VLErrorRef reason) {
     outbox_.clear();
     wakeAll();
   }
-  for (auto& [id, pending] : failed) pending.handler(Answer{nullptr, reason, describe(pending.method, id)});
+  for (auto& [id, pending] : failed) pending.handler(Answer{nullptr, reason, describe(pending.method, id), {}});
   return true;
 }
 
@@ -322,7 +324,7 @@ void VLRemoteConnection::timerLoop() {
             vl_providerProtocolError(VLProviderProtocolErrorTimedOut, "The provider " + name_ + " did not answer " +
                                                                           describe(pending.method, id) + " within " +
                                                                           seconds(pending.timeout) + "." + note);
-        pending.handler(Answer{nullptr, error, describe(pending.method, id)});
+        pending.handler(Answer{nullptr, error, describe(pending.method, id), {}});
       }
       lock.lock();
       continue;
@@ -393,6 +395,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
     if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, true);
   } catch (const VLRemoteMalformedMessage& malformed) {
     if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, malformed.isJSON());
+    if (faultHandler_) faultHandler_(std::string("a malformed line: ") + malformed.what());
     if (malformed.id()) {
       std::string method;
       {
@@ -406,7 +409,8 @@ void VLRemoteConnection::handleLine(std::string_view line) {
                       vl_providerProtocolError(VLProviderProtocolErrorMalformed,
                                                "The provider's answer to " + describe(method, *malformed.id()) +
                                                    " is malformed: " + malformed.what()),
-                      ""});
+                      "",
+                      {}});
         return;
       }
     }
@@ -427,7 +431,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
       if (notifications_) notifications_(message.method, message.params);
       return;
     case VLRemoteMessage::Kind::Result:
-      answer(*message.integerID(), Answer{std::move(message.result), nullptr, ""});
+      answer(*message.integerID(), Answer{std::move(message.result), nullptr, "", {}});
       return;
     case VLRemoteMessage::Kind::Error: {
       auto id = message.integerID();
@@ -445,7 +449,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
       auto error = vl_providerProtocolError(VLProviderProtocolErrorRejected,
                                             VLFormat("The provider %@ rejected %@: %@ (JSON-RPC error %@)", name_,
                                                      describe(method, *id), message.errorMessage, message.errorCode));
-      answer(*id, Answer{nullptr, error, ""});
+      answer(*id, Answer{nullptr, error, "", {}});
       return;
     }
   }

@@ -37,6 +37,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
     nlohmann::json result;
     VLErrorRef error;
     std::string request;  // "actions.copy (request 12)", for messages about the answer
+    // Told the reason when decode() finds the answer invalid (the connection's fault handler).
+    std::function<void(const std::string& reason)> onFault;
 
     // Returns the answer's error, or runs `read` over the result and returns none, or, when
     // `read` throws VLRemoteJSONError, an invalid-answer error naming the request and field.
@@ -55,6 +57,9 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
   void start(NotificationHandler notifications, EndHandler ended);
   // Records every line sent and received from now on into `log` (call before start()).
   void setProtocolLog(std::shared_ptr<VLRemoteProtocolLog> log) { protocolLog_ = std::move(log); }
+  // Calls `handler` with the reason of every message the provider got wrong: a malformed
+  // line, or an answer that decode() finds invalid (call before start()).
+  void setFaultHandler(std::function<void(const std::string& reason)> handler) { faultHandler_ = std::move(handler); }
   // Sends a request. `handler` is called exactly once: on the reader thread with the answer,
   // on the timer thread when `timeout` seconds pass first, or on a background thread when the
   // session has already ended. Handlers must be quick and must not block.
@@ -106,8 +111,9 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
 
   const std::unique_ptr<VLRemoteTransport> transport_;
   const std::string name_;
-  std::shared_ptr<VLRemoteProtocolLog> protocolLog_;  // set before start(), then read only
-  int wakeRead_ = -1, wakeWrite_ = -1;                // wakes the reader and the writer at close()
+  std::shared_ptr<VLRemoteProtocolLog> protocolLog_;             // set before start(), then read only
+  std::function<void(const std::string& reason)> faultHandler_;  // set before start(), then read only
+  int wakeRead_ = -1, wakeWrite_ = -1;                           // wakes the reader and the writer at close()
 
   mutable std::mutex mutex_;
   // Three conditions, so that a request wakes no thread that has nothing to do with it.

@@ -48,6 +48,8 @@ class VLRemotePlatform : public VLPlatform, public std::enable_shared_from_this<
   // VLProviderProtocolErrorClosed.
   void close();
   const std::shared_ptr<VLRemoteSession>& session() const { return session_; }
+  // The session's facts: protocol faults, the provider's standard error, its end.
+  std::shared_ptr<VLProviderFacts> providerFacts() override { return session_->facts(); }
 
   // VLPlatform
   std::shared_ptr<VLItemManager> defaultItemManager() override;

@@ -20,8 +20,13 @@ const double kWaitMargin = 5.0;
 }  // namespace
 
 std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteTransport> transport, Options options) {
+  auto facts = VLProviderFacts::make();
+  transport->setStandardErrorHandler(
+      [facts](const std::string& line) { facts->publish(VLProviderFact::Kind::StandardError, line); });
   std::shared_ptr<VLRemoteSession> session(
-      new VLRemoteSession(VLRemoteConnection::make(std::move(transport)), options));
+      new VLRemoteSession(VLRemoteConnection::make(std::move(transport)), options, facts));
+  session->connection_->setFaultHandler(
+      [facts](const std::string& reason) { facts->publish(VLProviderFact::Kind::ProtocolFault, reason); });
   std::weak_ptr<VLRemoteSession> weak = session;
   if (options.protocolLog) session->connection_->setProtocolLog(options.protocolLog);
   session->connection_->start(
@@ -191,6 +196,7 @@ void VLRemoteSession::handleNotification(const std::string& method, const json& 
 }
 
 void VLRemoteSession::handleEnd(const VLErrorRef& reason) {
+  facts_->publish(VLProviderFact::Kind::ProviderGone, reason->localizedDescription());
   std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> open;
   {
     std::lock_guard lock(mutex_);

@@ -19,6 +19,7 @@
 #include "Remote/VLRemoteConnection.h"
 #include "Vaultline/VLPlatform.h"
 #include "Vaultline/VLProvider.h"
+#include "Vaultline/VLProviderFacts.h"
 
 class VLRemoteCollection;
 
@@ -41,6 +42,8 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   static std::shared_ptr<VLRemoteSession> open(std::unique_ptr<VLRemoteTransport> transport, Options options);
 
   const std::shared_ptr<VLProvider>& provider() const { return provider_; }
+  // Where the session publishes protocol faults, the provider's standard error and its end.
+  const std::shared_ptr<VLProviderFacts>& facts() const { return facts_; }
   const VLRemoteCodec& codec() const { return *codec_; }
   const Options& options() const { return options_; }
   const std::string& name() const { return connection_->name(); }
@@ -68,8 +71,9 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   VLRemoteSession& operator=(const VLRemoteSession&) = delete;
 
  private:
-  VLRemoteSession(std::shared_ptr<VLRemoteConnection> connection, Options options)
-      : connection_(std::move(connection)), options_(options) {}
+  VLRemoteSession(std::shared_ptr<VLRemoteConnection> connection, Options options,
+                  std::shared_ptr<VLProviderFacts> facts)
+      : connection_(std::move(connection)), options_(options), facts_(std::move(facts)) {}
   void handshake();
   void readHandshake(const VLRemoteJSONReader& result);
   void handleNotification(const std::string& method, const nlohmann::json& params);
@@ -86,4 +90,5 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   mutable std::mutex mutex_;
   std::map<uint64_t, std::weak_ptr<VLRemoteCollection>> subscriptions_;  // guarded by mutex_
   uint64_t nextSubscription_ = 1;                                        // guarded by mutex_
+  const std::shared_ptr<VLProviderFacts> facts_;
 };

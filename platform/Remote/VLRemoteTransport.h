@@ -7,6 +7,7 @@
 // called from any one thread at a time, except readFD()/writeFD()/name(), which never change.
 #pragma once
 
+#include <functional>
 #include <string>
 
 class VLRemoteTransport {
@@ -24,6 +25,9 @@ class VLRemoteTransport {
   // Ends the session once the writer has stopped: closes the writing side, gives the provider
   // a bounded time to finish, then forces it. After it returns, reading ends promptly.
   virtual void shutdown() = 0;
+  // Calls `handler` with each line the provider writes to its standard error from now on, on
+  // the transport's own thread (only a child process has one; the default ignores it).
+  virtual void setStandardErrorHandler(std::function<void(const std::string& line)> handler) { (void)handler; }
 
   VLRemoteTransport(const VLRemoteTransport&) = delete;
   VLRemoteTransport& operator=(const VLRemoteTransport&) = delete;

@@ -115,6 +115,11 @@ void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
   command.add_flag("--fail-on-inconclusive", options_.run.failOnInconclusive, "Count inconclusive cases as failed");
   addReportOptions(command);
   command.add_flag("-v,--verbose", options_.run.verbose, "Show every expectation of every case");
+  command
+      .add_option("--protocol-log", options_.run.protocolLog,
+                  "Record every protocol message in both directions in FILE, one JSON line each with its time "
+                  "and direction (exec: and unix: providers)")
+      ->type_name("FILE");
   command.add_flag("--trace", options_.run.trace,
                    "Show the whole trace (events, actions, expectations, checks) of every case that did not pass");
   command
@@ -249,7 +254,7 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   auto reporters = makeReporters(terminal);
 
   // 1. The provider and its eligibility.
-  const VLInstalledProvider installed = choice.install();
+  const VLInstalledProvider installed = choice.install({.protocolLog = run.protocolLog});
   const bool eligible = VLEligibility::decide(installed.provider);
   const auto properties = VLProviderProperties::of(*installed.provider);
   if (!eligible && !run.ignoreEligibility) {

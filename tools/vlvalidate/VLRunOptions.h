@@ -23,4 +23,5 @@ struct VLRunOptions {
   bool verbose = false;                 // --verbose: every expectation of every case on the console
   bool trace = false;                   // --trace: the whole trace of every case that did not pass, on the console
   size_t traceLimit = 2000;             // --trace-limit: JSON and JUnit keep a trace's last N records and first N/10
+  std::string protocolLog;              // --protocol-log: file for every protocol line (exec: and unix: only)
 };

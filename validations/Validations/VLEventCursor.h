@@ -27,7 +27,9 @@ class VLEventCursor {
   // Checks with the validator's default time-out. Returns the match or null.
   VLEventRef check(const std::shared_ptr<VLExpectedEvent>& expected);
   // Searches the stream from its front for `expected`, waiting at most `timeout` seconds (NaN
-  // counts as 0) for it to arrive, and settles one expectation with the outcome. Leaves the
+  // counts as 0) for it to arrive, and settles one expectation with the outcome. The wait ends
+  // early, failing with the error's words, when the stream shows its collection's error
+  // ("encountered-error: …"): nothing can arrive after it. Leaves the
   // stream as it is; remembers the match (null after a failure) for the advance operations.
   // Throws VLException without an expected event.
   VLEventRef check(const std::shared_ptr<VLExpectedEvent>& expected, double timeout);

@@ -2,7 +2,8 @@
 // started by --provider exec: and reached as a daemon by --provider unix: gives the report
 // that the built-in provider gives; a provider that cannot be started, exits or fails the
 // handshake is exit status 4 with the reason; one that dies mid-run fails the remaining
-// cases at once, naming it.
+// cases at once, naming it; one that spoils an answer fails the check that needed it at once,
+// naming the fault; --protocol-log records the conversation.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -108,6 +109,49 @@ TEST(RemoteProvider, AProviderThatDiesMidRunFailsTheRemainingCasesAtOnceNamingIt
   }
   EXPECT_GE(failed, 2u);
   EXPECT_EQ(report["summary"]["notRun"], 0);
+}
+
+// A subscription answer with a mistyped field, or a line that is not UTF-8: the check that
+// waited on that collection fails at once with the fault's words (no time-out), the run logs an
+// [ERROR], the trace has the fault, and the protocol log holds the spoiled line.
+TEST(RemoteProvider, AnInvalidAnswerFailsTheCheckAtOnceNamingTheFault) {
+  const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
+      {"mistyped", {"documentSize: expected an integer", "is not valid"}},
+      {"not-utf8", {"is malformed", "UTF-8"}},
+  };
+  for (const auto& [mode, words] : rows) {
+    SCOPED_TRACE(mode);
+    const std::string proxy = std::string(VL_TEST_PROVIDERS_DIR) + "/mangling_proxy.py";
+    const std::string log = remotePath(mode + ".protocol.jsonl");
+    auto result = e2e::run({"--provider", "exec:python3 '" + proxy + "' " + mode + " '" + VL_PROVIDER_SIM + "'",
+                            "--filter", "VLContainerValidation.ImportAddsToContainer/RootContainer", "--json",
+                            remotePath(mode + ".json"), "--protocol-log", log});
+    EXPECT_EQ(result.status, 1) << result.out << result.err;
+    EXPECT_NE((result.out + result.err).find("[ERROR]"), std::string::npos) << result.out << result.err;
+    const auto report = e2e::readJson(remotePath(mode + ".json"));
+    ASSERT_EQ(report["cases"].size(), 1u);
+    const auto& entry = report["cases"][0];
+    EXPECT_EQ(entry["verdict"], "failed");
+    EXPECT_LT(entry["runtime"].get<double>(), 4.0) << "the check waited out its time-out";
+    const std::string text = entry.dump();
+    EXPECT_EQ(text.find("Timed out"), std::string::npos) << text;
+    EXPECT_NE(text.find("ended with an error before the event came"), std::string::npos) << text;
+    EXPECT_NE(text.find("protocol-fault"), std::string::npos) << "the trace names the fault";
+    for (const auto& word : words) EXPECT_NE(text.find(word), std::string::npos) << word << " in " << text;
+
+    // One JSON object per line, both directions, the spoiled line kept as text when not JSON.
+    std::ifstream in(log);
+    size_t lines = 0, toProvider = 0, malformed = 0;
+    for (std::string line; std::getline(in, line); ++lines) {
+      auto record = nlohmann::json::parse(line);
+      EXPECT_TRUE(record["t"].is_number()) << line;
+      toProvider += record["direction"] == "to-provider";
+      malformed += record.contains("malformed");
+    }
+    EXPECT_GT(lines, 6u);
+    EXPECT_GT(toProvider, 2u);
+    EXPECT_EQ(malformed, mode == "not-utf8" ? 1u : 0u);
+  }
 }
 
 }  // namespace

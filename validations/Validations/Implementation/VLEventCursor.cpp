@@ -1,11 +1,19 @@
 #include "Validations/VLEventCursor.h"
 
+#include <limits>
+#include <string_view>
+
 #include "Core/VLDate.h"
 #include "Core/VLError.h"
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLValidationErrors.h"
+
+namespace {
+// The type word of the event an observer makes of a collection's error ("encountered-error: …").
+constexpr const char* kCollectionErrorType = "encountered-error: ";
+}  // namespace
 
 std::shared_ptr<VLEventCursor> VLEventCursor::make(std::shared_ptr<VLValidator> validator,
                                                    std::shared_ptr<VLEventStream> stream) {
@@ -27,18 +35,39 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   std::optional<VLTraceRecord> ended;
   if (validator_->isTracing()) ended = traceCheckBegins(waitingFor, streamName, timeout);
   uint64_t timestamp = 0;
-  VLEventRef match = stream_->checkForMatchingEventWithTimeout(
-      timeout, &timestamp, [expected](const VLEventRef& event) { return expected->matchesEvent(event); });
+  // A collection is silent after its error, so no later event can match: the check ends at
+  // the error with the error's words instead of waiting out its time-out (a provider's fault,
+  // such as an invalid answer, must not hide behind "Timed out").
+  auto stoppedBy = std::make_shared<VLEventRef>();  // written on the stream's queue, read after the wait
+  VLEventRef match =
+      stream_->checkForMatchingEventWithTimeout(timeout, &timestamp, [expected, stoppedBy](const VLEventRef& event) {
+        if (expected->matchesEvent(event)) return true;
+        if (event->type().rfind(kCollectionErrorType, 0) != 0) return false;
+        *stoppedBy = event;
+        return true;
+      });
+  const bool collectionFailed = match && match == *stoppedBy;
+  if (collectionFailed) {
+    match = nullptr;
+    timestamp = std::numeric_limits<uint64_t>::max();  // like a time-out: past every event
+  }
 
   std::string reason;
-  if (!match) {
+  if (collectionFailed) {
+    reason = VLFormat("%@ ended with an error before the event came: %@", streamName,
+                      (*stoppedBy)->type().substr(std::string_view(kCollectionErrorType).size()));
+  } else if (!match) {
     auto closest = expected->closestMatch();
     reason = closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);
   }
   // The check's end is recorded before the expectation it settles.
   if (ended) {
     const double began = ended->value("waited").doubleValue();
-    ended->set("outcome", match ? "matched" : expected->closestMatch() ? "near-miss" : "timed-out")
+    ended
+        ->set("outcome", match                      ? "matched"
+                         : collectionFailed         ? "collection-error"
+                         : expected->closestMatch() ? "near-miss"
+                                                    : "timed-out")
         .set("position", match ? VLValue(timestamp) : VLValue())
         .set("match", match ? VLValue(match->item()) : VLValue())
         .set("reason", match ? VLValue() : VLValue(reason))
