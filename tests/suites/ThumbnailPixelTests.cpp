@@ -60,10 +60,10 @@ TEST(ThumbnailPixels, RightWayUpPassesBothChecksAndUpsideDownFailsBoth) {
 
   VLBitmap green(50, 50);
   green.fillRect(0, 0, 50, 50, 0, 1, 0, 1);
-  auto oneColour = VLFileTypeValidation::sampleThumbnailPixels(VLImageCodec::encodePNG(green));
-  ASSERT_TRUE(oneColour);
-  EXPECT_TRUE(oneColour->greenInTopHalf);
-  EXPECT_FALSE(oneColour->redInBottomHalf);
+  auto oneColor = VLFileTypeValidation::sampleThumbnailPixels(VLImageCodec::encodePNG(green));
+  ASSERT_TRUE(oneColor);
+  EXPECT_TRUE(oneColor->greenInTopHalf);
+  EXPECT_FALSE(oneColor->redInBottomHalf);
 }
 
 TEST(ThumbnailPixels, DataThatIsNoPictureCannotBeSampled) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-const char* const kMarkColours[] = {"36", "35", "34", "33", "96", "95", "94", "93"};
+const char* const kMarkColors[] = {"36", "35", "34", "33", "96", "95", "94", "93"};
 constexpr size_t kWordWidth = 13;  // "INCONCLUSIVE" and a space
 constexpr size_t kEventsUnderACheck = 8;
 constexpr size_t kProviderFactsShown = 8;
@@ -19,7 +19,7 @@ std::string padded(const std::string& word, size_t width) {
   return word.size() >= width ? word + " " : word + std::string(width - word.size(), ' ');
 }
 
-std::string colourOf(VLValidationResult verdict) {
+std::string colorOf(VLValidationResult verdict) {
   switch (verdict) {
     case VLValidationResultPassed: return "32";
     case VLValidationResultInconclusive: return "33";
@@ -118,7 +118,7 @@ void VLConsoleReporter::caseFinished(const VLCaseRecord& record) {
 std::string VLConsoleReporter::attemptDetails(const VLAttemptRecord& attempt) const {
   const VLMarkAnnotator annotator(attempt.marks);
   auto paintMark = [this](const std::string& piece, uint64_t mark) {
-    return terminal_->paint(piece, kMarkColours[mark % std::size(kMarkColours)]);
+    return terminal_->paint(piece, kMarkColors[mark % std::size(kMarkColors)]);
   };
   auto show = [&](const std::string& text) { return annotator.annotate(VLTerminal::printable(text), paintMark); };
 
@@ -130,7 +130,7 @@ std::string VLConsoleReporter::attemptDetails(const VLAttemptRecord& attempt) co
     if (!verbose_ && expectation.result == VLValidationResultPassed) continue;
     anyShown = true;
     std::string word = padded(vl_resultName(expectation.result), kWordWidth);
-    if (expectation.result != VLValidationResultPassed) word = terminal_->paint(word, colourOf(expectation.result));
+    if (expectation.result != VLValidationResultPassed) word = terminal_->paint(word, colorOf(expectation.result));
     text += "    " + word + hanging(show(expectation.description), indent) + "\n";
     const std::string comment = expectation.comment.value_or("");
     if (!comment.empty()) text += indent + hanging(show(comment), indent) + "\n";
@@ -161,7 +161,7 @@ std::string VLConsoleReporter::checkExcerpt(const VLAttemptRecord& attempt, size
   const VLMarkAnnotator annotator(attempt.marks);
   auto show = [&](const std::string& text) {
     return annotator.annotate(VLTerminal::printable(text), [this](const std::string& piece, uint64_t mark) {
-      return terminal_->paint(piece, kMarkColours[mark % std::size(kMarkColours)]);
+      return terminal_->paint(piece, kMarkColors[mark % std::size(kMarkColors)]);
     });
   };
   const VLTraceRecord& end = attempt.trace[ended];
@@ -257,12 +257,12 @@ std::string VLConsoleReporter::baselineText(const VLBaselineComparison& comparis
   auto word = [](const std::optional<VLValidationResult>& verdict) {
     return verdict ? std::string(vl_resultName(*verdict)) : std::string("-");
   };
-  auto list = [&](const std::vector<VLBaselineChange>& changes, const std::string& label, const std::string& colour) {
+  auto list = [&](const std::vector<VLBaselineChange>& changes, const std::string& label, const std::string& color) {
     for (const auto& change : changes) {
       std::string what = change.before && change.after ? word(change.before) + " → " + word(change.after)
                          : change.after                ? "new, " + word(change.after)
                                                        : "was " + word(change.before);
-      text += "  " + terminal_->paint(padded(label, 11), colour) + VLTerminal::printable(change.shortID) + "  " + what +
+      text += "  " + terminal_->paint(padded(label, 11), color) + VLTerminal::printable(change.shortID) + "  " + what +
               "\n";
     }
   };
@@ -284,7 +284,7 @@ std::string VLConsoleReporter::caseName(const VLCaseRecord& record) const {
 }
 
 std::string VLConsoleReporter::verdictWord(VLValidationResult verdict) const {
-  return terminal_->paint(padded(vl_verdictWord(verdict), kWordWidth), colourOf(verdict));
+  return terminal_->paint(padded(vl_verdictWord(verdict), kWordWidth), colorOf(verdict));
 }
 
 void VLConsoleReporter::updateStatus() {

@@ -10,7 +10,7 @@
 #include "vlvalidate/VLTerminal.h"
 
 void VLOutputOptions::addTo(CLI::App& command, bool progress) {
-  command.add_option("--color", colour, "Colour the console: auto (on a terminal), always or never")
+  command.add_option("--color", color, "Colour the console: auto (on a terminal), always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
       ->type_name("WHEN");
   if (progress) command.add_flag("--no-progress", noProgress, "No live status line on a terminal");
@@ -19,9 +19,9 @@ void VLOutputOptions::addTo(CLI::App& command, bool progress) {
 }
 
 std::shared_ptr<VLTerminal> VLOutputOptions::terminal(bool documentOnStandardOutput) const {
-  const VLColorChoice choice = colour == "always"  ? VLColorChoice::Always
-                               : colour == "never" ? VLColorChoice::Never
-                                                   : VLColorChoice::Auto;
+  const VLColorChoice choice = color == "always"  ? VLColorChoice::Always
+                               : color == "never" ? VLColorChoice::Never
+                                                  : VLColorChoice::Auto;
   return VLTerminal::forProcess(choice, !noProgress, documentOnStandardOutput);
 }
 

@@ -11,10 +11,10 @@ class App;
 class VLTerminal;
 
 struct VLOutputOptions {
-  std::string colour = "auto";  // --color: auto (on a terminal, unless NO_COLOR is set), always or never
-  bool noProgress = false;      // --no-progress: no live status line, even on a terminal
-  bool debug = false;           // --debug: also log [DEBUG] and [INFO] lines
-  std::string logPath;          // --log: append every log line to this file instead; "" for standard error
+  std::string color = "auto";  // --color: auto (on a terminal, unless NO_COLOR is set), always or never
+  bool noProgress = false;     // --no-progress: no live status line, even on a terminal
+  bool debug = false;          // --debug: also log [DEBUG] and [INFO] lines
+  std::string logPath;         // --log: append every log line to this file instead; "" for standard error
 
   // Adds --color, --no-progress (for a command with a status line, `progress`), --debug and
   // --log to `command`, bound to these fields.

@@ -38,17 +38,16 @@ size_t utf8Length(const std::string& text, size_t at) {
 
 }  // namespace
 
-VLTerminal::VLTerminal(std::ostream& out, std::ostream& err, bool colour, bool statusLine, size_t width)
-    : out_(out), err_(err), colour_(colour), statusLine_(statusLine), width_(width < 20 ? 20 : width) {}
+VLTerminal::VLTerminal(std::ostream& out, std::ostream& err, bool color, bool statusLine, size_t width)
+    : out_(out), err_(err), color_(color), statusLine_(statusLine), width_(width < 20 ? 20 : width) {}
 
-std::shared_ptr<VLTerminal> VLTerminal::forProcess(VLColorChoice colour, bool progress, bool reportOnStandardError) {
+std::shared_ptr<VLTerminal> VLTerminal::forProcess(VLColorChoice color, bool progress, bool reportOnStandardError) {
   const int fd = reportOnStandardError ? STDERR_FILENO : STDOUT_FILENO;
   const bool terminal = isTerminal(fd);
   const bool noColorAsked = std::getenv("NO_COLOR") && *std::getenv("NO_COLOR");
-  const bool useColour =
-      colour == VLColorChoice::Always || (colour == VLColorChoice::Auto && terminal && !noColorAsked);
+  const bool useColor = color == VLColorChoice::Always || (color == VLColorChoice::Auto && terminal && !noColorAsked);
   std::ostream& out = reportOnStandardError ? std::cerr : std::cout;
-  return std::make_shared<VLTerminal>(out, std::cerr, useColour, progress && terminal, terminalWidth(fd));
+  return std::make_shared<VLTerminal>(out, std::cerr, useColor, progress && terminal, terminalWidth(fd));
 }
 
 void VLTerminal::print(const std::string& text) {
@@ -89,7 +88,7 @@ void VLTerminal::drawStatusLocked() {
 }
 
 std::string VLTerminal::paint(const std::string& text, const std::string& code) const {
-  return colour_ ? "\x1b[" + code + "m" + text + "\x1b[0m" : text;
+  return color_ ? "\x1b[" + code + "m" + text + "\x1b[0m" : text;
 }
 
 std::string VLTerminal::printable(const std::string& text) {

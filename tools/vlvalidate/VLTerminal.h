@@ -17,14 +17,14 @@ class VLTerminal {
  public:
   // Makes a terminal writing report lines to `out` and log lines to `err`. The status line
   // is drawn only when `statusLine` is set; `width` bounds it.
-  VLTerminal(std::ostream& out, std::ostream& err, bool colour, bool statusLine, size_t width);
+  VLTerminal(std::ostream& out, std::ostream& err, bool color, bool statusLine, size_t width);
   // Makes the terminal of this process: report lines on standard output (standard error
   // when `reportOnStandardError`, because a document goes to standard output), colour
   // and status line decided from `colour`, `progress`, whether the stream is a terminal,
   // TERM and NO_COLOR.
-  static std::shared_ptr<VLTerminal> forProcess(VLColorChoice colour, bool progress, bool reportOnStandardError);
+  static std::shared_ptr<VLTerminal> forProcess(VLColorChoice color, bool progress, bool reportOnStandardError);
 
-  bool colour() const { return colour_; }
+  bool color() const { return color_; }
   bool hasStatusLine() const { return statusLine_; }
   size_t width() const { return width_; }
 
@@ -51,7 +51,7 @@ class VLTerminal {
 
   std::ostream& out_;
   std::ostream& err_;
-  const bool colour_;
+  const bool color_;
   const bool statusLine_;
   const size_t width_;
   std::mutex mutex_;

@@ -134,7 +134,7 @@ double distance(const float* pixel, double red, double green, double blue) {
   return std::abs(pixel[0] - red) + std::abs(pixel[1] - green) + std::abs(pixel[2] - blue);
 }
 
-TEST(VLImaging, DrawsInBottomUpCoordinatesAndKeepsColoursThroughJPEG) {
+TEST(VLImaging, DrawsInBottomUpCoordinatesAndKeepsColorsThroughJPEG) {
   VLBitmap picture = redGreenPicture();
   EXPECT_EQ(picture.pixelAt(25, 12), (std::array<double, 4>{0, 1, 0, 1}));  // top row region is green
   EXPECT_EQ(picture.pixelAt(25, 36), (std::array<double, 4>{1, 0, 0, 1}));
