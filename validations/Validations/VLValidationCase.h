@@ -75,14 +75,22 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   static const ValidationTable& allValidations();
   // Returns new cases, bound to `provider`, for every template, with the same keys and order.
   static ValidationTable allValidationsForProvider(const std::shared_ptr<VLProvider>& provider);
-  // Builds a template table from the registered classes (what allValidations() keeps).
-  static ValidationTable _allValidations();
   // Applies the discovery rules to `classes`, in order. Stops the process when a class has a
   // validation with variants but no variant operation.
   static ValidationTable validationsOfSuiteClasses(const std::vector<VLValidationSuiteClassRef>& classes);
   // Returns the fixed table from description fragment ("VLTrashValidation TrashUntrash:")
   // to category ("1" or "2"), new on each call.
   static std::map<std::string, std::string> casesByCategories();
+
+  // ---- Names kept exactly -------------------------------------------------------------------
+  // Outside callers (suite authors, runners written against the published interface) use these
+  // two by exactly these spellings, so they are not renamed to the house style. Names with a
+  // double underscore are reserved to the compiler and standard library in C++; the marker
+  // keeps it because suites are recognised by whether they redefine this very name, and the
+  // "__vl__" prefix is one no implementation uses.
+
+  // Builds a template table from the registered classes (what allValidations() keeps).
+  static ValidationTable _allValidations();
   // Marks suite classes: a registered class that redefines it contributes no case.
   static std::type_index __vl__validation__class();
 
