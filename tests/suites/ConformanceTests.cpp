@@ -2,7 +2,7 @@
 // may have; what the fault matrix lists for those settings (a non-syncing provider, strict
 // mode) ends as listed instead; and nothing a case created is left behind.
 #include "Faults/VLFaultMatcher.h"
-#include "suites/SuiteHarness.h"
+#include "SuiteHarness.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Every row of the fault matrix: the reference provider with that fault makes the cases
 // meant to catch it end with the row's verdict and words.
 #include "Faults/VLFaultMatcher.h"
-#include "suites/SuiteHarness.h"
+#include "SuiteHarness.h"
 
 // Names a row in test listings by what it sets up, not by its bytes.
 void PrintTo(const VLFaultMatrixRow& row, std::ostream* out) {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ScriptedProvider.h"
-#include "platform/Simulated/SimulatedHarness.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "Remote/VLRemotePlatform.h"
 #include "Validations/VLValidationEligibility.h"
-#include "platform/Simulated/SimulatedHarness.h"
 #include "support/ProviderDaemon.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "SimulatedHarness.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

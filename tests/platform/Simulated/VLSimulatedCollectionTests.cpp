@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <set>
 
-#include "SimulatedHarness.h"
 #include "Vaultline/VLItemOrdering.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Each quirk makes the service misbehave in the one way it names.
 #include <filesystem>
 
-#include "SimulatedHarness.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

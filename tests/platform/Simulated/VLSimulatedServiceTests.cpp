@@ -1,7 +1,7 @@
 // Transfers and placeholders, thumbnails, the validation service and platform revisions.
 #include <filesystem>
 
-#include "SimulatedHarness.h"
+#include "support/SimulatedHarness.h"
 
 namespace {
 

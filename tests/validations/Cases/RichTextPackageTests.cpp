@@ -1,5 +1,5 @@
-// The rich-text package the file type suite imports: a styled string written as a package
-// directory that holds its text, and refused with a reason for a bad range or document type.
+// The rich-text package the file type suite imports: a styled string written by the platform as
+// a package directory, read back by the reader the suite uses.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -34,24 +34,6 @@ TEST(VLRichTextPackage, WritesItsTextAsAPackageDirectory) {
   }
   EXPECT_EQ(VLAttributedString("Not very fancy").length(), 14u);
   fs::remove_all(folder);
-}
-
-TEST(VLRichTextPackage, RefusesABadRangeOrDocumentTypeSayingWhy) {
-  VLAttributedString string("Grüße");
-  struct Refusal {
-    size_t location, length;
-    VLValue::Dictionary attributes;
-    std::string reason;
-  };
-  for (const auto& refusal :
-       {Refusal{3, 3, typed(VLUIToolkit::rtfdTextDocumentType()), "outside the string"},
-        Refusal{6, 0, typed(VLUIToolkit::rtfdTextDocumentType()), "outside the string"},
-        Refusal{0, 5, {}, "name no document type"}, Refusal{0, 5, typed("Plain"), "Plain cannot be written"}}) {
-    VLErrorRef error;
-    EXPECT_FALSE(string.fileWrapperFromRange(refusal.location, refusal.length, refusal.attributes, &error));
-    ASSERT_TRUE(error);
-    EXPECT_NE(error->localizedDescription().find(refusal.reason), std::string::npos) << error->localizedDescription();
-  }
 }
 
 }  // namespace
