@@ -82,13 +82,9 @@ class VLValidationCase : public VLObject, public std::enable_shared_from_this<VL
   // to category ("1" or "2"), new on each call.
   static std::map<std::string, std::string> casesByCategories();
 
-  // ---- Names kept exactly -------------------------------------------------------------------
-  // Outside callers (suite authors, runners written against the published interface) use these
-  // two by exactly these spellings, so they are not renamed to the house style. Names with a
-  // double underscore are reserved to the compiler and standard library in C++; the marker
-  // keeps it because suites are recognised by whether they redefine this very name, and the
-  // "__vl__" prefix is one no implementation uses.
-
+  // ---- Names kept exactly: outside callers use these spellings. A double underscore is
+  // reserved in C++; the marker keeps it because suites are recognised by whether they
+  // redefine this very name, and no implementation uses the "__vl__" prefix.
   // Builds a template table from the registered classes (what allValidations() keeps).
   static ValidationTable _allValidations();
   // Marks suite classes: a registered class that redefines it contributes no case.
