@@ -92,11 +92,7 @@ void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONRe
     items = session_->codec().decodeItems(params.field("items"));
     if (auto field = params.optionalField("more")) more = field->boolean();
   } catch (const VLRemoteJSONError& invalid) {
-    VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
-    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
-    receiveFailure(subscription,
-                   vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
-                                            "The provider's " + what + " is not valid: " + invalid.what()));
+    failInvalid(subscription, what, invalid);
     return;
   }
   std::lock_guard lock(mutex_);
@@ -134,11 +130,7 @@ void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSO
     if (auto field = params.optionalField("updated")) updated = session_->codec().decodeItems(*field);
     if (auto field = params.optionalField("observedItem")) observed = session_->codec().decodeItem(*field);
   } catch (const VLRemoteJSONError& invalid) {
-    VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
-    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
-    receiveFailure(subscription,
-                   vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
-                                            "The provider's " + what + " is not valid: " + invalid.what()));
+    failInvalid(subscription, what, invalid);
     return;
   }
   std::lock_guard lock(mutex_);
@@ -151,6 +143,13 @@ void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSO
   auto changes = model_.apply(deleted, updated);
   if (!changes.empty()) postLocked({Posting::Kind::Batch, 0, model_.snapshot(), std::move(changes), nullptr, nullptr});
   if (observed) postLocked({Posting::Kind::Observed, 0, {}, {}, observed, nullptr});
+}
+
+void VLRemoteCollection::failInvalid(uint64_t subscription, const std::string& what, const VLRemoteJSONError& invalid) {
+  VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
+  session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
+  receiveFailure(subscription, vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
+                                                        "The provider's " + what + " is not valid: " + invalid.what()));
 }
 
 void VLRemoteCollection::receiveFailure(uint64_t subscription, const VLErrorRef& error) {

@@ -57,6 +57,9 @@ class VLRemoteCollection : public VLItemCollection {
   // Returns whether `subscription` is the live one (caller holds mutex_).
   bool isCurrentLocked(uint64_t subscription) const;
   void failLocked(const VLErrorRef& error);
+  // Ends the subscription over an invalid notification (`what` names it): logged, published as
+  // a protocol fault, and delivered as the collection's error.
+  void failInvalid(uint64_t subscription, const std::string& what, const VLRemoteJSONError& invalid);
   // Makes `items` the members and posts the first reload.
   void loadLocked(std::vector<VLItemRef> items);
   void postLocked(Posting posting);

@@ -68,11 +68,7 @@ void VLProviderServerSubscription::dataForCollectionShouldBeReloaded(VLItemColle
   }
   for (const auto& [identifier, item] : before) deleted.push_back(identifier);
   reported_ = std::move(now);
-  if (deleted.empty() && updated.empty()) return;
-  json params = {{"subscription", number_}};
-  if (!deleted.empty()) params["deleted"] = std::move(deleted);
-  if (!updated.empty()) params["updated"] = server->codec().encodeItems(updated);
-  server->notify(VLProtocolMethod::kCollectionsChanged, params);
+  sendChanges(*server, std::move(deleted), updated);
 }
 
 void VLProviderServerSubscription::collectionDidPerformBatchUpdateWithReplayBlock(VLItemCollection& collection,
@@ -102,11 +98,7 @@ void VLProviderServerSubscription::collectionDidPerformBatchUpdateWithReplayBloc
     if (row < now.size()) updated.push_back(now[row]);
   }
   reported_ = std::move(now);
-  if (deleted.empty() && updated.empty()) return;
-  json params = {{"subscription", number_}};
-  if (!deleted.empty()) params["deleted"] = std::move(deleted);
-  if (!updated.empty()) params["updated"] = server->codec().encodeItems(updated);
-  server->notify(VLProtocolMethod::kCollectionsChanged, params);
+  sendChanges(*server, std::move(deleted), updated);
 }
 
 void VLProviderServerSubscription::collectionDidInsertItemsAtIndexPaths(VLItemCollection&, const VLIndexPaths& paths) {
@@ -147,4 +139,13 @@ void VLProviderServerSubscription::collectionDidUpdateObservedItem(VLItemCollect
   if (!server || !answered_ || !item) return;
   server->notify(VLProtocolMethod::kCollectionsChanged,
                  {{"subscription", number_}, {"observedItem", server->codec().encodeItem(*item)}});
+}
+
+void VLProviderServerSubscription::sendChanges(VLProviderServer& server, json deleted,
+                                               const std::vector<VLItemRef>& updated) {
+  if (deleted.empty() && updated.empty()) return;
+  json params = {{"subscription", number_}};
+  if (!deleted.empty()) params["deleted"] = std::move(deleted);
+  if (!updated.empty()) params["updated"] = server.codec().encodeItems(updated);
+  server.notify(VLProtocolMethod::kCollectionsChanged, params);
 }

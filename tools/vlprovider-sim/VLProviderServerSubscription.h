@@ -56,6 +56,8 @@ class VLProviderServerSubscription : public VLItemCollectionDelegate,
   // Answers the subscription with every member (the first enumeration), in pages of
   // kPageSize members when there are more.
   void answer(VLItemCollection& collection);
+  // Sends one "collections.changed" with these identifiers and items, unless both are empty.
+  void sendChanges(VLProviderServer& server, nlohmann::json deleted, const std::vector<VLItemRef>& updated);
   static constexpr size_t kPageSize = 1000;
 
   const std::weak_ptr<VLProviderServer> server_;
