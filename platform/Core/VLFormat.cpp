@@ -43,6 +43,77 @@ bool isInteger(VLFormatArgument::Kind kind) {
   return kind == VLFormatArgument::Kind::Signed || kind == VLFormatArgument::Kind::Unsigned;
 }
 
+// Appends `a` converted as `conversion` asks (`pattern` is the directive's flags, width and
+// precision; `plainSpec` the same without the flags printf leaves undefined for text), or
+// "<kind given for %x>" when the argument cannot be converted so.
+void appendConversion(std::string& out, char conversion, const VLFormatArgument& a, const std::string& pattern,
+                      const std::string& plainSpec, bool plainText, const std::string& written) {
+  auto mismatch = [&] { out += std::string("<") + kindName(a.kind) + " given for " + written + ">"; };
+  switch (conversion) {
+    case '@':
+    case 's':
+    case 'S':
+      if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) {
+        mismatch();
+        break;
+      }
+      out += plainText ? a.text : printfOne(plainSpec + "s", a.text.c_str());
+      break;
+    case 'd':
+    case 'i':
+      if (a.kind == VLFormatArgument::Kind::Signed)
+        out += printfOne(pattern + "lld", (long long)a.signedValue);
+      else if (a.kind == VLFormatArgument::Kind::Unsigned)
+        out += printfOne(pattern + "llu", (unsigned long long)a.unsignedValue);
+      else
+        mismatch();
+      break;
+    case 'c':
+    case 'C':  // %c reads an int
+      if (a.kind == VLFormatArgument::Kind::Signed)
+        out += printfOne(plainSpec + "c", int(a.signedValue));
+      else if (a.kind == VLFormatArgument::Kind::Unsigned)
+        out += printfOne(plainSpec + "c", int(a.unsignedValue));
+      else
+        mismatch();
+      break;
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'o': {
+      std::string tail = std::string("ll") + conversion;
+      if (a.kind == VLFormatArgument::Kind::Unsigned) {
+        out += printfOne(pattern + tail, (unsigned long long)a.unsignedValue);
+      } else if (a.kind == VLFormatArgument::Kind::Signed) {
+        // As printf would: a negative int reads as the unsigned int of the same bits.
+        unsigned long long bits = (unsigned long long)a.signedValue;
+        if (a.integerBytes < 8) bits &= (1ULL << (8 * a.integerBytes)) - 1;
+        out += printfOne(pattern + tail, bits);
+      } else
+        mismatch();
+      break;
+    }
+    case 'p':
+      if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double)
+        mismatch();
+      else
+        out += printfOne(plainSpec + "p", a.pointer);
+      break;
+    default: {  // floating conversions; integers are converted, as a reader would expect
+      std::string tail(1, conversion);
+      if (a.kind == VLFormatArgument::Kind::Double)
+        out += printfOne(pattern + tail, a.doubleValue);
+      else if (a.kind == VLFormatArgument::Kind::Signed)
+        out += printfOne(pattern + tail, double(a.signedValue));
+      else if (a.kind == VLFormatArgument::Kind::Unsigned)
+        out += printfOne(pattern + tail, double(a.unsignedValue));
+      else
+        mismatch();
+      break;
+    }
+  }
+}
+
 }  // namespace
 
 std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgument>& arguments) {
@@ -117,70 +188,7 @@ std::string VLFormatArguments(const char* format, const std::vector<VLFormatArgu
     // printf leaves '0', '#', '+' and ' ' undefined for %s, %c and %p: only '-' is passed on.
     std::string plainSpec = std::string("%") + (flags.find('-') != std::string::npos ? "-" : "") + width +
                             (hasPrecision ? "." + precision : "");
-    auto mismatch = [&] { out += std::string("<") + kindName(a.kind) + " given for " + written + ">"; };
-    switch (conversion) {
-      case '@':
-      case 's':
-      case 'S':
-        if (conversion != '@' && a.kind != VLFormatArgument::Kind::String) {
-          mismatch();
-          break;
-        }
-        out += (width.empty() && !hasPrecision) ? a.text : printfOne(plainSpec + "s", a.text.c_str());
-        break;
-      case 'd':
-      case 'i':
-        if (a.kind == VLFormatArgument::Kind::Signed)
-          out += printfOne(pattern + "lld", (long long)a.signedValue);
-        else if (a.kind == VLFormatArgument::Kind::Unsigned)
-          out += printfOne(pattern + "llu", (unsigned long long)a.unsignedValue);
-        else
-          mismatch();
-        break;
-      case 'c':
-      case 'C':  // %c reads an int
-        if (a.kind == VLFormatArgument::Kind::Signed)
-          out += printfOne(plainSpec + "c", int(a.signedValue));
-        else if (a.kind == VLFormatArgument::Kind::Unsigned)
-          out += printfOne(plainSpec + "c", int(a.unsignedValue));
-        else
-          mismatch();
-        break;
-      case 'u':
-      case 'x':
-      case 'X':
-      case 'o': {
-        std::string tail = std::string("ll") + conversion;
-        if (a.kind == VLFormatArgument::Kind::Unsigned) {
-          out += printfOne(pattern + tail, (unsigned long long)a.unsignedValue);
-        } else if (a.kind == VLFormatArgument::Kind::Signed) {
-          // As printf would: a negative int reads as the unsigned int of the same bits.
-          unsigned long long bits = (unsigned long long)a.signedValue;
-          if (a.integerBytes < 8) bits &= (1ULL << (8 * a.integerBytes)) - 1;
-          out += printfOne(pattern + tail, bits);
-        } else
-          mismatch();
-        break;
-      }
-      case 'p':
-        if (a.kind == VLFormatArgument::Kind::String || isInteger(a.kind) || a.kind == VLFormatArgument::Kind::Double)
-          mismatch();
-        else
-          out += printfOne(plainSpec + "p", a.pointer);
-        break;
-      default: {  // floating conversions; integers are converted, as a reader would expect
-        std::string tail(1, conversion);
-        if (a.kind == VLFormatArgument::Kind::Double)
-          out += printfOne(pattern + tail, a.doubleValue);
-        else if (a.kind == VLFormatArgument::Kind::Signed)
-          out += printfOne(pattern + tail, double(a.signedValue));
-        else if (a.kind == VLFormatArgument::Kind::Unsigned)
-          out += printfOne(pattern + tail, double(a.unsignedValue));
-        else
-          mismatch();
-        break;
-      }
-    }
+    appendConversion(out, conversion, a, pattern, plainSpec, width.empty() && !hasPrecision, written);
   }
   return out;
 }
