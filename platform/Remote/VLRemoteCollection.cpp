@@ -1,7 +1,5 @@
 #include "Remote/VLRemoteCollection.h"
 
-#include "Core/VLLog.h"
-#include "Remote/VLProviderProtocolError.h"
 
 using nlohmann::json;
 
@@ -16,30 +14,35 @@ void VLRemoteCollection::startObserving() {
   if (observing_) return;
   observing_ = true;
   ++generation_;
-  loaded_ = failed_ = paging_ = false;
-  pages_.clear();
+  loaded_ = failed_ = false;
   model_.reload({});
   delivered_ = model_.snapshot();
   if (unavailable_) {
     failLocked(unavailable_);
     return;
   }
-  // Under the lock, so that an answer arriving at once finds its subscription recorded.
-  subscription_ = session_->subscribe(std::static_pointer_cast<VLRemoteCollection>(shared_from_this()), scope_);
+  // Under the lock, so that members arriving at once find the attachment recorded.
+  auto [feed, attachment] = session_->subscribe(std::static_pointer_cast<VLRemoteCollection>(shared_from_this()), scope_);
+  feed_ = std::move(feed);
+  token_ = attachment.token;
+  if (attachment.members) loadLocked(std::move(*attachment.members));
 }
 
 void VLRemoteCollection::stopObserving() {
-  uint64_t subscription;
+  std::shared_ptr<VLRemoteFeed> feed;
+  uint64_t token;
   {
     // Waits for a callback in progress on another thread; re-entrant from inside a callback.
     std::lock_guard delivery(deliveryMutex_);
     std::lock_guard lock(mutex_);
     observing_ = false;
     ++generation_;
-    subscription = subscription_;
-    subscription_ = 0;
+    feed = std::move(feed_);
+    feed_.reset();
+    token = token_;
+    token_ = 0;
   }
-  if (subscription) session_->unsubscribe(subscription);
+  if (feed) session_->unsubscribe(feed, token);
 }
 
 std::vector<VLItemRef> VLRemoteCollection::items() const {
@@ -54,62 +57,13 @@ void VLRemoteCollection::reorderItemsWithSortDescriptors(const std::vector<VLSor
     postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
 }
 
-bool VLRemoteCollection::isCurrentLocked(uint64_t subscription) const {
-  return observing_ && subscription != 0 && subscription == subscription_ && !failed_;
+bool VLRemoteCollection::isCurrentLocked(uint64_t token) const {
+  return observing_ && token != 0 && token == token_ && !failed_;
 }
 
-void VLRemoteCollection::receiveAnswer(uint64_t subscription, const VLRemoteSession::Answer& answer) {
-  std::vector<VLItemRef> items;
-  VLErrorRef reported;
-  bool more = false;
-  VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
-    reported = session_->codec().decodeOptionalError(result);
-    if (reported) return;
-    items = session_->codec().decodeItems(result.field("items"));
-    if (auto field = result.optionalField("more")) more = field->boolean();
-  });
+void VLRemoteCollection::receiveLoad(uint64_t token, const std::vector<VLItemRef>& members) {
   std::lock_guard lock(mutex_);
-  if (!isCurrentLocked(subscription)) return;
-  if (error || reported) {
-    // A fault of the protocol (not an error the provider chose to report) is the provider's bug:
-    // it is logged as such, not only turned into the collection's error.
-    if (error) VLLog::error("%@", error->localizedDescription());
-    failLocked(error ? error : reported);
-    return;
-  }
-  if (more) {
-    paging_ = true;
-    pages_ = std::move(items);
-    return;
-  }
-  loadLocked(std::move(items));
-}
-
-void VLRemoteCollection::receivePage(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what) {
-  std::vector<VLItemRef> items;
-  bool more = false;
-  try {
-    items = session_->codec().decodeItems(params.field("items"));
-    if (auto field = params.optionalField("more")) more = field->boolean();
-  } catch (const VLRemoteJSONError& invalid) {
-    failInvalid(subscription, what, invalid);
-    return;
-  }
-  std::lock_guard lock(mutex_);
-  if (!isCurrentLocked(subscription)) return;
-  if (!paging_) {
-    std::string why = "The provider " + session_->name() + " sent " + what +
-                      ", but its answer to collections.subscribe did not say that more pages follow (\"more\": true).";
-    VLLog::error("%@", why);
-    session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, why);
-    failLocked(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer, why));
-    return;
-  }
-  pages_.insert(pages_.end(), std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
-  if (more) return;
-  paging_ = false;
-  loadLocked(std::move(pages_));
-  pages_.clear();
+  if (isCurrentLocked(token)) loadLocked(members);
 }
 
 void VLRemoteCollection::loadLocked(std::vector<VLItemRef> items) {
@@ -118,43 +72,19 @@ void VLRemoteCollection::loadLocked(std::vector<VLItemRef> items) {
   postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
 }
 
-void VLRemoteCollection::receiveChanges(uint64_t subscription, const VLRemoteJSONReader& params,
-                                        const std::string& what) {
-  std::vector<std::string> deleted;
-  std::vector<VLItemRef> updated;
-  VLItemRef observed;
-  try {
-    if (auto field = params.optionalField("deleted")) {
-      for (const auto& identifier : field->array()) deleted.push_back(identifier.string());
-    }
-    if (auto field = params.optionalField("updated")) updated = session_->codec().decodeItems(*field);
-    if (auto field = params.optionalField("observedItem")) observed = session_->codec().decodeItem(*field);
-  } catch (const VLRemoteJSONError& invalid) {
-    failInvalid(subscription, what, invalid);
-    return;
-  }
+void VLRemoteCollection::receiveChanges(uint64_t token, const std::vector<std::string>& deleted,
+                                        const std::vector<VLItemRef>& updated, const VLItemRef& observed) {
   std::lock_guard lock(mutex_);
-  if (!isCurrentLocked(subscription)) return;
-  if (!loaded_) {
-    VLLog::error("The provider %@ sent %@ before %@ its collections.subscribe; the changes are ignored.",
-                 session_->name(), what, paging_ ? "the last page of the answer to" : "answering");
-    return;
-  }
+  // The feed hands changes only after the members, so an unloaded collection is a stale one.
+  if (!isCurrentLocked(token) || !loaded_) return;
   auto changes = model_.apply(deleted, updated);
   if (!changes.empty()) postLocked({Posting::Kind::Batch, 0, model_.snapshot(), std::move(changes), nullptr, nullptr});
   if (observed) postLocked({Posting::Kind::Observed, 0, {}, {}, observed, nullptr});
 }
 
-void VLRemoteCollection::failInvalid(uint64_t subscription, const std::string& what, const VLRemoteJSONError& invalid) {
-  VLLog::error("The provider %@ sent an invalid %@: %@", session_->name(), what, invalid.what());
-  session_->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
-  receiveFailure(subscription, vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
-                                                        "The provider's " + what + " is not valid: " + invalid.what()));
-}
-
-void VLRemoteCollection::receiveFailure(uint64_t subscription, const VLErrorRef& error) {
+void VLRemoteCollection::receiveFailure(uint64_t token, const VLErrorRef& error) {
   std::lock_guard lock(mutex_);
-  if (isCurrentLocked(subscription)) failLocked(error);
+  if (isCurrentLocked(token)) failLocked(error);
 }
 
 void VLRemoteCollection::failLocked(const VLErrorRef& error) {

@@ -1,8 +1,9 @@
 // VLRemoteCollection: a live collection of a provider in its own process: the children of
 // one container, the working set, or every item of the provider.
 //
-// startObserving() subscribes to the scope; the provider's answer (with the pages that
-// follow it, when the provider pages a big scope) becomes the first reload and each reported batch of item-level
+// startObserving() attaches to the session's feed of the scope (VLRemoteFeed); the scope's
+// members (the provider's answer with its pages, or the feed's current members when another
+// collection over the scope has had them) become the first reload and each reported batch of item-level
 // changes one batch update (deletions at rows of the previous list, insertions, updates and moves at rows of the new
 // one), followed by collectionDidUpdateObservedItem when the container itself changed. A failed subscription, a failure
 // report or the end of the provider is delivered as one error, after which the collection is silent. Everything reaches
@@ -18,6 +19,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Remote/VLRemoteCollectionModel.h"
+#include "Remote/VLRemoteFeed.h"
 #include "Remote/VLRemoteSession.h"
 #include "Vaultline/VLItemCollection.h"
 
@@ -33,13 +35,12 @@ class VLRemoteCollection : public VLItemCollection {
   std::vector<VLItemRef> items() const override;
   void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) override;
 
-  // For the session, on the reader thread: the answer to this collection's subscription,
-  // a reported batch of changes, and a failure (reported, or the provider's end).
-  void receiveAnswer(uint64_t subscription, const VLRemoteSession::Answer& answer);
-  void receiveChanges(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what);
-  // A further page of the subscription's first enumeration ("collections.items").
-  void receivePage(uint64_t subscription, const VLRemoteJSONReader& params, const std::string& what);
-  void receiveFailure(uint64_t subscription, const VLErrorRef& error);
+  // For the feed, on the reader thread, with the token of the collection's attachment: the
+  // scope's members, a reported batch of changes (already decoded), and the feed's end.
+  void receiveLoad(uint64_t token, const std::vector<VLItemRef>& members);
+  void receiveChanges(uint64_t token, const std::vector<std::string>& deleted, const std::vector<VLItemRef>& updated,
+                      const VLItemRef& observed);
+  void receiveFailure(uint64_t token, const VLErrorRef& error);
 
  private:
   struct Posting {
@@ -54,12 +55,9 @@ class VLRemoteCollection : public VLItemCollection {
 
   VLRemoteCollection(std::shared_ptr<VLRemoteSession> session, nlohmann::json scope, VLErrorRef unavailable)
       : session_(std::move(session)), scope_(std::move(scope)), unavailable_(std::move(unavailable)) {}
-  // Returns whether `subscription` is the live one (caller holds mutex_).
-  bool isCurrentLocked(uint64_t subscription) const;
+  // Returns whether `token` is the live attachment's (caller holds mutex_).
+  bool isCurrentLocked(uint64_t token) const;
   void failLocked(const VLErrorRef& error);
-  // Ends the subscription over an invalid notification (`what` names it): logged, published as
-  // a protocol fault, and delivered as the collection's error.
-  void failInvalid(uint64_t subscription, const std::string& what, const VLRemoteJSONError& invalid);
   // Makes `items` the members and posts the first reload.
   void loadLocked(std::vector<VLItemRef> items);
   void postLocked(Posting posting);
@@ -76,10 +74,9 @@ class VLRemoteCollection : public VLItemCollection {
   mutable std::mutex mutex_;
   bool observing_ = false;                       // guarded by mutex_
   uint64_t generation_ = 0;                      // guarded by mutex_: bumped by start and stop
-  uint64_t subscription_ = 0;                    // guarded by mutex_: 0 when none is open
-  bool loaded_ = false;                          // guarded by mutex_: the subscription's answer (every page) has come
-  bool paging_ = false;                          // guarded by mutex_: the answer said more pages follow
-  std::vector<VLItemRef> pages_;                 // guarded by mutex_: the members the pages so far gave
+  std::shared_ptr<VLRemoteFeed> feed_;           // guarded by mutex_: null when not attached
+  uint64_t token_ = 0;                           // guarded by mutex_: the attachment's, 0 when none
+  bool loaded_ = false;                          // guarded by mutex_: the members have come
   bool failed_ = false;                          // guarded by mutex_: the error was posted
   VLRemoteCollectionModel model_;                // guarded by mutex_: the latest state reported
   VLRemoteCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw

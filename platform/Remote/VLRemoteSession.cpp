@@ -127,27 +127,78 @@ VLRemoteSession::Answer VLRemoteSession::requestAndWait(const std::string& metho
   return *answer;
 }
 
-uint64_t VLRemoteSession::subscribe(const std::shared_ptr<VLRemoteCollection>& collection, json scope) {
-  uint64_t number;
+std::pair<std::shared_ptr<VLRemoteFeed>, VLRemoteFeed::Attachment> VLRemoteSession::subscribe(
+    const std::shared_ptr<VLRemoteCollection>& collection, const json& scope) {
+  std::string key = scope.dump();
+  std::shared_ptr<VLRemoteFeed> feed;
+  std::optional<VLRemoteFeed::Attachment> attachment;
   {
     std::lock_guard lock(mutex_);
-    number = nextSubscription_++;
-    subscriptions_[number] = collection;
+    if (auto found = feedsByScope_.find(key); found != feedsByScope_.end()) {
+      Feed& entry = feeds_.at(found->second);
+      attachment = entry.feed->attach(collection);
+      if (attachment) {
+        entry.idleSince = 0;
+        return {entry.feed, std::move(*attachment)};
+      }
+    }
+    uint64_t number = nextSubscription_++;
+    feed = std::make_shared<VLRemoteFeed>(weak_from_this(), number);
+    attachment = feed->attach(collection);
+    feeds_[number] = Feed{feed, key, 0};
+    feedsByScope_[key] = number;
   }
-  std::weak_ptr<VLRemoteCollection> weak = collection;
-  connection_->call(VLProtocolMethod::kCollectionsSubscribe, {{"subscription", number}, {"scope", std::move(scope)}},
-                    options_.requestTimeout, [weak, number](const Answer& answer) {
-                      if (auto target = weak.lock()) target->receiveAnswer(number, answer);
+  std::weak_ptr<VLRemoteFeed> weak = feed;
+  connection_->call(VLProtocolMethod::kCollectionsSubscribe, {{"subscription", feed->number()}, {"scope", scope}},
+                    options_.requestTimeout, [weak](const Answer& answer) {
+                      if (auto target = weak.lock()) target->receiveAnswer(answer);
                     });
-  return number;
+  return {feed, std::move(*attachment)};
 }
 
-void VLRemoteSession::unsubscribe(uint64_t subscription) {
+void VLRemoteSession::unsubscribe(const std::shared_ptr<VLRemoteFeed>& feed, uint64_t token) {
+  std::vector<uint64_t> closing;
   {
+    // Under the lock, so that a collection attaching at the same time keeps the feed in use.
     std::lock_guard lock(mutex_);
-    if (subscriptions_.erase(subscription) == 0) return;
+    if (feed->detach(token) > 0) return;
+    auto found = feeds_.find(feed->number());
+    if (found == feeds_.end() || found->second.feed != feed) return;
+    found->second.idleSince = ++idleClock_;
+    closing = trimIdleFeedsLocked();
   }
-  connection_->notify(VLProtocolMethod::kCollectionsUnsubscribe, {{"subscription", subscription}});
+  for (uint64_t number : closing) connection_->notify(VLProtocolMethod::kCollectionsUnsubscribe, {{"subscription", number}});
+}
+
+std::vector<uint64_t> VLRemoteSession::trimIdleFeedsLocked() {
+  std::vector<uint64_t> closing;
+  while (true) {
+    size_t idle = 0;
+    auto cheapest = feeds_.end();
+    size_t cheapestCount = 0;
+    for (auto entry = feeds_.begin(); entry != feeds_.end(); ++entry) {
+      if (entry->second.idleSince == 0) continue;
+      ++idle;
+      size_t count = entry->second.feed->memberCount();
+      if (cheapest == feeds_.end() || count < cheapestCount ||
+          (count == cheapestCount && entry->second.idleSince < cheapest->second.idleSince)) {
+        cheapest = entry;
+        cheapestCount = count;
+      }
+    }
+    if (idle <= kIdleFeeds) return closing;
+    closing.push_back(cheapest->first);
+    feedsByScope_.erase(cheapest->second.scope);
+    feeds_.erase(cheapest);
+  }
+}
+
+void VLRemoteSession::forgetFeed(uint64_t number) {
+  std::lock_guard lock(mutex_);
+  auto found = feeds_.find(number);
+  if (found == feeds_.end()) return;
+  feedsByScope_.erase(found->second.scope);
+  feeds_.erase(found);
 }
 
 void VLRemoteSession::handleNotification(const std::string& method, const json& params) {
@@ -165,24 +216,24 @@ void VLRemoteSession::handleNotification(const std::string& method, const json& 
                  invalid.what());
     return;
   }
-  std::shared_ptr<VLRemoteCollection> collection;
+  std::shared_ptr<VLRemoteFeed> feed;
   {
     std::lock_guard lock(mutex_);
-    auto found = subscriptions_.find(static_cast<uint64_t>(number));
-    if (found != subscriptions_.end()) collection = found->second.lock();
+    auto found = feeds_.find(static_cast<uint64_t>(number));
+    if (found != feeds_.end()) feed = found->second.feed;
   }
-  if (!collection) {
+  if (!feed) {
     // Changes that were on their way when the host unsubscribed are expected.
     VLLog::debug("The provider %@ sent %@ for subscription %@, which is not open; ignored.", name(), method, number);
     return;
   }
   std::string what = method + " for subscription " + std::to_string(number);
   if (method == VLProtocolMethod::kCollectionsChanged) {
-    collection->receiveChanges(static_cast<uint64_t>(number), reader, what);
+    feed->receiveChanges(reader, what);
     return;
   }
   if (method == VLProtocolMethod::kCollectionsItems) {
-    collection->receivePage(static_cast<uint64_t>(number), reader, what);
+    feed->receivePage(reader, what);
     return;
   }
   VLErrorRef error;
@@ -192,19 +243,17 @@ void VLRemoteSession::handleNotification(const std::string& method, const json& 
     error = vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
                                      "The provider's " + what + " is not valid: " + invalid.what());
   }
-  collection->receiveFailure(static_cast<uint64_t>(number), error);
+  feed->receiveFailure(error);
 }
 
 void VLRemoteSession::handleEnd(const VLErrorRef& reason) {
   facts_->publish(VLProviderFact::Kind::ProviderGone, reason->localizedDescription());
-  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> open;
+  std::vector<std::shared_ptr<VLRemoteFeed>> open;
   {
     std::lock_guard lock(mutex_);
-    for (auto& [number, weak] : subscriptions_) {
-      if (auto collection = weak.lock()) open.emplace_back(number, collection);
-    }
+    for (auto& [number, entry] : feeds_) open.push_back(entry.feed);
   }
-  for (auto& [number, collection] : open) collection->receiveFailure(number, reason);
+  for (auto& feed : open) feed->receiveFailure(reason);
 }
 
 void VLRemoteSession::close() { connection_->close(); }

@@ -1,6 +1,7 @@
 // VLRemoteSession: what every part of the remote platform shares about one provider session:
 // the connection, the provider record and revision from the handshake, the codec, the
-// time-outs, and the open collection subscriptions.
+// time-outs, and the open collection subscriptions (one feed per scope, shared by every
+// collection over it, and kept open a while after its last collection stops).
 //
 // open() performs the handshake and either returns a ready session or throws. Requests made
 // through it complete on background threads, never inside the call and never on the
@@ -17,6 +18,7 @@
 
 #include "Remote/VLRemoteCodec.h"
 #include "Remote/VLRemoteConnection.h"
+#include "Remote/VLRemoteFeed.h"
 #include "Vaultline/VLPlatform.h"
 #include "Vaultline/VLProvider.h"
 #include "Vaultline/VLProviderFacts.h"
@@ -58,11 +60,19 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   // Sends a request and waits for its answer (bounded by the request time-out).
   Answer requestAndWait(const std::string& method, nlohmann::json params);
 
-  // Subscribes `collection` to `scope`: its answer and later changes go to the collection on
-  // the reader thread. Returns the subscription number.
-  uint64_t subscribe(const std::shared_ptr<VLRemoteCollection>& collection, nlohmann::json scope);
-  // Ends a subscription; changes that still arrive for it are ignored.
-  void unsubscribe(uint64_t subscription);
+  // How many feeds without a collection stay open for the next collection over their scope;
+  // beyond it the one with the fewest members (the cheapest to enumerate again) is closed.
+  static constexpr size_t kIdleFeeds = 8;
+
+  // Attaches `collection` to the feed of `scope`, subscribing to the scope when no open feed
+  // has it: the members and later changes reach the collection on the reader thread.
+  std::pair<std::shared_ptr<VLRemoteFeed>, VLRemoteFeed::Attachment> subscribe(
+      const std::shared_ptr<VLRemoteCollection>& collection, const nlohmann::json& scope);
+  // Detaches a collection from its feed. A feed left without collections stays open (see
+  // kIdleFeeds); changes that arrive for a closed one are ignored.
+  void unsubscribe(const std::shared_ptr<VLRemoteFeed>& feed, uint64_t token);
+  // For a feed that ended: it is offered to no later collection.
+  void forgetFeed(uint64_t number);
 
   // Ends the session; every later request fails with VLProviderProtocolErrorClosed.
   void close();
@@ -87,8 +97,18 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   bool olderRevision_ = false;
   std::map<std::string, bool> deviceProperties_;
 
+  struct Feed {
+    std::shared_ptr<VLRemoteFeed> feed;
+    std::string scope;       // its key in feedsByScope_
+    uint64_t idleSince = 0;  // 0 while a collection is attached; else when the last one left
+  };
+  // Closes idle feeds beyond kIdleFeeds; returns the subscriptions to unsubscribe (caller holds mutex_).
+  std::vector<uint64_t> trimIdleFeedsLocked();
+
   mutable std::mutex mutex_;
-  std::map<uint64_t, std::weak_ptr<VLRemoteCollection>> subscriptions_;  // guarded by mutex_
-  uint64_t nextSubscription_ = 1;                                        // guarded by mutex_
+  std::map<uint64_t, Feed> feeds_;                  // guarded by mutex_: by subscription number
+  std::map<std::string, uint64_t> feedsByScope_;    // guarded by mutex_: the scope's compact JSON
+  uint64_t nextSubscription_ = 1;                   // guarded by mutex_
+  uint64_t idleClock_ = 0;                          // guarded by mutex_
   const std::shared_ptr<VLProviderFacts> facts_;
 };

@@ -3,6 +3,9 @@
 // nothing after stopObserving) and the reports that must be ignored or turned into errors.
 #include <gtest/gtest.h>
 
+#include <set>
+#include <thread>
+
 #include "ScriptedProvider.h"
 #include "support/SimulatedHarness.h"
 
@@ -46,6 +49,26 @@ class VLRemoteCollections : public ::testing::Test {
       out.push_back(events[i].kind + (events[i].item ? ":" + events[i].item->itemIdentifier() : ""));
     }
     return out;
+  }
+  // Makes a request and answers it, which proves that the reader has handled every earlier
+  // notification. Returns the other messages the host sent before that request.
+  std::vector<json> fence() {
+    std::vector<json> others;
+    std::thread asking([&] {
+      vl_await<bool>([&](auto reply) {
+        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
+                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
+      });
+    });
+    for (json message = provider.next(); !message.is_null(); message = provider.next()) {
+      if (message.value("method", "") == "items.root") {
+        provider.answer(message, {{"item", ScriptedProvider::item("root", 1)}});
+        break;
+      }
+      others.push_back(message);
+    }
+    asking.join();
+    return others;
   }
   // Waits until the working queue has delivered everything posted so far.
   void drain() {
@@ -102,21 +125,90 @@ TEST_F(VLRemoteCollections, TurnsItemLevelReportsIntoOrderedBatches) {
   EXPECT_EQ(items[0]->itemIdentifier(), "a");
   EXPECT_EQ(items[0]->providerIdentifier(), "org.example.fake") << "the handshake's provider fills in";
 
-  // After stopObserving: the host unsubscribes and late changes reach nobody.
+  // After stopObserving, changes reach nobody.
   size_t before = recorder->count();
   collection->workingQueue()->sync([&] { collection->stopObserving(); });
-  EXPECT_EQ(provider.expect("collections.unsubscribe")["params"]["subscription"], subscription);
   changed({{"updated", {ScriptedProvider::item("late", 99)}}});
   provider.notify("collections.failed", {{"subscription", subscription}, {"error", {{"domain", "D"}, {"code", 1}}}});
-  // A later request's answer proves the reader has handled both notifications.
-  auto root = vl_await<VLItemRef>([&](auto reply) {
-    platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                             [reply](VLItemRef item, VLErrorRef) { reply(item); });
-    provider.answer(provider.expect("items.root"), {{"item", ScriptedProvider::item("root", 1)}});
-  });
-  EXPECT_TRUE(root);
+  fence();
   drain();
   EXPECT_EQ(recorder->count(), before);
+}
+
+// Collections over one scope share the provider's subscription, and it outlives them: a later
+// collection gets the current members at once. Beyond the limit of idle subscriptions the one
+// with the fewest members is closed first; one that failed is never offered again.
+TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutlivesThem) {
+  struct Watch {
+    std::shared_ptr<VLItemCollection> collection;
+    std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
+    void stop() { collection->workingQueue()->sync([&] { collection->stopObserving(); }); }
+  };
+  auto watch = [&](const std::string& container) {
+    Watch w;
+    w.collection = platform->defaultItemManager()->collectionWithIdentifier(container, std::nullopt,
+                                                                            "org.example.fake", {});
+    w.collection->setDelegate(w.recorder);
+    w.collection->workingQueue()->sync([&] { w.collection->startObserving(); });
+    return w;
+  };
+  auto members = [](const Watch& w) {
+    std::set<std::string> out;
+    for (const auto& item : w.collection->items()) out.insert(item->itemIdentifier());
+    return out;
+  };
+  auto reloaded = [](const Event& e) { return e.kind == "reload"; };
+  json request = observe();
+  subscription = request["params"]["subscription"];
+  provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
+  ASSERT_GE(recorder->waitFor(reloaded), 0);
+
+  Watch second = watch(KsVaultlineRootContainerItemIdentifier);
+  ASSERT_GE(second.recorder->waitFor(reloaded), 0);
+  EXPECT_EQ(members(second), (std::set<std::string>{"a", "b"}));
+  changed({{"updated", {ScriptedProvider::item("c", 15)}}});
+  ASSERT_GE(second.recorder->waitFor([](const Event& e) { return e.kind == "insert"; }), 0);
+  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "insert"; }), 0);
+  second.stop();
+  collection->workingQueue()->sync([&] { collection->stopObserving(); });
+  changed({{"deleted", {"a"}}});  // while nobody observes: the shared members keep up
+  EXPECT_EQ(fence(), std::vector<json>{}) << "neither a second subscription nor an unsubscription";
+  Watch third = watch(KsVaultlineRootContainerItemIdentifier);
+  ASSERT_GE(third.recorder->waitFor(reloaded), 0);
+  EXPECT_EQ(members(third), (std::set<std::string>{"b", "c"}));
+  third.stop();
+
+  // More idle scopes than kept: the empty ones go first, the oldest of them first.
+  std::vector<json> numbers, closed;
+  for (size_t i = 0; i <= VLRemoteSession::kIdleFeeds; ++i) {
+    Watch folder = watch("f" + std::to_string(i));
+    json subscribe;
+    for (json message = provider.next(); !message.is_null(); message = provider.next()) {
+      if (message["method"] == "collections.subscribe") {
+        subscribe = message;
+        break;
+      }
+      closed.push_back(message["params"]["subscription"]);
+    }
+    ASSERT_FALSE(subscribe.is_null());
+    numbers.push_back(subscribe["params"]["subscription"]);
+    provider.answer(subscribe, {{"items", json::array()}});
+    ASSERT_GE(folder.recorder->waitFor(reloaded), 0);
+    folder.stop();
+  }
+  for (const json& message : fence()) closed.push_back(message["params"]["subscription"]);
+  EXPECT_EQ(closed, (std::vector<json>{numbers[0], numbers[1]}));
+
+  // The root's idle subscription fails: the next collection subscribes afresh.
+  provider.notify("collections.failed", {{"subscription", subscription}, {"error", {{"domain", "D"}, {"code", 1}}}});
+  EXPECT_EQ(fence(), std::vector<json>{});
+  Watch fourth = watch(KsVaultlineRootContainerItemIdentifier);
+  json again = provider.expect("collections.subscribe");
+  EXPECT_NE(again["params"]["subscription"], subscription);
+  provider.answer(again, {{"items", {ScriptedProvider::item("d", 1)}}});
+  ASSERT_GE(fourth.recorder->waitFor(reloaded), 0);
+  EXPECT_EQ(members(fourth), (std::set<std::string>{"d"}));
+  fourth.stop();
 }
 
 TEST_F(VLRemoteCollections, EarlyReportsAreIgnored) {

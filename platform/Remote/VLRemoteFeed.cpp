@@ -1,0 +1,196 @@
+#include "Remote/VLRemoteFeed.h"
+
+#include <atomic>
+
+#include "Core/VLLog.h"
+#include "Remote/VLProviderProtocolError.h"
+#include "Remote/VLRemoteCollection.h"
+#include "Remote/VLRemoteSession.h"
+
+namespace {
+std::atomic<uint64_t> nextAttachmentToken{1};
+
+// The attached collections that are still alive, copied so that they are called unlocked.
+std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> liveCollections(
+    const std::vector<std::pair<uint64_t, std::weak_ptr<VLRemoteCollection>>>& attached) {
+  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> live;
+  for (const auto& [token, weak] : attached) {
+    if (auto collection = weak.lock()) live.emplace_back(token, std::move(collection));
+  }
+  return live;
+}
+}  // namespace
+
+size_t VLRemoteFeed::memberCount() const {
+  std::lock_guard lock(mutex_);
+  return members_.size();
+}
+
+bool VLRemoteFeed::hasEnded() const {
+  std::lock_guard lock(mutex_);
+  return state_ == State::Ended;
+}
+
+std::optional<VLRemoteFeed::Attachment> VLRemoteFeed::attach(const std::shared_ptr<VLRemoteCollection>& collection) {
+  std::lock_guard lock(mutex_);
+  if (state_ == State::Ended) return std::nullopt;
+  Attachment attachment;
+  attachment.token = nextAttachmentToken++;
+  attached_.emplace_back(attachment.token, collection);
+  if (state_ == State::Loaded) attachment.members = membersLocked();
+  return attachment;
+}
+
+size_t VLRemoteFeed::detach(uint64_t token) {
+  std::lock_guard lock(mutex_);
+  std::erase_if(attached_, [token](const auto& entry) { return entry.first == token; });
+  return attached_.size();
+}
+
+std::vector<VLItemRef> VLRemoteFeed::membersLocked() const {
+  std::vector<VLItemRef> members;
+  members.reserve(members_.size());
+  for (const auto& [identifier, item] : members_) members.push_back(item);
+  return members;
+}
+
+void VLRemoteFeed::receiveAnswer(const VLRemoteConnection::Answer& answer) {
+  auto session = session_.lock();
+  if (!session) return;
+  std::vector<VLItemRef> items;
+  VLErrorRef reported;
+  bool more = false;
+  VLErrorRef error = answer.decode([&](const VLRemoteJSONReader& result) {
+    reported = session->codec().decodeOptionalError(result);
+    if (reported) return;
+    items = session->codec().decodeItems(result.field("items"));
+    if (auto field = result.optionalField("more")) more = field->boolean();
+  });
+  if (error || reported) {
+    // A fault of the protocol (not an error the provider chose to report) is the provider's
+    // bug: it is logged as such, not only turned into the collections' error.
+    if (error) VLLog::error("%@", error->localizedDescription());
+    end(error ? error : reported);
+    return;
+  }
+  if (more) {
+    std::lock_guard lock(mutex_);
+    if (state_ != State::Pending) return;
+    state_ = State::Paging;
+    pages_ = std::move(items);
+    return;
+  }
+  load(std::move(items));
+}
+
+void VLRemoteFeed::receivePage(const VLRemoteJSONReader& params, const std::string& what) {
+  auto session = session_.lock();
+  if (!session) return;
+  std::vector<VLItemRef> items;
+  bool more = false;
+  try {
+    items = session->codec().decodeItems(params.field("items"));
+    if (auto field = params.optionalField("more")) more = field->boolean();
+  } catch (const VLRemoteJSONError& invalid) {
+    failInvalid(what, invalid);
+    return;
+  }
+  std::vector<VLItemRef> all;
+  {
+    std::lock_guard lock(mutex_);
+    if (state_ == State::Ended) return;
+    if (state_ == State::Paging) {
+      pages_.insert(pages_.end(), std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
+      if (more) return;
+      all = std::move(pages_);
+      pages_.clear();
+      state_ = State::Pending;  // until load() makes it Loaded: the reader thread is the only writer
+    } else {
+      all.clear();
+      more = true;  // marks the page as unexpected
+    }
+  }
+  if (more) {
+    std::string why = "The provider " + session->name() + " sent " + what +
+                      ", but its answer to collections.subscribe did not say that more pages follow (\"more\": true).";
+    VLLog::error("%@", why);
+    session->facts()->publish(VLProviderFact::Kind::ProtocolFault, why);
+    end(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer, why));
+    return;
+  }
+  load(std::move(all));
+}
+
+void VLRemoteFeed::load(std::vector<VLItemRef> items) {
+  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> live;
+  {
+    std::lock_guard lock(mutex_);
+    if (state_ == State::Ended) return;
+    members_.clear();
+    members_.reserve(items.size());
+    // Of repeated identifiers the last wins, as in a collection's own list.
+    for (const auto& item : items) members_[item->itemIdentifier()] = item;
+    state_ = State::Loaded;
+    live = liveCollections(attached_);
+  }
+  for (const auto& [token, collection] : live) collection->receiveLoad(token, items);
+}
+
+void VLRemoteFeed::receiveChanges(const VLRemoteJSONReader& params, const std::string& what) {
+  auto session = session_.lock();
+  if (!session) return;
+  std::vector<std::string> deleted;
+  std::vector<VLItemRef> updated;
+  VLItemRef observed;
+  try {
+    if (auto field = params.optionalField("deleted")) {
+      for (const auto& identifier : field->array()) deleted.push_back(identifier.string());
+    }
+    if (auto field = params.optionalField("updated")) updated = session->codec().decodeItems(*field);
+    if (auto field = params.optionalField("observedItem")) observed = session->codec().decodeItem(*field);
+  } catch (const VLRemoteJSONError& invalid) {
+    failInvalid(what, invalid);
+    return;
+  }
+  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> live;
+  {
+    std::lock_guard lock(mutex_);
+    if (state_ == State::Ended) return;
+    if (state_ != State::Loaded) {
+      VLLog::error("The provider %@ sent %@ before %@ its collections.subscribe; the changes are ignored.",
+                   session->name(), what, state_ == State::Paging ? "the last page of the answer to" : "answering");
+      return;
+    }
+    for (const auto& identifier : deleted) members_.erase(identifier);
+    for (const auto& item : updated) members_[item->itemIdentifier()] = item;
+    live = liveCollections(attached_);
+  }
+  for (const auto& [token, collection] : live) collection->receiveChanges(token, deleted, updated, observed);
+}
+
+void VLRemoteFeed::failInvalid(const std::string& what, const VLRemoteJSONError& invalid) {
+  if (auto session = session_.lock()) {
+    VLLog::error("The provider %@ sent an invalid %@: %@", session->name(), what, invalid.what());
+    session->facts()->publish(VLProviderFact::Kind::ProtocolFault, what + ": " + invalid.what());
+  }
+  end(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
+                               "The provider's " + what + " is not valid: " + invalid.what()));
+}
+
+void VLRemoteFeed::receiveFailure(const VLErrorRef& error) { end(error); }
+
+void VLRemoteFeed::end(const VLErrorRef& error) {
+  std::vector<std::pair<uint64_t, std::shared_ptr<VLRemoteCollection>>> live;
+  {
+    std::lock_guard lock(mutex_);
+    if (state_ == State::Ended) return;
+    state_ = State::Ended;
+    members_.clear();
+    pages_.clear();
+    live = liveCollections(attached_);
+    attached_.clear();
+  }
+  // The session no longer offers an ended feed to new collections.
+  if (auto session = session_.lock()) session->forgetFeed(number_);
+  for (const auto& [token, collection] : live) collection->receiveFailure(token, error);
+}

@@ -1,0 +1,85 @@
+// VLRemoteFeed: one provider subscription to one scope, shared by every host collection
+// over that scope. It decodes the provider's answer (with its pages) and each reported batch
+// of changes once, keeps the scope's current members, and hands the decoded data to the
+// collections attached to it. A collection that attaches to a loaded feed gets the members
+// at once instead of a new enumeration: a big working set is enumerated once per session,
+// not once per case.
+//
+// Thread-safe. Collections are called on the reader thread, never with the feed's lock held,
+// in the order the notifications arrived. Made and owned by VLRemoteSession.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Remote/VLRemoteConnection.h"
+#include "Core/VLError.h"
+#include "Vaultline/VLItem.h"
+
+class VLRemoteCollection;
+class VLRemoteJSONError;
+class VLRemoteJSONReader;
+class VLRemoteSession;
+
+class VLRemoteFeed {
+ public:
+  // A collection's place on the feed: `token` names it in every later call; `members` holds
+  // the scope's members when the feed had loaded them already (otherwise they come later
+  // through VLRemoteCollection::receiveLoad).
+  struct Attachment {
+    uint64_t token = 0;
+    std::optional<std::vector<VLItemRef>> members;
+  };
+
+  // A feed for subscription `number` of `session`; the subscribe request is the session's.
+  VLRemoteFeed(std::weak_ptr<VLRemoteSession> session, uint64_t number)
+      : session_(std::move(session)), number_(number) {}
+
+  uint64_t number() const { return number_; }
+  // How many members the scope had when last reported (0 before the answer).
+  size_t memberCount() const;
+  // Whether the feed has ended (failed, or the provider is gone): it takes no collection.
+  bool hasEnded() const;
+
+  // Attaches `collection`; its token is unique in the process, so a collection that starts
+  // again on another feed never takes a stale call for its own. Returns nullopt when the
+  // feed has ended.
+  std::optional<Attachment> attach(const std::shared_ptr<VLRemoteCollection>& collection);
+  // Detaches the collection with `token`; returns how many stay attached.
+  size_t detach(uint64_t token);
+
+  // From the session, on the reader thread: the subscription's answer, a further page, a
+  // reported batch of changes, and its end (reported by the provider, or the session's end).
+  void receiveAnswer(const VLRemoteConnection::Answer& answer);
+  void receivePage(const VLRemoteJSONReader& params, const std::string& what);
+  void receiveChanges(const VLRemoteJSONReader& params, const std::string& what);
+  void receiveFailure(const VLErrorRef& error);
+
+ private:
+  enum class State { Pending, Paging, Loaded, Ended };
+  using Attached = std::vector<std::pair<uint64_t, std::weak_ptr<VLRemoteCollection>>>;
+
+  // Ends the feed over an invalid notification (`what` names it): logged, published as a
+  // protocol fault, and delivered to every attached collection as its error.
+  void failInvalid(const std::string& what, const VLRemoteJSONError& invalid);
+  // Makes the members those of `items`, and hands them to every attached collection.
+  void load(std::vector<VLItemRef> items);
+  // Ends the feed and tells every attached collection.
+  void end(const VLErrorRef& error);
+  std::vector<VLItemRef> membersLocked() const;
+
+  const std::weak_ptr<VLRemoteSession> session_;
+  const uint64_t number_;
+
+  mutable std::mutex mutex_;
+  State state_ = State::Pending;                         // guarded by mutex_
+  std::vector<VLItemRef> pages_;                         // guarded by mutex_: members the pages so far gave
+  std::unordered_map<std::string, VLItemRef> members_;   // guarded by mutex_: by identifier, once loaded
+  Attached attached_;                                    // guarded by mutex_
+};
