@@ -25,7 +25,13 @@ VLAttemptRecord VLAttemptRecord::of(const VLCaseOutcome& outcome) {
   }
   record.marks = outcome.marks;
   record.trace = outcome.trace;
+  record.traceOmitted = outcome.traceOmitted;
+  record.traceOmittedAfter = outcome.traceOmittedAfter;
   return record;
+}
+
+VLTraceExcerpt::Bounded VLAttemptRecord::boundedTrace(size_t limit) const {
+  return VLTraceExcerpt::bound(trace, limit / 10, limit, traceOmittedAfter, traceOmitted);
 }
 
 VLAttemptRecord VLAttemptRecord::of(VLCaseOutcome&& outcome) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Validations/VLValidationResult.h"
+#include "Validations/VLTraceExcerpt.h"
 #include "vlvalidate/VLCaseRunner.h"
 
 // An expectation's error, as shown: domain, code and diagnostic description.
@@ -36,7 +37,14 @@ struct VLAttemptRecord {
   double runtime = 0;                             // seconds
   std::vector<VLExpectationRecord> expectations;  // in handled order
   std::map<std::string, uint64_t> marks;          // identifier or name → mark number
-  std::vector<VLTraceRecord> trace;               // the whole trace, in order, unmarked
+  std::vector<VLTraceRecord> trace;               // the trace kept, in order, unmarked
+  size_t traceOmitted = 0;                        // records left out of it…
+  size_t traceOmittedAfter = 0;                   // …after this many of the kept ones
+
+  // The trace cut for a report: its last `limit` records and its first limit / 10.
+  VLTraceExcerpt::Bounded boundedTrace(size_t limit) const;
+  // How many records the trace had, the ones left out included.
+  size_t traceCount() const { return trace.size() + traceOmitted; }
 
   // Copies what `outcome` holds.
   static VLAttemptRecord of(const VLCaseOutcome& outcome);

@@ -11,7 +11,11 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
   validator->setStrict(options.strict);
   validator->setDefaultTimeout(options.defaultTimeout);
   if (options.statusBlock) validator->setStatusBlock(options.statusBlock);
-  auto recorder = options.recordTrace ? VLTraceRecorder::make() : nullptr;
+  std::shared_ptr<VLTraceRecorder> recorder;
+  if (options.recordTrace) {
+    recorder = options.boundTrace ? VLTraceRecorder::makeBounded(options.traceFirst, options.traceLast)
+                                  : VLTraceRecorder::make();
+  }
   if (recorder) recorder->attach(validator);
   auto done = VLSemaphore::make(0);
   validationCase->performWithValidator(validator, [done] { done->signal(); });
@@ -24,7 +28,11 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
   outcome.runtime = validator->runtime();
   outcome.handledExpectations = validator->handledExpectations();
   outcome.marks = validator->markedIdentifiers();
-  if (recorder) outcome.trace = recorder->finish(validator);
+  if (recorder) {
+    outcome.trace = recorder->finish(validator);
+    outcome.traceOmitted = recorder->omitted();
+    outcome.traceOmittedAfter = options.traceFirst;
+  }
   return outcome;
 }
 

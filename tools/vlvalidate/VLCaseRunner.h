@@ -21,6 +21,9 @@ struct VLCaseRunOptions {
   VLValidator::StatusBlock statusBlock;
   // Whether the case's trace is recorded (VLCaseOutcome::trace).
   bool recordTrace = true;
+  // With boundTrace, only the first traceFirst and the last traceLast records are kept.
+  bool boundTrace = false;
+  size_t traceFirst = 0, traceLast = 0;
 };
 
 // What one run of one case produced.
@@ -31,7 +34,9 @@ struct VLCaseOutcome {
   double runtime = 0;  // seconds, from the validator
   std::vector<std::shared_ptr<VLExpectation>> handledExpectations;
   VLValidator::MarkTable marks;  // the validator's marks after the run
-  std::vector<VLTraceRecord> trace;  // every record, unmarked (see `marks`); empty unless recorded
+  std::vector<VLTraceRecord> trace;  // every record kept, unmarked (see `marks`); empty unless recorded
+  size_t traceOmitted = 0;           // records left out of a bounded trace…
+  size_t traceOmittedAfter = 0;      // …after this many of the kept ones
 };
 
 class VLCaseRunner {

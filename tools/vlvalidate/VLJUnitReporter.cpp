@@ -90,8 +90,8 @@ std::string message(const VLAttemptRecord& attempt, VLValidationResult verdict) 
 // and the first limit / 10.
 std::string traceText(const VLAttemptRecord& attempt, size_t limit) {
   const VLMarkAnnotator annotator(attempt.marks);
-  const auto bounded = VLTraceExcerpt::bound(attempt.trace, limit / 10, limit);
-  std::string text = "trace (" + std::to_string(attempt.trace.size()) + " records):\n";
+  const auto bounded = attempt.boundedTrace(limit);
+  std::string text = "trace (" + std::to_string(attempt.traceCount()) + " records):\n";
   for (const auto& record : bounded.head) text += record.withMarks(annotator).line() + "\n";
   if (bounded.omitted) text += "    … " + std::to_string(bounded.omitted) + " records left out (--trace-limit)\n";
   for (const auto& record : bounded.tail) text += record.withMarks(annotator).line() + "\n";

@@ -26,11 +26,11 @@ json traceRecordJson(const VLTraceRecord& record) {
 // The attempt's trace, cut to the last `limit` records and the first limit / 10.
 json traceJson(const VLAttemptRecord& attempt, size_t limit) {
   const VLMarkAnnotator annotator(attempt.marks);
-  const auto bounded = VLTraceExcerpt::bound(attempt.trace, limit / 10, limit);
+  const auto bounded = attempt.boundedTrace(limit);
   json records = json::array();
   for (const auto& record : bounded.head) records.push_back(traceRecordJson(record.withMarks(annotator)));
   for (const auto& record : bounded.tail) records.push_back(traceRecordJson(record.withMarks(annotator)));
-  return {{"count", attempt.trace.size()},
+  return {{"count", attempt.traceCount()},
           {"omitted", bounded.omitted},
           {"omittedAfter", bounded.omitted ? json(bounded.head.size()) : json(nullptr)},
           {"records", records}};

@@ -68,6 +68,11 @@ PlanOutcome runPlan(const VLCaseCatalog& catalog, const std::vector<VLPlannedRun
   schedule.retries = run.retries;
   schedule.caseOptions.strict = run.strict;
   schedule.caseOptions.defaultTimeout = run.timeout;
+  // Reports keep only a trace's first and last records; unless the console prints whole
+  // traces, only those are kept in memory either.
+  schedule.caseOptions.boundTrace = !run.trace;
+  schedule.caseOptions.traceFirst = run.traceLimit / 10;
+  schedule.caseOptions.traceLast = run.traceLimit;
   auto scheduler = VLCaseScheduler::make(
       planned, schedule,
       [&](size_t index) {

@@ -20,6 +20,10 @@ class VLTraceExcerpt {
   // Returns `trace` whole in `head` when it has at most `first` + `last` records; otherwise
   // its first `first` records, its last `last` records, and how many were left out.
   static Bounded bound(const std::vector<VLTraceRecord>& trace, size_t first, size_t last);
+  // The same for a trace that was bounded while it was recorded: `omitted` records were left
+  // out after its first `omittedAfter` (VLTraceRecorder::makeBounded).
+  static Bounded bound(const std::vector<VLTraceRecord>& trace, size_t first, size_t last, size_t omittedAfter,
+                       size_t omitted);
 
   // What one check saw.
   struct Seen {

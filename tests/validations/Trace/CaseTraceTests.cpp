@@ -284,7 +284,7 @@ TEST(CaseTraceProviderFacts, BecomeProviderRecordsWhileTracing) {
 }
 
 // The bound of a trace in a report: whole up to first + last records, else both ends and
-// the count between them.
+// the count between them; the same whether the trace was cut while it was recorded or after.
 TEST(CaseTraceBound, KeepsBothEndsAndCountsWhatItLeavesOut) {
   struct Row {
     size_t size, first, last;
@@ -302,6 +302,23 @@ TEST(CaseTraceBound, KeepsBothEndsAndCountsWhatItLeavesOut) {
     if (!bounded.tail.empty()) {
       EXPECT_EQ(bounded.tail.back().value("position").unsignedValue(), row.size - 1);
     }
+
+    auto validator = VLValidator::make();
+    auto recorder = VLTraceRecorder::makeBounded(row.first, row.last);
+    recorder->attach(validator);
+    validator->startValidation();
+    for (const auto& record : trace) validator->trace(record);
+    auto kept = recorder->finish(validator);
+    EXPECT_EQ(kept.size() + recorder->omitted(), row.size);
+    auto recut = VLTraceExcerpt::bound(kept, row.first, row.last, row.first, recorder->omitted());
+    auto positions = [](const std::vector<VLTraceRecord>& records) {
+      std::vector<uint64_t> out;
+      for (const auto& record : records) out.push_back(record.value("position").unsignedValue());
+      return out;
+    };
+    EXPECT_EQ(positions(recut.head), positions(bounded.head));
+    EXPECT_EQ(positions(recut.tail), positions(bounded.tail));
+    EXPECT_EQ(recut.omitted, bounded.omitted);
   }
 }
 

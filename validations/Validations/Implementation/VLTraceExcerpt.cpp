@@ -14,6 +14,20 @@ VLTraceExcerpt::Bounded VLTraceExcerpt::bound(const std::vector<VLTraceRecord>& 
   return bounded;
 }
 
+VLTraceExcerpt::Bounded VLTraceExcerpt::bound(const std::vector<VLTraceRecord>& trace, size_t first, size_t last,
+                                              size_t omittedAfter, size_t omitted) {
+  if (omitted == 0) return bound(trace, first, last);
+  // The kept records are two runs; each is cut again to the bound asked for now.
+  Bounded bounded;
+  size_t gap = std::min(omittedAfter, trace.size());
+  size_t head = std::min(first, gap);
+  size_t tail = std::min(last, trace.size() - gap);
+  bounded.head.assign(trace.begin(), trace.begin() + static_cast<std::ptrdiff_t>(head));
+  bounded.tail.assign(trace.end() - static_cast<std::ptrdiff_t>(tail), trace.end());
+  bounded.omitted = omitted + (gap - head) + (trace.size() - gap - tail);
+  return bounded;
+}
+
 VLTraceExcerpt::Seen VLTraceExcerpt::eventsSeenByCheck(const std::vector<VLTraceRecord>& trace, size_t ended,
                                                        size_t limit) {
   Seen seen;
