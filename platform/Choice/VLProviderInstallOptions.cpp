@@ -4,6 +4,7 @@
 
 VLRemotePlatform::Options VLProviderInstallOptions::remoteOptions() const {
   VLRemotePlatform::Options options;
+  options.watchWorkingSet = true;
   if (protocolLog.empty()) return options;
   try {
     options.protocolLog = VLRemoteProtocolLog::open(protocolLog);

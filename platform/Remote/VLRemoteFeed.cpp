@@ -31,6 +31,17 @@ bool VLRemoteFeed::hasEnded() const {
   return state_ == State::Ended;
 }
 
+bool VLRemoteFeed::isLoaded() const {
+  std::lock_guard lock(mutex_);
+  return state_ == State::Loaded;
+}
+
+bool VLRemoteFeed::waitUntilSettled(double seconds) {
+  if (!settled_->wait(seconds)) return false;
+  settled_->signal();
+  return true;
+}
+
 std::optional<VLRemoteFeed::Attachment> VLRemoteFeed::attach(const std::shared_ptr<VLRemoteCollection>& collection) {
   std::lock_guard lock(mutex_);
   if (state_ == State::Ended) return std::nullopt;
@@ -133,6 +144,7 @@ void VLRemoteFeed::load(std::vector<VLItemRef> items) {
     state_ = State::Loaded;
     live = liveCollections(attached_);
   }
+  settled_->signal();
   for (const auto& [token, collection] : live) collection->receiveLoad(token, items);
 }
 
@@ -190,6 +202,7 @@ void VLRemoteFeed::end(const VLErrorRef& error) {
     live = liveCollections(attached_);
     attached_.clear();
   }
+  settled_->signal();
   // The session no longer offers an ended feed to new collections.
   if (auto session = session_.lock()) session->forgetFeed(number_);
   for (const auto& [token, collection] : live) collection->receiveFailure(token, error);

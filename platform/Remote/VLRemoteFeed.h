@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "Dispatch/VLSemaphore.h"
 #include "Remote/VLRemoteConnection.h"
 #include "Core/VLError.h"
 #include "Vaultline/VLItem.h"
@@ -46,6 +47,11 @@ class VLRemoteFeed {
   size_t memberCount() const;
   // Whether the feed has ended (failed, or the provider is gone): it takes no collection.
   bool hasEnded() const;
+  // Whether the scope's members have come.
+  bool isLoaded() const;
+  // Waits until the members have come or the feed has ended, for at most `seconds`; returns
+  // whether it did.
+  bool waitUntilSettled(double seconds);
 
   // Attaches `collection`; its token is unique in the process, so a collection that starts
   // again on another feed never takes a stale call for its own. Returns nullopt when the
@@ -76,6 +82,8 @@ class VLRemoteFeed {
 
   const std::weak_ptr<VLRemoteSession> session_;
   const uint64_t number_;
+  // Signalled once, when the feed loads or ends; waiters hand the signal on.
+  const std::shared_ptr<VLSemaphore> settled_ = VLSemaphore::make(0);
 
   mutable std::mutex mutex_;
   State state_ = State::Pending;                         // guarded by mutex_

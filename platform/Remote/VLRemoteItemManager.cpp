@@ -101,7 +101,7 @@ std::shared_ptr<VLItemCollection> VLRemoteItemManager::containerCollection(const
     return VLRemoteCollection::make(session_, nullptr, vl_noSuchItemError("of another provider"));
   }
   if (identifier == KsVaultlineWorkingSetContainerItemIdentifier) {
-    return VLRemoteCollection::make(session_, {{"kind", "workingSet"}});
+    return VLRemoteCollection::make(session_, VLRemoteSession::workingSetScope());
   }
   return VLRemoteCollection::make(session_, {{"kind", "container"}, {"container", identifier}});
 }

@@ -42,6 +42,10 @@ std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteT
     session->close();
     throw;
   }
+  if (options.watchWorkingSet) {
+    // An enumeration that fails or takes longer is left to the cases that watch the working set.
+    if (auto feed = session->watch(workingSetScope())) feed->waitUntilSettled(options.requestTimeout);
+  }
   return session;
 }
 
@@ -148,12 +152,31 @@ std::pair<std::shared_ptr<VLRemoteFeed>, VLRemoteFeed::Attachment> VLRemoteSessi
     feeds_[number] = Feed{feed, key, 0};
     feedsByScope_[key] = number;
   }
+  requestMembers(feed, scope);
+  return {feed, std::move(*attachment)};
+}
+
+std::shared_ptr<VLRemoteFeed> VLRemoteSession::watch(const json& scope) {
+  std::shared_ptr<VLRemoteFeed> feed;
+  {
+    std::lock_guard lock(mutex_);
+    std::string key = scope.dump();
+    if (feedsByScope_.count(key)) return nullptr;
+    uint64_t number = nextSubscription_++;
+    feed = std::make_shared<VLRemoteFeed>(weak_from_this(), number);
+    feeds_[number] = Feed{feed, key, ++idleClock_};
+    feedsByScope_[key] = number;
+  }
+  requestMembers(feed, scope);
+  return feed;
+}
+
+void VLRemoteSession::requestMembers(const std::shared_ptr<VLRemoteFeed>& feed, const json& scope) {
   std::weak_ptr<VLRemoteFeed> weak = feed;
   connection_->call(VLProtocolMethod::kCollectionsSubscribe, {{"subscription", feed->number()}, {"scope", scope}},
                     options_.requestTimeout, [weak](const Answer& answer) {
                       if (auto target = weak.lock()) target->receiveAnswer(answer);
                     });
-  return {feed, std::move(*attachment)};
 }
 
 void VLRemoteSession::unsubscribe(const std::shared_ptr<VLRemoteFeed>& feed, uint64_t token) {
@@ -179,6 +202,8 @@ std::vector<uint64_t> VLRemoteSession::trimIdleFeedsLocked() {
     for (auto entry = feeds_.begin(); entry != feeds_.end(); ++entry) {
       if (entry->second.idleSince == 0) continue;
       ++idle;
+      // A feed still enumerating is about to be used (the working set watched from the start).
+      if (!entry->second.feed->isLoaded()) continue;
       size_t count = entry->second.feed->memberCount();
       if (cheapest == feeds_.end() || count < cheapestCount ||
           (count == cheapestCount && entry->second.idleSince < cheapest->second.idleSince)) {
@@ -186,7 +211,7 @@ std::vector<uint64_t> VLRemoteSession::trimIdleFeedsLocked() {
         cheapestCount = count;
       }
     }
-    if (idle <= kIdleFeeds) return closing;
+    if (idle <= kIdleFeeds || cheapest == feeds_.end()) return closing;
     closing.push_back(cheapest->first);
     feedsByScope_.erase(cheapest->second.scope);
     feeds_.erase(cheapest);

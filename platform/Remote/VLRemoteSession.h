@@ -35,6 +35,10 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
     double requestTimeout = 30.0;    // seconds for the answer to every other request
     // When set, every line of the session in both directions is recorded here.
     std::shared_ptr<VLRemoteProtocolLog> protocolLog;
+    // Subscribes to the working set right after the handshake and waits (at most the request
+    // time-out) until the provider has enumerated it, so that a big working set is ready
+    // before the first case and does not eat that case's time.
+    bool watchWorkingSet = false;
   };
   using Answer = VLRemoteConnection::Answer;
 
@@ -73,6 +77,8 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   void unsubscribe(const std::shared_ptr<VLRemoteFeed>& feed, uint64_t token);
   // For a feed that ended: it is offered to no later collection.
   void forgetFeed(uint64_t number);
+  // The scope of the working set.
+  static nlohmann::json workingSetScope() { return {{"kind", "workingSet"}}; }
 
   // Ends the session; every later request fails with VLProviderProtocolErrorClosed.
   void close();
@@ -85,6 +91,11 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
                   std::shared_ptr<VLProviderFacts> facts)
       : connection_(std::move(connection)), options_(options), facts_(std::move(facts)) {}
   void handshake();
+  // Opens an idle feed over `scope` (no collection attached) and returns it (none when
+  // one over the scope is open already).
+  std::shared_ptr<VLRemoteFeed> watch(const nlohmann::json& scope);
+  // Sends the subscription request of `feed`.
+  void requestMembers(const std::shared_ptr<VLRemoteFeed>& feed, const nlohmann::json& scope);
   void readHandshake(const VLRemoteJSONReader& result);
   void handleNotification(const std::string& method, const nlohmann::json& params);
   void handleEnd(const VLErrorRef& reason);
