@@ -9,6 +9,7 @@
 #include "vlvalidate/VLCaseRecord.h"
 
 struct VLGoogleTestVerdict {
+  // What the test does: nothing, ADD_FAILURE() per message, or GTEST_SKIP() with the message.
   enum Kind { Pass, Fail, Skip };
 
   Kind kind = Pass;
