@@ -10,6 +10,7 @@ enum VLExitCode : int {
   VLExitUsage = 2,                // bad command line or bad input
   VLExitNotEligible = 3,          // the provider is not eligible for validation
   VLExitProviderUnavailable = 4,  // the provider could not be started or reached
+  VLExitInconclusive = 5,         // with --inconclusive-exit: every case was inconclusive, none failed
   VLExitInterrupted = 130,        // stopped by SIGINT (SIGTERM: 143) before every case ran
 };
 
@@ -22,4 +23,5 @@ static_assert(vl_interruptedExitCode(SIGINT) == VLExitInterrupted);
 inline constexpr const char* kVLExitCodesHelp =
     "Exit status: 0 no case failed; 1 a case failed (with --baseline: a regression); 2 usage or bad\n"
     "input; 3 the provider is not eligible; 4 the provider could not be started or reached;\n"
-    "130 (143) interrupted by SIGINT (SIGTERM) before every case ran.";
+    "5 with --inconclusive-exit, every case was inconclusive and none failed; 130 (143)\n"
+    "interrupted by SIGINT (SIGTERM) before every case ran.";

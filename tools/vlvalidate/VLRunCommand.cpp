@@ -118,6 +118,9 @@ void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
   command.add_flag("--ignore-eligibility", options_.run.ignoreEligibility,
                    "Run even when the provider is not eligible");
   command.add_flag("--fail-on-inconclusive", options_.run.failOnInconclusive, "Count inconclusive cases as failed");
+  command.add_flag("--inconclusive-exit", options_.run.inconclusiveExit,
+                   "Exit with status 5 when every case was inconclusive and none failed (a test driver's "
+                   "'skipped')");
   addReportOptions(command);
   command.add_flag("-v,--verbose", options_.run.verbose, "Show every expectation of every case");
   command

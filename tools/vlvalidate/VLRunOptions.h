@@ -20,6 +20,7 @@ struct VLRunOptions {
   int totalShards = 1;                  // how many shards the selection is split into
   bool ignoreEligibility = false;       // --ignore-eligibility: run although the provider is not eligible
   bool failOnInconclusive = false;      // --fail-on-inconclusive: inconclusive counts as failed
+  bool inconclusiveExit = false;        // --inconclusive-exit: exit 5 when every case was inconclusive
   bool verbose = false;                 // --verbose: every expectation of every case on the console
   bool trace = false;                   // --trace: the whole trace of every case that did not pass, on the console
   size_t traceLimit = 2000;             // --trace-limit: JSON and JUnit keep a trace's last N records and first N/10

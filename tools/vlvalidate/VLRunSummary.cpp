@@ -40,7 +40,9 @@ VLRunSummary VLRunSummary::of(const std::vector<VLCaseRecord>& records, const VL
                             " inconclusive (--fail-on-inconclusive counts them as failed)";
     }
   } else {
-    summary.exitCode = VLExitPassed;
+    // A test driver that runs one case at a time needs "skipped" apart from "passed".
+    const bool allInconclusive = summary.inconclusive && !summary.passed;
+    summary.exitCode = options.inconclusiveExit && allInconclusive ? VLExitInconclusive : VLExitPassed;
     summary.conclusion =
         summary.inconclusive
             ? "no case failed; " + plural(summary.inconclusive, "case was", "cases were") + " inconclusive"

@@ -26,8 +26,9 @@ struct VLRunSummary {
   std::string conclusion;                        // one sentence saying why the run passed or failed
 
   // Counts `records` and decides the exit status and conclusion: with a baseline only
-  // regressions fail; --fail-on-inconclusive makes inconclusive count as failed; an
-  // interrupted run exits `interruptedCode`.
+  // regressions fail; --fail-on-inconclusive makes inconclusive count as failed;
+  // --inconclusive-exit gives VLExitInconclusive when every run was inconclusive and none
+  // failed; an interrupted run exits `interruptedCode`.
   static VLRunSummary of(const std::vector<VLCaseRecord>& records, const VLRunOptions& options, size_t plannedRuns,
                          double wallTime, std::optional<VLBaselineComparison> baseline,
                          std::optional<int> interruptedCode);

@@ -94,6 +94,42 @@ TEST(Outcome, ExitStatus) {
   }
 }
 
+// --inconclusive-exit tells "every case inconclusive" apart from a pass, and changes nothing
+// else: a failure, a pass beside it, --fail-on-inconclusive and a baseline keep their status.
+TEST(Outcome, InconclusiveExitOnlyWhenEveryRunWasInconclusive) {
+  struct Row {
+    std::vector<VLCaseRecord> records;
+    bool failOnInconclusive;
+    bool withBaseline;
+    int status;
+  };
+  const auto passed = finished("S.P", {P});
+  const auto failed = finished("S.F", {F});
+  const auto inconclusive = finished("S.I", {I});
+  const std::vector<Row> rows = {
+      {{inconclusive}, false, false, VLExitInconclusive},
+      {{inconclusive, finished("S.J", {F, I})}, false, false, VLExitInconclusive},
+      {{inconclusive, passed}, false, false, VLExitPassed},
+      {{inconclusive, failed}, false, false, VLExitFailed},
+      {{inconclusive}, true, false, VLExitFailed},
+      {{inconclusive}, false, true, VLExitPassed},
+      {{}, false, false, VLExitPassed},
+  };
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const auto& row = rows[i];
+    VLRunOptions options;
+    options.inconclusiveExit = true;
+    options.failOnInconclusive = row.failOnInconclusive;
+    std::optional<VLBaselineComparison> comparison;
+    if (row.withBaseline) comparison = VLBaseline::parse(baselineOf({{"S.I", I}}), "b").compare(row.records, {"S.I"});
+    auto summary = VLRunSummary::of(row.records, options, row.records.size(), 1.0, comparison, std::nullopt);
+    EXPECT_EQ(summary.exitCode, row.status) << "row " << i << ": " << summary.conclusion;
+    options.inconclusiveExit = false;
+    auto without = VLRunSummary::of(row.records, options, row.records.size(), 1.0, comparison, std::nullopt);
+    EXPECT_NE(without.exitCode, VLExitInconclusive) << "row " << i;
+  }
+}
+
 TEST(Outcome, AReportIsItsOwnBaseline) {
   const auto run = sample::run();
   auto text = VLJsonReporter::render(run.info, run.records, run.summary);
