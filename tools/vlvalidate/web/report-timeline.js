@@ -9,6 +9,7 @@
 
   const FIT_WIDTH = 1000;  // px the whole trace takes before zooming
   const ROW_HEIGHT = 14;   // px of one row of bars within a lane
+  const POINT_GAP = 10;    // px from one event's dot to the next one's, at least
 
   function h(tag, attributes, ...children) {
     const element = document.createElement(tag);
@@ -137,11 +138,19 @@
     const placed = [];
 
     const layout = () => {
-      const width = Math.ceil(end * scale) + 280;
+      const width = Math.max(Math.ceil(end * scale) + 280, ...lanes.map((lane) => 240 + lane.items.filter((item) => item.kind === 'event').length * POINT_GAP));
       laneBox.style.width = `${width}px`;
-      for (const { element, item } of placed) {
-        element.style.left = `${item.start * scale + 200}px`;
-        if (item.kind !== 'event' && item.kind !== 'provider') element.style.width = `${Math.max(((item.end ?? end) - item.start) * scale, 4)}px`;
+      // Points closer than a dot's width are nudged apart, in order, so each can be pointed at.
+      const lastPoint = new Map();
+      for (const { element, item, lane } of placed) {
+        let left = item.start * scale + 200;
+        if (item.kind === 'event' || item.kind === 'provider') {
+          left = Math.max(left, (lastPoint.get(lane) ?? -Infinity) + POINT_GAP);
+          lastPoint.set(lane, left);
+        } else {
+          element.style.width = `${Math.max(((item.end ?? end) - item.start) * scale, 4)}px`;
+        }
+        element.style.left = `${left}px`;
       }
       axis.replaceChildren();
       const step = niceStep(end / (width / 110));
@@ -164,7 +173,7 @@
         const show = () => hover.replaceChildren(marked(item.text));
         element.addEventListener('mouseenter', show);
         element.addEventListener('focus', show);
-        placed.push({ element, item });
+        placed.push({ element, item, lane: lane.key });
         row.append(element);
       }
       laneBox.append(row);
