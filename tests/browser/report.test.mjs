@@ -41,7 +41,7 @@ async function openReport() {
 
 const shownIDs = (page) => page.$$eval('.vl-case:not([hidden])', (rows) => rows.map((row) => row.dataset.caseId));
 
-test('the failed cases show their failing expectation and near miss, offline', async () => {
+test('the failed cases show their failing expectation and documentation, offline', async () => {
   const { page, attempted, errors } = await openReport();
   const failed = report.cases.filter((entry) => entry.verdict === 'failed');
   assert.ok(failed.length > 0, 'the quirk fails some case');
@@ -51,6 +51,7 @@ test('the failed cases show their failing expectation and near miss, offline', a
   for (const entry of failed) {
     const row = page.locator(`.vl-case[data-case-id="${entry.id}"]`);
     await row.locator('.vl-case-toggle').click();
+    await row.locator('.vl-attempt').first().waitFor();  // the page inflates a case's attempts when it opens
     assert.equal(await row.locator('.vl-case-toggle').getAttribute('aria-expanded'), 'true');
     // Readable without colour: the verdict is written out.
     assert.match(await row.locator('.vl-case-toggle .vl-verdict').innerText(), /FAILED/);
@@ -72,6 +73,7 @@ test("the timeline draws every stream's events and describes an item on hover", 
   const records = entry.attempts.at(-1).trace.records;
   const row = page.locator(`.vl-case[data-case-id="${entry.id}"]`);
   await row.locator('.vl-case-toggle').click();
+  await row.locator('.vl-timeline').waitFor();  // the page inflates a trace when its case opens
 
   const streams = [...new Set(records.filter((record) => record.kind === 'stream').map((record) => record.streamID))];
   assert.ok(streams.length > 0);
@@ -106,10 +108,14 @@ test('the verdict filters and the search narrow the list', async () => {
   const searches = [
     ['CaseMismatch/Folder', (entry) => entry.id.includes('CaseMismatch/Folder')],
     ['secondItemIsBouncedWithCaseMismatch/rootcontainer', (entry) => /CaseMismatch\/RootContainer/.test(entry.id)],
+    // Words of expectations only: found once the page has inflated every case.
+    ['should fail with filename collision', (entry) => entry.attempts.some((attempt) => attempt.expectations.some(
+      (expectation) => expectation.description.includes('should fail with filename collision')))],
     ['no case has this', () => false],
   ];
   for (const [words, selects] of searches) {
     await page.fill('input[type="search"]', words);
+    await page.waitForSelector('[data-search-index="ready"]');  // expectations are searched once inflated
     assert.deepEqual(await shownIDs(page), report.cases.filter(selects).map((entry) => entry.id), words);
   }
   assert.equal(await page.locator('.vl-group:not([hidden])').count(), 0, 'a suite with nothing shown is hidden');
@@ -142,6 +148,27 @@ test('update draws a grown report and keeps the filter, search and open cases', 
   const expected = report.cases.filter((entry) => entry.verdict === 'failed' && /container/i.test(`${entry.id} ${entry.title} ${entry.suite}`)).map((entry) => entry.id);
   assert.deepEqual(await shownIDs(page), expected);
   assert.equal(await page.getAttribute(`.vl-case[data-case-id="${failed.id}"] .vl-case-toggle`, 'aria-expanded'), 'true');
-  assert.equal(await page.locator(`.vl-case[data-case-id="${failed.id}"] .vl-timeline`).count(), 1);
+  await page.locator(`.vl-case[data-case-id="${failed.id}"] .vl-timeline`).waitFor();
+  assert.deepEqual(errors, []);
+});
+
+test("a near miss shows the keys expected beside the closest event's", async () => {
+  const html = path.join(scratch.folder, 'near-miss.html');
+  const run = runVlvalidate(['--provider', 'sim:tags-dropped', '--filter', 'VLAttributeValidation.Tags/*', '--timeout', '0.3', '--html', html]);
+  assert.equal(run.status, 1, run.stderr);
+  const { context, attempted } = await offlineContext(browser);
+  const page = await context.newPage();
+  const errors = watchPageErrors(page);
+  await page.goto(`file://${html}`);
+  await page.click('[data-filter="failed"]');
+  const row = page.locator('.vl-case:not([hidden])').first();
+  await row.locator('.vl-case-toggle').click();
+  const table = row.locator('.vl-near-miss table').first();
+  await table.waitFor();
+  const differing = await table.locator('tr.vl-differs').allInnerTexts();
+  assert.equal(differing.length, 1, differing.join('\n'));
+  assert.match(differing[0], /^tags\s+\( Red#7 \)\s+\(\s*\)\s+≠ differs$/);
+  assert.ok(await table.locator('tr:not(.vl-differs) td:first-child').count() > 0, 'the keys that matched are listed too');
+  assert.deepEqual(attempted, []);
   assert.deepEqual(errors, []);
 });

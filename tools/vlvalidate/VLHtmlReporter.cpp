@@ -1,9 +1,13 @@
 #include "vlvalidate/VLHtmlReporter.h"
 
+#include <zlib.h>
+
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "Core/VLData.h"
 #include "Core/VLException.h"
+#include "Remote/VLRemoteCodec.h"
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLWebAssets.h"
@@ -56,6 +60,32 @@ json documentationFor(const json& report) {
   return documentation;
 }
 
+// `value` deflated (zlib) and in base64.
+std::string packed(const json& value) {
+  const std::string text = value.dump(-1, ' ', false, json::error_handler_t::replace);
+  uLongf size = compressBound(text.size());
+  std::vector<uint8_t> bytes(size);
+  if (compress2(bytes.data(), &size, reinterpret_cast<const Bytef*>(text.data()), text.size(), Z_DEFAULT_COMPRESSION) !=
+      Z_OK) {
+    throw VLException("cannot deflate a case for the HTML report");
+  }
+  bytes.resize(size);
+  return VLRemoteCodec::encodeValue(VLData(std::move(bytes))).get<std::string>();
+}
+
+// Keeps every case's attempts deflated: "packedAttempts" and "attemptCount" instead of
+// "attempts". The attempts (expectations, marks, traces) are nearly all of a long run's
+// report, and a browser reads a page's inline text far slower than it inflates one case's
+// attempts when the case is opened.
+void packAttempts(json& report) {
+  for (auto& entry : report["cases"]) {
+    if (!entry.contains("attempts")) continue;
+    entry["attemptCount"] = entry["attempts"].size();
+    entry["packedAttempts"] = packed(entry["attempts"]);
+    entry.erase("attempts");
+  }
+}
+
 }  // namespace
 
 VLHtmlReporter::VLHtmlReporter(const std::string& path) : file_(path, "--html") {}
@@ -70,6 +100,7 @@ void VLHtmlReporter::runFinished(const VLRunSummary& summary) {
 
 std::string VLHtmlReporter::page(json report) {
   if (!report.contains("documentation")) report["documentation"] = documentationFor(report);
+  packAttempts(report);
   std::string scripts;
   for (const char* name : kPageScripts) scripts += inlineScript(webAsset(name)) + "\n";
   std::string page = webAsset("report.html");

@@ -23,7 +23,9 @@ class VLHtmlReporter : public VLReporter {
 
   // Returns the page for a JSON report (format 3, or an older one without traces). Adds a
   // member "documentation" (from "Suite selector" to the validation's text) for the cases it
-  // lists when the report has none.
+  // lists when the report has none, and keeps each case's attempts deflated and in base64
+  // ("packedAttempts" and "attemptCount" instead of "attempts"), inflated by the page when
+  // the case is opened or searched.
   static std::string page(nlohmann::ordered_json report);
   // Returns `json` made safe to stand inside a <script> element: every '<' written as \u003c,
   // so that neither "</script" nor "<!--" can end or change the element.

@@ -121,8 +121,8 @@
     return `${(t * 1000).toFixed(digits)} ms`;
   }
 
-  function view(trace, marked) {
-    const records = (trace && trace.records) || [];
+  // The timeline of `trace`, whose records are `records`; `marked(text)` draws text with its marks.
+  function view(trace, records, marked) {
     const container = h('section', { class: 'vl-timeline', 'aria-label': 'trace timeline' });
     if (!records.length) {
       container.append(h('p', { class: 'vl-empty' }, trace && trace.count ? `Trace of ${trace.count} records not kept (--trace-limit 0).` : 'No trace.'));

@@ -166,16 +166,42 @@
     return h('p', { class: 'vl-marks' }, 'Marks: ', entries.map(([name], index) => [index ? ', ' : '', marked(name, marks)]));
   }
 
+  // The attempts of a case: given, or kept deflated in base64 ("packedAttempts", as the saved
+  // page keeps them) and then inflated once, when first needed: a promise of them.
+  const inflated = new WeakMap();
+  function attemptsOf(entry) {
+    if (entry.attempts || !entry.packedAttempts) return entry.attempts || [];
+    if (!inflated.has(entry)) {
+      const bytes = Uint8Array.from(atob(entry.packedAttempts), (c) => c.charCodeAt(0));
+      const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate'));
+      inflated.set(entry, new Response(stream).text().then((text) => {
+        entry.attempts = JSON.parse(text);
+        return entry.attempts;
+      }));
+    }
+    return inflated.get(entry);
+  }
+
+  // What an attempt's trace shows: the near misses of its checks and the timeline.
+  function traceParts(trace, records, marks) {
+    return [
+      records.map(nearMiss).filter(Boolean).map((miss) => nearMissTable(miss, marks)),
+      window.VLReportTimeline ? window.VLReportTimeline.view(trace, records, (text) => marked(text, marks)) : null,
+    ];
+  }
+
   function attemptView(attempt, index, count) {
-    const records = (attempt.trace && attempt.trace.records) || [];
-    const misses = records.map(nearMiss).filter(Boolean);
     const title = count > 1 ? `Attempt ${index + 1} of ${count}` : 'Attempt';
     return h('section', { class: 'vl-attempt', 'data-attempt': index + 1 },
       h('h4', null, `${title}: `, verdictLabel(attempt.verdict), ` ${seconds(attempt.runtime)}`),
       expectationsTable(attempt.expectations || [], attempt.marks),
-      misses.map((miss) => nearMissTable(miss, attempt.marks)),
       marksLine(attempt.marks),
-      window.VLReportTimeline ? window.VLReportTimeline.view(attempt.trace, (text) => marked(text, attempt.marks)) : null);
+      traceParts(attempt.trace, (attempt.trace && attempt.trace.records) || [], attempt.marks));
+  }
+
+  function attemptViews(attempts) {
+    return attempts.length ? attempts.map((attempt, index) => attemptView(attempt, index, attempts.length))
+      : [h('p', { class: 'vl-empty' }, 'Not run yet.')];
   }
 
   class View {
@@ -192,6 +218,7 @@
       const scroll = [window.scrollX, window.scrollY];
       const focusedKey = document.activeElement && document.activeElement.closest && document.activeElement.closest('[data-case-key]');
       this.rows.clear();
+      delete this.root.dataset.searchIndex;
       this.root.replaceChildren(h('div', { class: 'vl-report' }, this.header(), this.panels(), this.toolbar(), this.caseGroups()));
       this.applyFilter();
       window.scrollTo(scroll[0], scroll[1]);
@@ -304,7 +331,7 @@
     caseRow(entry, showProvider) {
       const key = caseKey(entry);
       const isOpen = this.open.has(key);
-      const attempts = (entry.attempts || []).length;
+      const attempts = entry.attempts ? entry.attempts.length : (entry.attemptCount || 0);
       const toggle = h('button', { type: 'button', class: 'vl-case-toggle', 'aria-expanded': String(isOpen),
         onclick: () => this.toggle(key) },
         h('span', { class: 'vl-caret', 'aria-hidden': 'true' }, isOpen ? '▾' : '▸'),
@@ -325,13 +352,20 @@
 
     caseBody(entry) {
       const documentation = (this.report.documentation || {})[`${entry.suite} ${entry.selector}`];
-      const attempts = entry.attempts || [];
+      const attempts = attemptsOf(entry);
+      const attemptsBox = h('div', { class: 'vl-attempts' });
+      if (Array.isArray(attempts)) {
+        attemptsBox.append(...attemptViews(attempts));
+      } else {
+        attemptsBox.append(h('p', { class: 'vl-empty' }, 'Unpacking…'));
+        attempts.then((list) => attemptsBox.replaceChildren(...attemptViews(list)))
+          .catch((error) => attemptsBox.replaceChildren(h('p', { class: 'vl-empty' }, `This case cannot be read: ${error}`)));
+      }
       return h('div', { class: 'vl-case-body' },
         h('p', { class: 'vl-muted' }, `${entry.suite} ${entry.selector}${entry.variant ? ` ${entry.variant}` : ''} · category ${entry.category} · ${entry.nameForMarlin}`,
           entry.provider ? ` · provider ${entry.provider}` : ''),
         documentation ? h('div', { class: 'vl-doc', 'aria-label': 'documentation' }, documentation) : null,
-        attempts.length ? attempts.map((attempt, index) => attemptView(attempt, index, attempts.length))
-          : h('p', { class: 'vl-empty' }, 'Not run yet.'));
+        attemptsBox);
     }
 
     toggle(key) {
@@ -353,10 +387,12 @@
       }
     }
 
-    // What a case is searched by: its names, verdict and expectations.
+    // What a case is searched by: its names, verdict and expectations (once its attempts are
+    // inflated; until then, its names).
     haystack(row) {
       if (row.haystack === undefined) {
         const entry = row.entry;
+        if (!entry.attempts && entry.packedAttempts) return [entry.id, entry.title, entry.suite, entry.selector, entry.verdict].join('\n').toLowerCase();
         const parts = [entry.id, entry.title, entry.suite, entry.selector, entry.verdict, entry.provider || ''];
         for (const attempt of entry.attempts || []) {
           for (const expectation of attempt.expectations || []) parts.push(expectation.description, expectation.comment || '');
@@ -366,8 +402,22 @@
       return row.haystack;
     }
 
+    // Inflates every packed case once, the first time the reader searches, then searches again.
+    inflateForSearch() {
+      if (this.root.dataset.searchIndex) return;
+      const pending = [...this.rows.values()].map((row) => attemptsOf(row.entry)).filter((each) => !Array.isArray(each));
+      this.root.dataset.searchIndex = pending.length ? 'pending' : 'ready';
+      if (!pending.length) return;
+      Promise.allSettled(pending).then(() => {
+        this.root.dataset.searchIndex = 'ready';
+        for (const row of this.rows.values()) row.haystack = undefined;
+        this.applyFilter();
+      });
+    }
+
     applyFilter() {
       const words = this.search.toLowerCase().split(/\s+/).filter(Boolean);
+      if (words.length) this.inflateForSearch();
       let shown = 0;
       for (const row of this.rows.values()) {
         const entry = row.entry;
