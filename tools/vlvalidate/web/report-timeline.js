@@ -25,7 +25,8 @@
   }
 
   function secondsText(t) {
-    return typeof t === 'number' ? `${t.toFixed(3)} s` : '?';
+    if (typeof t !== 'number') return '?';
+    return t < 1 ? `${(t * 1000).toFixed(t < 0.01 ? 3 : 1)} ms` : `${t.toFixed(3)} s`;
   }
 
   // One line per record, as people read it.
