@@ -63,7 +63,7 @@ json summaryOf(const std::vector<VLReportMerger::Source>& sources, const json& c
   const std::string conclusion = std::to_string(counts[1]) + " failed, " + std::to_string(counts[2]) +
                                  " inconclusive, " + std::to_string(counts[0]) + " passed of " +
                                  std::to_string(cases.size()) + " runs in " + std::to_string(sources.size()) +
-                                 " reports";
+                                 (sources.size() == 1 ? " report" : " reports");
   return {{"selectedCases", selected}, {"plannedRuns", planned}, {"passed", counts[0]},
           {"failed", counts[1]},       {"inconclusive", counts[2]}, {"flaky", counts[3]},
           {"notRun", notRun},          {"interrupted", interrupted}, {"wallTime", wallTime},

@@ -128,8 +128,11 @@ json VLReportReader::parse(const std::string& text, const std::string& what, int
   const auto& version = document["formatVersion"];
   if (!version.is_number_integer() || version.get<int>() < oldestVersion ||
       version.get<int>() > VLJsonReporter::kFormatVersion) {
-    throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads versions " +
-                       std::to_string(oldestVersion) + " to " + std::to_string(VLJsonReporter::kFormatVersion));
+    const std::string current = std::to_string(VLJsonReporter::kFormatVersion);
+    throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads " +
+                       (oldestVersion == VLJsonReporter::kFormatVersion
+                            ? "version " + current
+                            : "versions " + std::to_string(oldestVersion) + " to " + current));
   }
   if (!document["cases"].is_array()) throw VLUsageError(what + " has no list of cases");
   return document;
