@@ -1,7 +1,8 @@
 // The HTML report of a run against a quirk, opened in chromium with every network request
 // refused: it shows the failed cases with their failing expectation and near miss, the
-// timeline shows each stream's events, the filters and search narrow the list, and
-// VLReportView.update keeps what the reader chose.
+// timeline shows each stream's events, a near miss is a table, the filters and search narrow
+// the list, VLReportView.update keeps what the reader chose, and a page joined from two
+// providers names each case's.
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import path from 'node:path';
@@ -169,6 +170,31 @@ test("a near miss shows the keys expected beside the closest event's", async () 
   assert.equal(differing.length, 1, differing.join('\n'));
   assert.match(differing[0], /^tags\s+\( Red#7 \)\s+\(\s*\)\s+≠ differs$/);
   assert.ok(await table.locator('tr:not(.vl-differs) td:first-child').count() > 0, 'the keys that matched are listed too');
+  assert.deepEqual(attempted, []);
+  assert.deepEqual(errors, []);
+});
+
+test('a page joined from two providers names the reports and each case its provider', async () => {
+  const filter = 'VLContainerValidation.SecondItemIsBouncedWithCaseMismatch/*';
+  const shards = ['sim', 'sim:case-sensitive-names'].map((provider, index) => {
+    const file = path.join(scratch.folder, `provider-${index}.json`);
+    const run = runVlvalidate(['--provider', provider, '--filter', filter, '--json', file]);
+    assert.ok(run.status <= 1, run.stderr);
+    return file;
+  });
+  const html = path.join(scratch.folder, 'joined.html');
+  const merge = runVlvalidate(['merge', ...shards, '--html', html]);
+  assert.equal(merge.status, 0, merge.stderr);
+
+  const { context, attempted } = await offlineContext(browser);
+  const page = await context.newPage();
+  const errors = watchPageErrors(page);
+  await page.goto(`file://${html}`);
+  await page.waitForSelector('.vl-case');
+  assert.match(await page.locator('.vl-sources').innerText(), /Merged from 2 reports[\s\S]*different providers/);
+  const rows = await page.$$eval('.vl-case', (list) => list.map((row) =>
+    `${row.querySelector('.vl-provider')?.textContent} ${row.dataset.verdict}`));
+  assert.deepEqual(rows, ['sim passed', 'sim passed', 'sim:case-sensitive-names failed', 'sim:case-sensitive-names failed']);
   assert.deepEqual(attempted, []);
   assert.deepEqual(errors, []);
 });
