@@ -1,5 +1,5 @@
 // The HTML report of a run against a quirk, opened in chromium with every network request
-// refused: it shows the failed cases with their failing expectation and near miss, the
+// refused: it shows the failed cases with their failing expectation and documentation, the
 // timeline shows each stream's events, a near miss is a table, the filters and search narrow
 // the list, VLReportView.update keeps what the reader chose, and a page joined from two
 // providers names each case's.
