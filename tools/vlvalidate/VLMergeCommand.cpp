@@ -45,13 +45,18 @@ int VLMergeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   for (const auto& path : options_.inputs) {
     sources.push_back({path, VLReportReader::load(path, VLJsonReporter::kFormatVersion)});
   }
-  const auto merged = VLReportMerger::merge(sources);
-  if (json) json->write(VLJsonReporter::text(merged));
-  if (junit) {
-    const auto run = VLReportReader::run(merged);
-    junit->write(VLJUnitReporter::document(run.info, run.records, run.summary));
+  nlohmann::ordered_json merged;
+  try {
+    merged = VLReportMerger::merge(sources);
+    if (json) json->write(VLJsonReporter::text(merged));
+    if (junit) {
+      const auto run = VLReportReader::run(merged);
+      junit->write(VLJUnitReporter::document(run.info, run.records, run.summary));
+    }
+    if (html) html->write(VLHtmlReporter::page(merged));
+  } catch (const nlohmann::json::exception& error) {
+    throw VLUsageError("a report holds a member of the wrong type: " + std::string(error.what()));
   }
-  if (html) html->write(VLHtmlReporter::page(merged));
   // With a document on standard output, this line goes to standard error.
   terminal->print("Merged: " + merged["summary"]["conclusion"].get<std::string>() + ".\n");
   return VLExitPassed;

@@ -1,6 +1,9 @@
 #include "vlvalidate/VLReportCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "Choice/VLUsageError.h"
 
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLHtmlReporter.h"
@@ -21,6 +24,11 @@ void VLReportCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
 int VLReportCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   (void)terminal;
   const VLReportFile page(options_.html, "--html");
-  page.write(VLHtmlReporter::page(VLReportReader::load(options_.input, 1)));
+  auto report = VLReportReader::load(options_.input, 1);
+  try {
+    page.write(VLHtmlReporter::page(std::move(report)));
+  } catch (const nlohmann::json::exception& error) {
+    throw VLUsageError("report '" + options_.input + "' holds a member of the wrong type: " + error.what());
+  }
   return VLExitPassed;
 }

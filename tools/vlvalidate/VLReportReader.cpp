@@ -79,6 +79,12 @@ VLAttemptRecord attemptOf(const json& object, const std::string& where) {
     for (size_t i = 0; i < records.size(); ++i) {
       attempt.trace.push_back(traceRecordOf(records[i], where + ".trace.records[" + std::to_string(i) + "]"));
     }
+    // The report kept the ends of a longer trace: the gap stays where it was.
+    const auto& trace = object["trace"];
+    attempt.traceOmitted = trace.value("omitted", size_t{0});
+    if (attempt.traceOmitted && trace.contains("omittedAfter") && trace["omittedAfter"].is_number_unsigned()) {
+      attempt.traceOmittedAfter = trace["omittedAfter"].get<size_t>();
+    }
   }
   return attempt;
 }

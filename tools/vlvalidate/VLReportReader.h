@@ -15,7 +15,8 @@
 class VLReportReader {
  public:
   // A run as the reporters see it, rebuilt from a report. Traces are the report's (already
-  // cut to its --trace-limit, identifiers already marked), so attempts carry no marks table.
+  // cut to its --trace-limit, with the gap where it was; identifiers already marked), so
+  // attempts carry no marks table.
   struct Run {
     VLRunInfo info;
     std::vector<VLCaseRecord> records;

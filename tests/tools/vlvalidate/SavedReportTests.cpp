@@ -92,6 +92,9 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
   writeFile(shardFile("future.json"), report.dump());
   report["formatVersion"] = 2;
   writeFile(shardFile("older.json"), report.dump());
+  report["formatVersion"] = 3;
+  report["cases"][0]["repetition"] = "first";
+  writeFile(shardFile("mistyped.json"), report.dump());
 
   struct Row {
     std::vector<std::string> arguments;
@@ -105,6 +108,7 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
       {{"merge", shardFile("older.json"), "--json", out}, "has format version 2"},
       {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
       {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
+      {{"merge", shardFile("mistyped.json"), "--json", out}, "holds a member of the wrong type"},
       {{"merge", shardFile("small.json")}, "give --json FILE, --html FILE or --junit FILE"},
       {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
       {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
