@@ -30,12 +30,13 @@ after(async () => {
   scratch?.remove();
 });
 
-// Opens the report offline; returns the page, the requests it attempted and its errors.
-async function openReport() {
+// Opens a report (the run's by default) offline; returns the page, the requests it attempted
+// and its errors.
+async function openReport(url = reportPage) {
   const { context, attempted } = await offlineContext(browser);
   const page = await context.newPage();
   const errors = watchPageErrors(page);
-  await page.goto(reportPage);
+  await page.goto(url);
   await page.waitForSelector('.vl-case');
   return { page, attempted, errors };
 }
@@ -157,10 +158,7 @@ test("a near miss shows the keys expected beside the closest event's", async () 
   const html = path.join(scratch.folder, 'near-miss.html');
   const run = runVlvalidate(['--provider', 'sim:tags-dropped', '--filter', 'VLAttributeValidation.Tags/*', '--timeout', '0.3', '--html', html]);
   assert.equal(run.status, 1, run.stderr);
-  const { context, attempted } = await offlineContext(browser);
-  const page = await context.newPage();
-  const errors = watchPageErrors(page);
-  await page.goto(`file://${html}`);
+  const { page, attempted, errors } = await openReport(`file://${html}`);
   await page.click('[data-filter="failed"]');
   const row = page.locator('.vl-case:not([hidden])').first();
   await row.locator('.vl-case-toggle').click();
@@ -186,11 +184,7 @@ test('a page joined from two providers names the reports and each case its provi
   const merge = runVlvalidate(['merge', ...shards, '--html', html]);
   assert.equal(merge.status, 0, merge.stderr);
 
-  const { context, attempted } = await offlineContext(browser);
-  const page = await context.newPage();
-  const errors = watchPageErrors(page);
-  await page.goto(`file://${html}`);
-  await page.waitForSelector('.vl-case');
+  const { page, attempted, errors } = await openReport(`file://${html}`);
   assert.match(await page.locator('.vl-sources').innerText(), /Merged from 2 reports[\s\S]*different providers/);
   const rows = await page.$$eval('.vl-case', (list) => list.map((row) =>
     `${row.querySelector('.vl-provider')?.textContent} ${row.dataset.verdict}`));
