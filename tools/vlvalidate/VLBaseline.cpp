@@ -1,11 +1,10 @@
 #include "vlvalidate/VLBaseline.h"
 
-#include <cstring>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "Choice/VLUsageError.h"
 #include "vlvalidate/VLJsonReporter.h"
+#include "vlvalidate/VLReportReader.h"
 
 namespace {
 
@@ -25,36 +24,13 @@ void keepWorst(std::map<std::string, VLValidationResult>& verdicts, const std::s
 }  // namespace
 
 VLBaseline VLBaseline::load(const std::string& path) {
-  // Far above any real report; a device that never ends (/dev/zero) must not fill memory.
-  constexpr size_t kLargest = 512u << 20;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw VLUsageError("cannot read baseline '" + path + "': " + std::strerror(errno));
-  std::string text;
-  char buffer[1 << 16];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-    text.append(buffer, static_cast<size_t>(in.gcount()));
-    if (text.size() > kLargest) throw VLUsageError("baseline '" + path + "' is larger than 512 MiB; not a report");
-  }
-  if (in.bad()) throw VLUsageError("cannot read baseline '" + path + "': " + std::strerror(errno));
-  return parse(text, path);
+  return parse(VLReportReader::readText(path, "baseline '" + path + "'"), path);
 }
 
 VLBaseline VLBaseline::parse(const std::string& text, const std::string& name) {
   const std::string what = "baseline '" + name + "'";
-  nlohmann::json document = nlohmann::json::parse(text, nullptr, false);
-  if (document.is_discarded()) throw VLUsageError(what + " is not JSON (expected a report written by --json)");
-  if (!document.is_object() || document.value("format", "") != VLJsonReporter::kFormatName) {
-    throw VLUsageError(what + " is not a vlvalidate report (expected a report written by --json)");
-  }
-  const auto& version = document["formatVersion"];
-  if (!version.is_number_integer() || version.get<int>() < VLJsonReporter::kOldestBaselineVersion ||
-      version.get<int>() > VLJsonReporter::kFormatVersion) {
-    throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads versions " +
-                       std::to_string(VLJsonReporter::kOldestBaselineVersion) + " to " +
-                       std::to_string(VLJsonReporter::kFormatVersion));
-  }
+  auto document = VLReportReader::parse(text, what, VLJsonReporter::kOldestBaselineVersion);
   const auto& cases = document["cases"];
-  if (!cases.is_array()) throw VLUsageError(what + " has no list of cases");
 
   VLBaseline baseline;
   baseline.path_ = name;

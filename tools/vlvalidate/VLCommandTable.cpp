@@ -3,6 +3,8 @@
 #include "vlvalidate/VLDescribeCommand.h"
 #include "vlvalidate/VLEligibilityCommand.h"
 #include "vlvalidate/VLListCommand.h"
+#include "vlvalidate/VLMergeCommand.h"
+#include "vlvalidate/VLReportCommand.h"
 #include "vlvalidate/VLRunCommand.h"
 #include "vlvalidate/VLSelfTestCommand.h"
 
@@ -29,6 +31,12 @@ const std::vector<VLCommandTable::Row>& VLCommandTable::rows() {
       {.name = "eligibility",
        .help = "Ask the provider whether it may be validated; print its properties",
        .make = freshCommand<VLEligibilityCommand>},
+      {.name = "report",
+       .help = "Turn a saved JSON report into the HTML report",
+       .make = freshCommand<VLReportCommand>},
+      {.name = "merge",
+       .help = "Join the JSON reports of a run's shards (or of several providers) into one report",
+       .make = freshCommand<VLMergeCommand>},
       {.name = "selftest",
        .help = "Run the fault matrix against the reference provider: each fault must be caught as listed",
        .make = freshCommand<VLSelfTestCommand>},

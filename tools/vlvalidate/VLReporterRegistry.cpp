@@ -3,6 +3,7 @@
 #include "Core/VLException.h"
 #include "Core/VLText.h"
 #include "vlvalidate/VLConsoleReporter.h"
+#include "vlvalidate/VLHtmlReporter.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
 
@@ -32,6 +33,9 @@ const std::vector<VLReporterRegistry::Row>& VLReporterRegistry::rows() {
       {.name = "junit",
        .fileHelp = "Write the JUnit XML report to FILE (- for standard output)",
        .make = writingFile<VLJUnitReporter>},
+      {.name = "html",
+       .fileHelp = "Write the HTML report, one self-contained page, to FILE (- for standard output)",
+       .make = writingFile<VLHtmlReporter>},
   };
   return table;
 }

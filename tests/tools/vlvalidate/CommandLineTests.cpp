@@ -133,7 +133,7 @@ TEST(EndToEnd, ExitStatusesForEligibilityAndBadInput) {
       {{"--junit", ::testing::TempDir()}, 2, "is a folder"},
       {{"--json", path("same"), "--junit", path("same")}, 2, "--json and --junit cannot both write"},
       {{"--junit", "-", "--report", "json=-"}, 2, "--junit and --report json cannot both write to -"},
-      {{"--report", "html=" + path("r.html")}, 2, "--report: unknown reporter 'html'; reporters: json, junit"},
+      {{"--report", "pdf=" + path("r.pdf")}, 2, "--report: unknown reporter 'pdf'; reporters: json, junit, html"},
       {{"--report", "report.json"}, 2, "--report: 'report.json' is not NAME=FILE"},
       {{"--report", "junit=" + ::testing::TempDir()}, 2, "is a folder"},
       {{"--seed", "3"}, 2, "--seed requires --shuffle"},

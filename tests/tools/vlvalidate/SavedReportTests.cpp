@@ -1,0 +1,139 @@
+// Saved reports read back: `vlvalidate merge` joins the reports of shards (and of different
+// providers) so that the joined verdicts are the unsplit run's, in JSON, JUnit and HTML, and
+// refuses what is not a set of shards; `vlvalidate report` writes the page of a saved report;
+// the page's inline data cannot end its own <script> element.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <pugixml.hpp>
+
+#include "ChildProcess.h"
+#include "ReportFiles.h"
+#include "vlvalidate/VLHtmlReporter.h"
+
+namespace {
+
+using nlohmann::json;
+
+std::string shardFile(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-merge-" + name; }
+
+std::string fileText(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void writeFile(const std::string& file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
+
+size_t occurrences(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+// Runs vlvalidate against `provider` with `filter`, writing the JSON report to `file`.
+void runInto(const std::string& provider, const std::string& filter, const std::string& file) {
+  auto result = e2e::run({"--provider", provider, "--filter", filter, "--json", file});
+  ASSERT_LE(result.status, 1) << result.out << result.err;
+}
+
+TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
+  const std::string provider = "sim:case-sensitive-names";
+  runInto(provider, "*", shardFile("all.json"));
+  runInto(provider, "VLContainerValidation.*", shardFile("shard-a.json"));
+  runInto(provider, "*-VLContainerValidation.*", shardFile("shard-b.json"));
+
+  auto merged = e2e::run({"merge", shardFile("shard-a.json"), shardFile("shard-b.json"), "--json",
+                          shardFile("merged.json"), "--junit", shardFile("merged.xml"), "--html", shardFile("merged.html")});
+  ASSERT_EQ(merged.status, 0) << merged.out << merged.err;
+
+  const auto whole = e2e::readJson(shardFile("all.json"));
+  const auto joined = e2e::readJson(shardFile("merged.json"));
+  EXPECT_EQ(e2e::verdicts(joined), e2e::verdicts(whole));
+  for (const char* count : {"passed", "failed", "inconclusive", "flaky", "selectedCases", "plannedRuns"}) {
+    EXPECT_EQ(joined["summary"][count], whole["summary"][count]) << count;
+  }
+  EXPECT_FALSE(joined["providersDiffer"].get<bool>());
+  EXPECT_EQ(joined["mergedFrom"].size(), 2u);
+
+  // The JUnit report of the joined run is the one the run itself would write.
+  pugi::xml_document junit;
+  ASSERT_TRUE(junit.load_file(shardFile("merged.xml").c_str()));
+  const auto suites = junit.child("testsuites");
+  EXPECT_EQ(suites.attribute("tests").as_uint(), whole["cases"].size());
+  EXPECT_EQ(suites.attribute("failures").as_uint(), whole["summary"]["failed"].get<unsigned>());
+  EXPECT_EQ(suites.attribute("skipped").as_uint(), whole["summary"]["inconclusive"].get<unsigned>());
+
+  const auto page = fileText(shardFile("merged.html"));
+  EXPECT_NE(page.find("\"mergedFrom\""), std::string::npos);
+  EXPECT_EQ(page.find("http://"), std::string::npos);
+  EXPECT_EQ(page.find("https://"), std::string::npos);
+}
+
+TEST(SavedReports, ReportsOfDifferentProvidersKeepTheirProvider) {
+  const std::string filter = "VLContainerValidation.SecondItemIsBouncedWithCaseMismatch/*";
+  runInto("sim", filter, shardFile("conformant.json"));
+  runInto("sim:case-sensitive-names", filter, shardFile("quirk.json"));
+  auto merged = e2e::run({"merge", shardFile("conformant.json"), shardFile("quirk.json"), "--json", "-"});
+  ASSERT_EQ(merged.status, 0) << merged.err;
+  const auto joined = json::parse(merged.out);
+  EXPECT_TRUE(joined["providersDiffer"].get<bool>());
+  std::map<std::string, std::set<std::string>> verdictsByProvider;
+  for (const auto& entry : joined["cases"]) verdictsByProvider[entry["provider"]].insert(entry["verdict"].get<std::string>());
+  EXPECT_EQ(verdictsByProvider["sim"], std::set<std::string>{"passed"});
+  EXPECT_EQ(verdictsByProvider["sim:case-sensitive-names"], std::set<std::string>{"failed"});
+}
+
+TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
+  runInto("sim", "VLContainerValidation.ItemCount/*", shardFile("small.json"));
+  auto report = e2e::readJson(shardFile("small.json"));
+  writeFile(shardFile("not-json.json"), "<html></html>");
+  writeFile(shardFile("not-report.json"), R"({"format": "something-else", "cases": []})");
+  report["formatVersion"] = 99;
+  writeFile(shardFile("future.json"), report.dump());
+  report["formatVersion"] = 2;
+  writeFile(shardFile("older.json"), report.dump());
+  report["formatVersion"] = 3;
+  report["cases"][0]["repetition"] = "first";
+  writeFile(shardFile("mistyped.json"), report.dump());
+
+  struct Row {
+    std::vector<std::string> arguments;
+    std::string message;
+  };
+  const std::string out = shardFile("out.json");
+  const std::vector<Row> rows = {
+      {{"merge", shardFile("not-json.json"), "--json", out}, "is not JSON"},
+      {{"merge", shardFile("not-report.json"), "--json", out}, "is not a vlvalidate report"},
+      {{"merge", shardFile("future.json"), "--json", out}, "has format version 99"},
+      {{"merge", shardFile("older.json"), "--json", out}, "has format version 2"},
+      {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
+      {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
+      {{"merge", shardFile("mistyped.json"), "--json", out}, "holds a member of the wrong type"},
+      {{"merge", shardFile("small.json")}, "give --json FILE, --html FILE or --junit FILE"},
+      {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
+      {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
+      {{"report", shardFile("small.json")}, "--html"},
+  };
+  for (const auto& row : rows) {
+    auto result = e2e::run(row.arguments);
+    EXPECT_EQ(result.status, 2) << row.arguments[1] << ": " << result.err;
+    EXPECT_NE(result.err.find(row.message), std::string::npos) << row.arguments[1] << ": " << result.err;
+  }
+  // An older report still makes a page (it only lacks traces).
+  auto page = e2e::run({"report", shardFile("older.json"), "--html", shardFile("older.html")});
+  EXPECT_EQ(page.status, 0) << page.err;
+}
+
+TEST(SavedReports, InlineDataCannotEndItsScriptElement) {
+  const std::string shell = VLHtmlReporter::page(json::parse(R"({"cases": []})"));
+  for (const char* hostile : {"</script><script>alert(1)</script>", "<!--<script>", "</SCRIPT >"}) {
+    auto document = nlohmann::ordered_json::parse(R"({"format": "vlvalidate-report", "formatVersion": 3, "cases": []})");
+    document["cases"].push_back({{"id", hostile}, {"suite", "S"}, {"selector", "validateX"}, {"title", hostile}, {"attempts", json::array()}});
+    const auto page = VLHtmlReporter::page(document);
+    EXPECT_EQ(occurrences(page, "</script"), occurrences(shell, "</script")) << hostile;
+    EXPECT_EQ(occurrences(page, "<!--"), occurrences(shell, "<!--")) << hostile;
+    EXPECT_EQ(occurrences(page, "<script"), occurrences(shell, "<script")) << hostile;
+  }
+}
+
+}  // namespace
