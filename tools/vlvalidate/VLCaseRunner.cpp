@@ -17,6 +17,14 @@ VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validat
                                   : VLTraceRecorder::make();
   }
   if (recorder) recorder->attach(validator);
+  if (options.traceListener) {
+    // The listener sees each record first; the recorder (if any) keeps it afterwards.
+    auto recording = validator->traceBlock();
+    validator->setTraceBlock([listener = options.traceListener, recording](VLTraceRecord record) {
+      listener(record);
+      if (recording) recording(std::move(record));
+    });
+  }
   auto done = VLSemaphore::make(0);
   validationCase->performWithValidator(validator, [done] { done->signal(); });
   done->wait();

@@ -24,6 +24,9 @@ struct VLCaseRunOptions {
   // With boundTrace, only the first traceFirst and the last traceLast records are kept.
   bool boundTrace = false;
   size_t traceFirst = 0, traceLast = 0;
+  // Also called with every trace record as it happens, under the validator's trace lock
+  // (see VLValidator::TraceBlock), whether or not the trace is recorded: a live view's feed.
+  VLValidator::TraceBlock traceListener;
 };
 
 // What one run of one case produced.

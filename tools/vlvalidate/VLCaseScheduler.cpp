@@ -70,7 +70,7 @@ void VLCaseScheduler::work() {
     post([this, index] {
       if (started_) started_(index);
     });
-    auto attempts = runWithRetries(cases_[index]);
+    auto attempts = runWithRetries(index);
     post([this, index, attempts = std::move(attempts)]() mutable {
       if (finished_) finished_(index, std::move(attempts));
     });
@@ -79,11 +79,13 @@ void VLCaseScheduler::work() {
   if (--activeWorkers_ == 0) done_->signal();
 }
 
-std::vector<VLCaseOutcome> VLCaseScheduler::runWithRetries(const std::shared_ptr<VLValidationCase>& prototype) {
+std::vector<VLCaseOutcome> VLCaseScheduler::runWithRetries(size_t index) {
   std::vector<VLCaseOutcome> attempts;
   for (int attempt = 0; attempt <= options_.retries; ++attempt) {
     if (attempt > 0 && stopRequested_) break;
-    attempts.push_back(VLCaseRunner::run(VLCaseRunner::freshCopy(*prototype), options_.caseOptions));
+    VLCaseRunOptions caseOptions = options_.caseOptions;
+    if (options_.prepareAttempt) options_.prepareAttempt(index, attempt, caseOptions);
+    attempts.push_back(VLCaseRunner::run(VLCaseRunner::freshCopy(*cases_[index]), caseOptions));
     if (attempts.back().result == VLValidationResultPassed) break;
   }
   return attempts;

@@ -24,6 +24,9 @@ class VLCaseScheduler : public std::enable_shared_from_this<VLCaseScheduler> {
     int jobs = 1;                  // cases at once; at least 1
     int retries = 0;               // extra attempts for a case that did not pass
     VLCaseRunOptions caseOptions;  // what each attempt's validator is set to
+    // Called on the worker thread before each attempt (0-based) of the case at `index`, with a
+    // copy of caseOptions to add that attempt's own callbacks to; may be empty.
+    std::function<void(size_t index, int attempt, VLCaseRunOptions& options)> prepareAttempt;
   };
   // Called on the report queue when the case at `index` starts its first attempt.
   using StartHandler = std::function<void(size_t index)>;
@@ -58,7 +61,7 @@ class VLCaseScheduler : public std::enable_shared_from_this<VLCaseScheduler> {
   VLCaseScheduler(std::vector<std::shared_ptr<VLValidationCase>> cases, Options options, StartHandler started,
                   FinishHandler finished);
   void work();
-  std::vector<VLCaseOutcome> runWithRetries(const std::shared_ptr<VLValidationCase>& prototype);
+  std::vector<VLCaseOutcome> runWithRetries(size_t index);
 
   const std::vector<std::shared_ptr<VLValidationCase>> cases_;
   const Options options_;
