@@ -7,6 +7,7 @@
 #include "vlvalidate/VLReportCommand.h"
 #include "vlvalidate/VLRunCommand.h"
 #include "vlvalidate/VLSelfTestCommand.h"
+#include "vlvalidate/VLServeCommand.h"
 
 namespace {
 
@@ -40,6 +41,9 @@ const std::vector<VLCommandTable::Row>& VLCommandTable::rows() {
       {.name = "selftest",
        .help = "Run the fault matrix against the reference provider: each fault must be caught as listed",
        .make = freshCommand<VLSelfTestCommand>},
+      {.name = "serve",
+       .help = "Serve the live UI on this machine: choose a provider, run cases and watch them in a browser",
+       .make = freshCommand<VLServeCommand>},
   };
   return table;
 }

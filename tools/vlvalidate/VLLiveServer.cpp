@@ -1,0 +1,216 @@
+#include "vlvalidate/VLLiveServer.h"
+
+#include <httplib.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "Choice/VLUsageError.h"
+#include "vlvalidate/VLLiveEventLog.h"
+#include "vlvalidate/VLLiveGuard.h"
+#include "vlvalidate/VLLiveSession.h"
+#include "vlvalidate/VLWebAssets.h"
+
+namespace {
+
+// What every response says about where its page may load from and send to: only this server.
+const httplib::Headers& defaultHeaders() {
+  static const httplib::Headers headers = {
+      {"Content-Security-Policy",
+       "default-src 'self'; connect-src 'self'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+       "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+      {"X-Content-Type-Options", "nosniff"},
+      {"Referrer-Policy", "no-referrer"},
+      {"Cache-Control", "no-store"},
+  };
+  return headers;
+}
+
+// How long an event stream waits for the next event before it sends a comment, which also
+// finds out that a page has gone.
+constexpr std::chrono::seconds kStreamIdle{5};
+
+std::optional<std::string> header(const httplib::Request& request, const char* name) {
+  if (!request.has_header(name)) return std::nullopt;
+  return request.get_header_value(name);
+}
+
+void answerJson(httplib::Response& response, int status, const nlohmann::json& body) {
+  response.status = status;
+  response.set_content(body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), "application/json");
+}
+
+void answerReply(httplib::Response& response, const VLLiveSession::Reply& reply) {
+  if (reply.error.empty()) return answerJson(response, reply.status, {{"ok", true}});
+  answerJson(response, reply.status, {{"error", reply.error}});
+}
+
+void answerAsset(httplib::Response& response, const std::string& name) {
+  const auto* asset = VLWebAssets::find(name);
+  if (!asset) {
+    response.status = 404;
+    return response.set_content("no such file: " + name + "\n", "text/plain; charset=utf-8");
+  }
+  response.set_content(std::string(asset->content), std::string(VLWebAssets::contentType(name)));
+}
+
+}  // namespace
+
+struct VLLiveServer::Parts {
+  Options options;
+  httplib::Server http;
+  int port = 0;
+  std::optional<VLLiveGuard> guard;
+  std::shared_ptr<VLLiveEventLog> events = std::make_shared<VLLiveEventLog>();
+  std::unique_ptr<VLLiveSession> session = std::make_unique<VLLiveSession>(events);
+  std::atomic<bool> stopped{false};
+};
+
+std::unique_ptr<VLLiveServer> VLLiveServer::make(const Options& options) {
+  auto parts = std::make_unique<Parts>();
+  parts->options = options;
+  if (options.port < 0 || options.port > 65535) {
+    throw VLUsageError("--port must be 0 to 65535, not " + std::to_string(options.port));
+  }
+  errno = 0;
+  parts->port = options.port == 0 ? parts->http.bind_to_any_port(options.address)
+                                  : (parts->http.bind_to_port(options.address, options.port) ? options.port : -1);
+  if (parts->port <= 0) {
+    throw VLUsageError("cannot listen on " + options.address + " port " + std::to_string(options.port) +
+                       (errno ? std::string(": ") + std::strerror(errno) : std::string()));
+  }
+  const std::string token = options.token.empty() ? VLLiveGuard::freshToken() : options.token;
+  parts->guard.emplace(options.address, parts->port, token);
+  std::unique_ptr<VLLiveServer> server(new VLLiveServer(std::move(parts)));
+  server->addRoutes();
+  return server;
+}
+
+VLLiveServer::VLLiveServer(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+
+VLLiveServer::~VLLiveServer() {
+  stop();
+  parts_->session->shutdown();
+}
+
+int VLLiveServer::port() const { return parts_->port; }
+
+const std::string& VLLiveServer::token() const { return parts_->guard->token(); }
+
+std::string VLLiveServer::url() const {
+  std::string host = parts_->options.address;
+  if (host == "0.0.0.0" || host == "::") host = "127.0.0.1";
+  if (host.find(':') != std::string::npos) host = "[" + host + "]";
+  return "http://" + host + ":" + std::to_string(parts_->port) + "/?token=" + token();
+}
+
+void VLLiveServer::serve() {
+  if (!parts_->stopped) parts_->http.listen_after_bind();
+  parts_->session->shutdown();
+}
+
+void VLLiveServer::stop() {
+  parts_->stopped = true;
+  parts_->events->close();
+  parts_->http.stop();
+}
+
+void VLLiveServer::addRoutes() {
+  Parts& parts = *parts_;
+  httplib::Server& http = parts.http;
+  // Streams hold a thread each while open; a page or two, plus their other requests.
+  http.new_task_queue = [] { return new httplib::ThreadPool(16); };
+  // An idle connection would hold up stop() this long.
+  http.set_keep_alive_timeout(1);
+  http.set_default_headers(defaultHeaders());
+
+  http.set_pre_routing_handler([&parts](const httplib::Request& request, httplib::Response& response) {
+    const auto decision = parts.guard->check({.path = request.path,
+                                              .host = header(request, "Host"),
+                                              .origin = header(request, "Origin"),
+                                              .cookie = header(request, "Cookie"),
+                                              .queryToken = request.has_param("token")
+                                                                ? std::optional(request.get_param_value("token"))
+                                                                : std::nullopt});
+    if (decision.status != 200) {
+      response.status = decision.status;
+      response.set_content(decision.reason + "\n", "text/plain; charset=utf-8");
+      return httplib::Server::HandlerResponse::Handled;
+    }
+    if (decision.setCookie) {
+      response.set_header("Set-Cookie", parts.guard->setCookieValue());
+      // The token leaves the address bar (and the history) at once; the cookie carries it.
+      if (request.method == "GET" && request.path == "/") {
+        response.set_redirect("/", 303);
+        return httplib::Server::HandlerResponse::Handled;
+      }
+    }
+    // A cross-site form cannot send JSON without asking first, so the API takes JSON only.
+    if (request.method == "POST" && header(request, "Content-Type").value_or("").rfind("application/json", 0) != 0) {
+      answerJson(response, 415, {{"error", "requests to the API must be JSON (Content-Type: application/json)"}});
+      return httplib::Server::HandlerResponse::Handled;
+    }
+    return httplib::Server::HandlerResponse::Unhandled;
+  });
+
+  http.Get("/", [](const httplib::Request&, httplib::Response& response) { answerAsset(response, "live.html"); });
+  http.Get(R"(/([a-z]+\.(html|css|js)))", [](const httplib::Request& request, httplib::Response& response) {
+    answerAsset(response, request.matches[1]);
+  });
+  http.Get("/api/choices", [&parts](const httplib::Request&, httplib::Response& response) {
+    response.set_content(VLLiveSession::choicesJson(parts.options.provider), "application/json");
+  });
+  http.Post("/api/run", [&parts](const httplib::Request& request, httplib::Response& response) {
+    try {
+      answerReply(response, parts.session->start(VLLiveRunRequest::parse(request.body)));
+    } catch (const VLException& error) {
+      answerJson(response, 400, {{"error", error.what()}});
+    }
+  });
+  http.Post("/api/rerun", [&parts](const httplib::Request& request, httplib::Response& response) {
+    const auto body = nlohmann::json::parse(request.body, nullptr, false);
+    if (!body.is_object() || !body.contains("id") || !body["id"].is_string()) {
+      return answerJson(response, 400, {{"error", "a re-run names its case: {\"id\": \"Suite.BaseName\"}"}});
+    }
+    answerReply(response, parts.session->rerun(body["id"].get<std::string>()));
+  });
+  http.Post("/api/stop", [&parts](const httplib::Request&, httplib::Response& response) {
+    answerReply(response, parts.session->stop());
+  });
+
+  http.Get("/api/events", [&parts](const httplib::Request& request, httplib::Response& response) {
+    // A page that reconnects says what it last had, and gets only what came after.
+    uint64_t after = 0;
+    if (auto last = header(request, "Last-Event-ID")) after = std::strtoull(last->c_str(), nullptr, 10);
+    auto events = parts.events;
+    response.set_chunked_content_provider(
+        "text/event-stream", [events, after](size_t, httplib::DataSink& sink) mutable {
+          const auto batch = events->waitAfter(after, kStreamIdle);
+          if (events->isClosed()) {
+            sink.done();
+            return true;
+          }
+          if (batch.empty()) return sink.write(": idle\n\n", 8);
+          std::string text;
+          for (const auto& event : batch) text += VLLiveEventLog::frame(event);
+          after = batch.back().id;
+          return sink.write(text.data(), text.size());
+        });
+  });
+
+  auto download = [&parts](const std::string& reporter, const std::string& file, const std::string& type) {
+    return [&parts, reporter, file, type](const httplib::Request&, httplib::Response& response) {
+      auto document = parts.session->report(reporter);
+      if (!document) return answerJson(response, 404, {{"error", "There is no run yet: start one first."}});
+      response.set_header("Content-Disposition", "attachment; filename=\"" + file + "\"");
+      response.set_content(*document, type);
+    };
+  };
+  http.Get("/api/report.json", download("json", "vlvalidate-report.json", "application/json"));
+  http.Get("/api/report.xml", download("junit", "vlvalidate-junit.xml", "application/xml"));
+  http.Get("/api/report.html", [](const httplib::Request&, httplib::Response& response) {
+    answerJson(response, 501, {{"error", "The HTML report is not part of this build yet; download the JSON report."}});
+  });
+}

@@ -1,0 +1,292 @@
+// The live UI of `vlvalidate serve`: a form that starts a run on the server, and the run as
+// it happens, fed by the server's event stream (/api/events). It builds the run's report
+// (the JSON report's document, partial while the run goes on) and hands it to the same view
+// the HTML report uses; next to it, each planned case shows its expectations as the
+// validator settles them. It talks to its own server only.
+'use strict';
+
+(() => {
+  const $ = (id) => document.getElementById(id);
+  const el = (tag, className, text) => {
+    const node = document.createElement(tag);
+    if (className) node.className = className;
+    if (text !== undefined) node.textContent = text;
+    return node;
+  };
+  const now = () => performance.timeOrigin + performance.now();
+
+  // Until the HTML report's view is part of the page: cases and their verdicts, no more.
+  const standInView = {
+    root: null,
+    render(root, report) { this.root = root; this.update(report); },
+    update(report) {
+      if (!this.root) return;
+      const list = el('ul', 'stand-in');
+      for (const entry of report.cases) {
+        const item = el('li', `verdict-${entry.verdict}`);
+        item.append(el('span', 'badge', entry.verdict), ' ', el('code', '', entry.id), ` ${entry.title}`);
+        list.append(item);
+      }
+      const summary = report.summary ? el('p', 'conclusion', report.summary.conclusion) : '';
+      this.root.replaceChildren(summary, list);
+    },
+  };
+  const view = window.VLReportView || standInView;
+
+  // What the page knows of the run.
+  const run = { report: null, cases: [], rows: [], running: false, delays: [] };
+  // Expose the measured delays (settled expectation → on screen) to whoever watches the page.
+  window.vlLive = { delays: run.delays, medianDelay: () => median(run.delays) };
+
+  function median(values) {
+    if (!values.length) return null;
+    const sorted = [...values].sort((a, b) => a - b);
+    const middle = sorted.length >> 1;
+    return sorted.length % 2 ? sorted[middle] : (sorted[middle - 1] + sorted[middle]) / 2;
+  }
+
+  // ---- The form: the provider choice, built from the server's own tables.
+  function providerText() {
+    const kind = document.querySelector('input[name="kind"]:checked').value;
+    if (kind === 'exec') return `exec:${$('command').value.trim()}`;
+    if (kind === 'unix') return `unix:${$('socket').value.trim()}`;
+    const parts = [...document.querySelectorAll('#quirks input:checked')].map((box) => box.value);
+    for (const setting of $('settings').value.split(',')) if (setting.trim()) parts.push(setting.trim());
+    return parts.length ? `sim:${parts.join(',')}` : 'sim';
+  }
+
+  function showKind() {
+    const kind = document.querySelector('input[name="kind"]:checked').value;
+    for (const name of ['sim', 'exec', 'unix']) $(`kind-${name}`).hidden = name !== kind;
+    refreshChoice();
+  }
+
+  function refreshChoice() {
+    $('choice-text').textContent = providerText();
+    const on = document.querySelectorAll('#quirks input:checked').length;
+    $('quirk-count').textContent = on ? `(${on} on)` : '';
+  }
+
+  // Puts the server's --provider choice into the form.
+  function adopt(choice) {
+    const colon = choice.indexOf(':');
+    const kind = colon < 0 ? choice : choice.slice(0, colon);
+    const argument = colon < 0 ? '' : choice.slice(colon + 1);
+    const radio = document.querySelector(`input[name="kind"][value="${CSS.escape(kind)}"]`);
+    if (radio) radio.checked = true;
+    if (kind === 'exec') $('command').value = argument;
+    if (kind === 'unix') $('socket').value = argument;
+    if (kind === 'sim') {
+      const settings = [];
+      for (const part of argument.split(',').map((text) => text.trim()).filter(Boolean)) {
+        const box = document.querySelector(`#quirks input[value="${CSS.escape(part)}"]`);
+        if (box) box.checked = true; else settings.push(part);
+      }
+      $('settings').value = settings.join(',');
+      if (argument) $('quirks-box').open = true;
+    }
+    showKind();
+  }
+
+  async function loadChoices() {
+    const response = await fetch('/api/choices');
+    if (!response.ok) throw new Error(await response.text());
+    const choices = await response.json();
+    for (const kind of choices.kinds) {
+      const help = $(`kind-${kind.prefix}-help`);
+      if (help) help.textContent = kind.forms.map((form) => `${form.usage}: ${form.meaning.replace(/\n/g, ' ')}`).join(' · ');
+    }
+    for (const quirk of choices.quirks) {
+      const label = el('label', 'quirk');
+      const box = el('input');
+      box.type = 'checkbox';
+      box.value = quirk.name;
+      label.append(box, ' ', el('code', '', quirk.name), el('span', 'hint', ` ${quirk.help}`));
+      $('quirks').append(label);
+    }
+    for (const name of choices.settings) {
+      const option = el('option');
+      option.value = `${name}=`;
+      $('setting-names').append(option);
+    }
+    adopt(choices.defaultProvider);
+  }
+
+  // ---- Talking to the server.
+  async function post(path, body) {
+    const response = await fetch(path, {
+      method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(body),
+    });
+    const answer = await response.json().catch(() => ({ error: `${response.status} ${response.statusText}` }));
+    if (!response.ok) throw new Error(answer.error || `${response.status} ${response.statusText}`);
+    return answer;
+  }
+
+  function showError(message) {
+    $('error').textContent = message || '';
+    $('error').hidden = !message;
+  }
+
+  async function act(work) {
+    showError('');
+    try { await work(); } catch (error) { showError(error.message); }
+  }
+
+  function startRun(event) {
+    event.preventDefault();
+    act(() => post('/api/run', {
+      provider: providerText(),
+      filter: $('filter').value.trim() || '*',
+      strict: $('strict').checked,
+      timeout: Number($('timeout').value),
+      jobs: Number($('jobs').value),
+      ignoreEligibility: $('ignore-eligibility').checked,
+    }));
+  }
+
+  async function download(button) {
+    const response = await fetch(button.dataset.download);
+    if (!response.ok) {
+      const answer = await response.json().catch(() => ({}));
+      throw new Error(answer.error || `${response.status} ${response.statusText}`);
+    }
+    const link = el('a');
+    link.href = URL.createObjectURL(await response.blob());
+    link.download = button.dataset.file;
+    link.click();
+    setTimeout(() => URL.revokeObjectURL(link.href), 0);
+  }
+
+  // ---- The run as it happens. Events are applied once per frame, so a burst costs one layout.
+  const pending = [];
+  function enqueue(name, data) {
+    if (!pending.length) requestAnimationFrame(flush);
+    pending.push([name, data]);
+  }
+
+  function flush() {
+    let reportChanged = false;
+    const shown = [];
+    for (const [name, data] of pending.splice(0)) {
+      reportChanged = (handlers[name](data, shown) !== false) || reportChanged;
+    }
+    if (reportChanged && run.report) {
+      run.report.cases = run.cases.filter(Boolean);
+      view.update(run.report);
+    }
+    const at = now();
+    for (const sentAt of shown) run.delays.push(at - sentAt);
+    showStatus();
+  }
+
+  function caseRow(order) {
+    return run.rows[order];
+  }
+
+  function setVerdict(row, verdict) {
+    row.dataset.verdict = verdict;
+    row.querySelector('.badge').textContent = verdict;
+  }
+
+  const handlers = {
+    run(data) {
+      run.report = data.report;
+      run.report.cases = [];
+      run.cases = [];
+      run.running = true;
+      run.rows = data.planned.map((id) => {
+        const row = el('li', 'case');
+        const head = el('div', 'case-head');
+        const rerun = el('button', 'rerun', 'Re-run');
+        rerun.type = 'button';
+        rerun.addEventListener('click', () => act(() => post('/api/rerun', { id })));
+        head.append(el('span', 'badge'), el('code', 'case-id', id), rerun);
+        row.append(head, el('ol', 'expectations'), el('p', 'trace-line'));
+        setVerdict(row, 'queued');
+        return row;
+      });
+      $('cases').replaceChildren(...run.rows);
+      view.render($('report'), run.report);
+      return false;
+    },
+    rerun(data) {
+      run.running = true;
+      setVerdict(caseRow(data.order), 'queued');
+      return false;
+    },
+    'case-start'(data) {
+      const row = caseRow(data.order);
+      row.querySelector('.expectations').replaceChildren();
+      row.querySelector('.trace-line').textContent = '';
+      row.title = data.title;
+      setVerdict(row, 'running');
+      return false;
+    },
+    expectation(data, shown) {
+      const item = el('li', `expectation result-${data.result}`);
+      item.append(el('span', 'mark', data.result), ` ${data.description}`);
+      const note = data.comment || (data.error && data.error.description);
+      if (note && data.result !== 'passed') item.append(el('div', 'comment', note));
+      caseRow(data.order).querySelector('.expectations').append(item);
+      shown.push(data.sentAt);
+      return false;
+    },
+    trace(data) {
+      const line = caseRow(data.order).querySelector('.trace-line');
+      line.textContent = data.last ? `${data.line.trim()} …` : data.line.trim();
+      return false;
+    },
+    case(data) {
+      run.cases[data.order] = data.case;
+      const row = caseRow(data.order);
+      setVerdict(row, data.case.verdict);
+      row.querySelector('.trace-line').textContent = '';
+      return true;
+    },
+    stopping(data) {
+      $('status').textContent = `Stopping: ${data.running} running case(s) finish first.`;
+      return false;
+    },
+    finished(data) {
+      run.running = false;
+      run.report.summary = data.summary;
+      return true;
+    },
+  };
+
+  function showStatus() {
+    $('stop').disabled = !run.running;
+    $('start').disabled = run.running;
+    for (const button of document.querySelectorAll('.rerun')) button.disabled = run.running;
+    if (!run.report) return;
+    const done = run.cases.filter(Boolean);
+    const count = (verdict) => done.filter((entry) => entry.verdict === verdict).length;
+    let text = `${done.length} of ${run.rows.length} finished · ${count('passed')} passed · ` +
+      `${count('failed')} failed · ${count('inconclusive')} inconclusive`;
+    const delay = median(run.delays);
+    if (delay !== null) text += ` · shown ${delay.toFixed(1)} ms after settling (median)`;
+    if (!run.running && run.report.summary) text = `${run.report.summary.conclusion} ${text}`;
+    $('status').textContent = text;
+  }
+
+  function connect() {
+    const source = new EventSource('/api/events');
+    source.addEventListener('open', () => { $('connection').textContent = 'connected'; });
+    source.addEventListener('error', () => { $('connection').textContent = 'reconnecting…'; });
+    for (const name of Object.keys(handlers)) {
+      source.addEventListener(name, (event) => enqueue(name, JSON.parse(event.data)));
+    }
+  }
+
+  document.addEventListener('DOMContentLoaded', () => {
+    $('run-form').addEventListener('submit', startRun);
+    $('run-form').addEventListener('input', refreshChoice);
+    for (const radio of document.querySelectorAll('input[name="kind"]')) radio.addEventListener('change', showKind);
+    $('stop').addEventListener('click', () => act(() => post('/api/stop', {})));
+    for (const button of document.querySelectorAll('[data-download]')) {
+      button.addEventListener('click', () => act(() => download(button)));
+    }
+    act(loadChoices);
+    connect();
+  });
+})();
