@@ -124,6 +124,8 @@ void VLLiveServer::addRoutes() {
   http.new_task_queue = [] { return new httplib::ThreadPool(16); };
   // An idle connection would hold up stop() this long.
   http.set_keep_alive_timeout(1);
+  // Events are small writes: without this, Nagle's algorithm holds each for the previous ACK.
+  http.set_tcp_nodelay(true);
   http.set_default_headers(defaultHeaders());
 
   http.set_pre_routing_handler([&parts](const httplib::Request& request, httplib::Response& response) {

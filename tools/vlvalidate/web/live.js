@@ -34,9 +34,10 @@
   const view = window.VLReportView || standInView;
 
   // What the page knows of the run.
-  const run = { report: null, cases: [], rows: [], running: false, delays: [] };
-  // Expose the measured delays (settled expectation → on screen) to whoever watches the page.
-  window.vlLive = { delays: run.delays, medianDelay: () => median(run.delays) };
+  const run = { report: null, cases: [], rows: [], running: false, delays: [], receipts: [] };
+  // The measured delays from a settled expectation to its arrival here and to the frame that
+  // shows it, in milliseconds, for whoever watches the page.
+  window.vlLive = { delays: run.delays, receipts: run.receipts, medianDelay: () => median(run.delays) };
 
   function median(values) {
     if (!values.length) return null;
@@ -160,6 +161,7 @@
   // ---- The run as it happens. Events are applied once per frame, so a burst costs one layout.
   const pending = [];
   function enqueue(name, data) {
+    if (name === 'expectation') run.receipts.push(now() - data.sentAt);
     if (!pending.length) requestAnimationFrame(flush);
     pending.push([name, data]);
   }
@@ -194,6 +196,7 @@
       run.report.cases = [];
       run.cases = [];
       run.running = true;
+      showError('');
       run.rows = data.planned.map((id) => {
         const row = el('li', 'case');
         const head = el('div', 'case-head');
@@ -249,14 +252,15 @@
     },
     finished(data) {
       run.running = false;
+      showError('');  // a refusal while the run went on no longer holds
       run.report.summary = data.summary;
       return true;
     },
   };
 
   function showStatus() {
+    // Start stays enabled: another page may have a run going, and the server says so.
     $('stop').disabled = !run.running;
-    $('start').disabled = run.running;
     for (const button of document.querySelectorAll('.rerun')) button.disabled = run.running;
     if (!run.report) return;
     const done = run.cases.filter(Boolean);
