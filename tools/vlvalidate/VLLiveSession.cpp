@@ -82,6 +82,7 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
     if (state_ != State::Idle) return {409, "A run is already going on: stop it or wait for it to end."};
     state_ = State::Starting;
   }
+  // Only the request that moved the state from Idle gets here: no one else touches runThread_.
   if (runThread_.joinable()) runThread_.join();  // it has ended: the state was Idle
   auto refuse = [this](int status, const std::string& error) {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -150,10 +151,10 @@ VLLiveSession::Reply VLLiveSession::rerun(const std::string& shortID) {
   if (!catalog_) return {404, "There is no run yet: start one first."};
   for (size_t order = 0; order < plan_.size(); ++order) {
     if (catalog_->names()[plan_[order].caseIndex].shortID != shortID) continue;
+    state_ = State::Starting;  // keeps other requests off runThread_ while it is joined
     lock.unlock();
     if (runThread_.joinable()) runThread_.join();  // it has ended: the state was Idle
     lock.lock();
-    if (state_ != State::Idle) return {409, "A run is already going on: stop it or wait for it to end."};
     stopped_ = false;
     events_->append("rerun", oneLine({{"order", order}, {"id", shortID}}));
     launchLocked({order});
