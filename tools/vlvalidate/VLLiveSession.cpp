@@ -194,6 +194,10 @@ void VLLiveSession::launchLocked(std::vector<size_t> orders) {
   options.jobs = info.options.jobs;
   options.caseOptions.strict = info.options.strict;
   options.caseOptions.defaultTimeout = info.options.timeout;
+  // Keep what the reports keep of each trace, not the whole of it.
+  options.caseOptions.boundTrace = true;
+  options.caseOptions.traceFirst = info.options.traceLimit / 10;
+  options.caseOptions.traceLast = info.options.traceLimit;
   auto events = events_;
   options.prepareAttempt = [events, orders](size_t index, int attempt, VLCaseRunOptions& caseOptions) {
     const size_t order = orders[index];
