@@ -2,7 +2,7 @@
 
 #include <httplib.h>
 
-#include <atomic>
+#include <mutex>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -65,7 +65,9 @@ struct VLLiveServer::Parts {
   std::optional<VLLiveGuard> guard;
   std::shared_ptr<VLLiveEventLog> events = std::make_shared<VLLiveEventLog>();
   std::unique_ptr<VLLiveSession> session = std::make_unique<VLLiveSession>(events);
-  std::atomic<bool> stopped{false};
+  std::mutex stopping;     // orders stop() against the start of listening
+  bool listening = false;  // guarded by stopping
+  bool stopped = false;    // guarded by stopping
 };
 
 std::unique_ptr<VLLiveServer> VLLiveServer::make(const Options& options) {
@@ -107,21 +109,29 @@ std::string VLLiveServer::url() const {
 }
 
 void VLLiveServer::serve() {
-  if (!parts_->stopped) parts_->http.listen_after_bind();
+  parts_->http.listen_after_bind();
   parts_->session->shutdown();
 }
 
 void VLLiveServer::stop() {
-  parts_->stopped = true;
   parts_->events->close();
-  parts_->http.stop();
+  std::lock_guard<std::mutex> lock(parts_->stopping);
+  parts_->stopped = true;
+  // Before listening has begun the server ignores stop(); the start of listening stops it then.
+  if (parts_->listening) parts_->http.stop();
 }
 
 void VLLiveServer::addRoutes() {
   Parts& parts = *parts_;
   httplib::Server& http = parts.http;
-  // Streams hold a thread each while open; a page or two, plus their other requests.
-  http.new_task_queue = [] { return new httplib::ThreadPool(16); };
+  // Called as listening begins. Streams hold a thread each while open; a page or two, plus
+  // their other requests.
+  http.new_task_queue = [&parts] {
+    std::lock_guard<std::mutex> lock(parts.stopping);
+    parts.listening = true;
+    if (parts.stopped) parts.http.stop();
+    return new httplib::ThreadPool(16);
+  };
   // An idle connection would hold up stop() this long.
   http.set_keep_alive_timeout(1);
   // Events are small writes: without this, Nagle's algorithm holds each for the previous ACK.

@@ -43,10 +43,6 @@ int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
               << ", not a loopback address: other machines can reach the live UI, which can start programs "
                  "(exec: providers). Anyone with the token can use it.\n";
   }
-  terminal->print("vlvalidate serve: open " + server->url() + "\nPress Ctrl-C to stop.\n");
-  std::cout.flush();
-  if (options_.open) openBrowser(server->url());
-
   // The first interrupt stops serving (a run's running cases still finish); a second one
   // ends the process (the watcher's own behaviour without a handler).
   VLLiveServer* serving = server.get();
@@ -54,6 +50,9 @@ int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
     serving->stop();
     VLInterruptWatcher::setHandler({});
   });
+  terminal->print("vlvalidate serve: open " + server->url() + "\nPress Ctrl-C to stop.\n");
+  std::cout.flush();
+  if (options_.open) openBrowser(server->url());
   server->serve();
   VLInterruptWatcher::setHandler({});
   terminal->print("vlvalidate serve: stopped.\n");
