@@ -75,7 +75,7 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
     for (const [id, verdict] of rows) {
       assert.equal(verdict, id.startsWith('VLAttributeValidation.Rename') ? 'failed' : 'passed', id);
     }
-    const reported = await page.$$eval('#report li', (list) => list.length);
+    const reported = await page.$$eval('#report .vl-case', (list) => list.length);
     assert.equal(reported, rows.length, 'the report view holds every finished case');
 
     const delays = await page.evaluate(() => window.vlLive.delays);
@@ -88,8 +88,8 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
                 `(received after ${received.toFixed(1)} ms) over ${delays.length} expectations`);
 
     if (process.env.VL_SCREENSHOT_DIR) {
-      await page.evaluate(() => document.activeElement.blur());
-      await page.screenshot({ path: path.join(process.env.VL_SCREENSHOT_DIR, 'live.png'), fullPage: true });
+      await page.evaluate(() => { document.activeElement.blur(); window.scrollTo(0, 0); });
+      await page.screenshot({ path: path.join(process.env.VL_SCREENSHOT_DIR, 'live.png') });
     }
     assert.deepEqual(attempted, [], 'the page reaches nothing but its server');
     // The refused requests above are logged by the browser itself; nothing else may be.

@@ -168,7 +168,7 @@ void VLLiveServer::addRoutes() {
   });
 
   http.Get("/", [](const httplib::Request&, httplib::Response& response) { answerAsset(response, "live.html"); });
-  http.Get(R"(/([a-z]+\.(html|css|js)))", [](const httplib::Request& request, httplib::Response& response) {
+  http.Get(R"(/([a-z][a-z-]*\.(html|css|js)))", [](const httplib::Request& request, httplib::Response& response) {
     answerAsset(response, request.matches[1]);
   });
   http.Get("/api/choices", [&parts](const httplib::Request&, httplib::Response& response) {
@@ -222,7 +222,5 @@ void VLLiveServer::addRoutes() {
   };
   http.Get("/api/report.json", download("json", "vlvalidate-report.json", "application/json"));
   http.Get("/api/report.xml", download("junit", "vlvalidate-junit.xml", "application/xml"));
-  http.Get("/api/report.html", [](const httplib::Request&, httplib::Response& response) {
-    answerJson(response, 501, {{"error", "The HTML report is not part of this build yet; download the JSON report."}});
-  });
+  http.Get("/api/report.html", download("html", "vlvalidate-report.html", "text/html; charset=utf-8"));
 }

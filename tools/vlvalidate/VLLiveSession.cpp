@@ -10,6 +10,7 @@
 #include "Simulated/VLSimulatedSettings.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLEligibility.h"
+#include "vlvalidate/VLHtmlReporter.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLLiveEventLog.h"
@@ -280,6 +281,7 @@ std::optional<std::string> VLLiveSession::report(const std::string& reporter) {
   const auto records = recordsLocked();
   const auto summary = summaryLocked();
   if (reporter == "junit") return VLJUnitReporter::document(info_, records, summary);
+  if (reporter == "html") return VLHtmlReporter::page(VLJsonReporter::document(info_, records, summary));
   return VLJsonReporter::render(info_, records, summary);
 }
 

@@ -69,7 +69,7 @@ class VLLiveSession {
   // Stops the current run and waits for its running cases to finish.
   void shutdown();
 
-  // The report of the last run so far, as `reporter` ("json", "junit") writes it; none
+  // The report of the last run so far, as `reporter` ("json", "junit", "html") writes it; none
   // before the first run.
   std::optional<std::string> report(const std::string& reporter);
   // The choices a page offers: the provider kinds with their help, the simulated provider's

@@ -15,23 +15,8 @@
   };
   const now = () => performance.timeOrigin + performance.now();
 
-  // Until the HTML report's view is part of the page: cases and their verdicts, no more.
-  const standInView = {
-    root: null,
-    render(root, report) { this.root = root; this.update(report); },
-    update(report) {
-      if (!this.root) return;
-      const list = el('ul', 'stand-in');
-      for (const entry of report.cases) {
-        const item = el('li', `verdict-${entry.verdict}`);
-        item.append(el('span', 'badge', entry.verdict), ' ', el('code', '', entry.id), ` ${entry.title}`);
-        list.append(item);
-      }
-      const summary = report.summary ? el('p', 'conclusion', report.summary.conclusion) : '';
-      this.root.replaceChildren(summary, list);
-    },
-  };
-  const view = window.VLReportView || standInView;
+  // The HTML report's own view (report.js) draws the run's report.
+  const view = window.VLReportView;
 
   // What the page knows of the run.
   const run = { report: null, cases: [], rows: [], running: false, delays: [], receipts: [] };
@@ -269,7 +254,7 @@
       `${count('failed')} failed · ${count('inconclusive')} inconclusive`;
     const delay = median(run.delays);
     if (delay !== null) text += ` · shown ${delay.toFixed(1)} ms after settling (median)`;
-    if (!run.running && run.report.summary) text = `${run.report.summary.conclusion} ${text}`;
+    if (!run.running && run.report.summary) text = `${run.report.summary.conclusion} · ${text}`;
     $('status').textContent = text;
   }
 
