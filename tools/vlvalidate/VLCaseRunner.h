@@ -21,9 +21,11 @@ struct VLCaseRunOptions {
   VLValidator::StatusBlock statusBlock;
   // Whether the case's trace is recorded (VLCaseOutcome::trace).
   bool recordTrace = true;
-  // With boundTrace, only the first traceFirst and the last traceLast records are kept.
-  bool boundTrace = false;
-  size_t traceFirst = 0, traceLast = 0;
+  // With boundTrace, only the first traceFirst and the last traceLast records are kept (by
+  // default what the reports keep by default), so that memory does not grow with the
+  // provider's size; a caller that shows whole traces turns it off.
+  bool boundTrace = true;
+  size_t traceFirst = 200, traceLast = 2000;
   // Also called with every trace record as it happens, under the validator's trace lock
   // (see VLValidator::TraceBlock), whether or not the trace is recorded: a live view's feed.
   VLValidator::TraceBlock traceListener;
