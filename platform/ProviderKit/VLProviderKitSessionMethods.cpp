@@ -260,6 +260,7 @@ std::string VLProviderKitSession::materialize(const VLRemoteJSONReader& params) 
 
 std::string VLProviderKitSession::allowValidation(const VLRemoteJSONReader& params) {
   VLStoreValidationAnswer answer = store_->allowValidation(params.field("service").string());
+  if (answer.error) return errorResult(answer.error);
   std::string out;
   VLProviderKitObject object(out);
   object.boolean("allowed", answer.allowed);

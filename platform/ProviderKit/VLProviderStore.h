@@ -131,6 +131,7 @@ struct VLStoreServicesResult {
 struct VLStoreValidationAnswer {
   bool allowed = true;
   VLValue::Dictionary options;
+  VLErrorRef error;  // the service could not be reached: answered instead of the rest
 };
 
 class VLProviderStore {
@@ -175,7 +176,7 @@ class VLProviderStore {
   // trashed folders (found by looking up the item's ancestors). Override for speed.
   virtual bool contains(const VLProviderScope& scope, const VLItem& item);
   // For a store that keeps each scope's list itself: start reporting `scope` to `sink` and
-  // return a handle whose destruction (or stop()) ends the reports. The default returns
+  // return a handle whose stop() ends the reports. The default returns
   // nullptr, and the kit works the scope out from enumerate(), contains() and the changes.
   virtual std::shared_ptr<VLProviderScopeFeed> openScope(const VLProviderScope& scope,
                                                                std::shared_ptr<VLProviderScopeSink> sink) {
@@ -231,8 +232,8 @@ class VLProviderScopeSink {
                        const VLItemRef& observedItem) = 0;
 };
 
-// A store-kept scope's handle: stop() (also run by the destructor) ends its reports; no sink
-// call starts after it returns.
+// A store-kept scope's handle: stop() ends its reports; no sink call starts after it returns.
+// The kit calls it from its own queue, never from a sink call.
 class VLProviderScopeFeed {
  public:
   virtual ~VLProviderScopeFeed() = default;
