@@ -1,5 +1,9 @@
 #include "ProviderKit/VLProviderStore.h"
 
+#include <sys/stat.h>
+
+#include "ProviderKit/VLStoreErrors.h"
+#include "Vaultline/KsVaultlineValidationServiceV1.h"
 #include "Vaultline/VLConstants.h"
 
 namespace {
@@ -20,6 +24,8 @@ bool kitUnderTrashedFolder(VLProviderStore& store, const VLItem& item) {
 
 }  // namespace
 
+VLStoreItemResult VLProviderStore::rootItem() { return lookup(KsVaultlineRootContainerItemIdentifier); }
+
 bool VLProviderStore::contains(const VLProviderScope& scope, const VLItem& item) {
   switch (scope.kind) {
     case VLProviderScope::Kind::Container:
@@ -32,4 +38,34 @@ bool VLProviderStore::contains(const VLProviderScope& scope, const VLItem& item)
       return !kitUnderTrashedFolder(*this, item);
   }
   return false;
+}
+
+VLStoreThumbnail VLProviderStore::thumbnail(const VLItemRef&, double, double, double) {
+  return {std::nullopt, "", nullptr};
+}
+
+VLStoreFileState VLProviderStore::fileState(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 ? VLStoreFileState::Materialized : VLStoreFileState::Absent;
+}
+
+VLErrorRef VLProviderStore::materialize(const std::string&) { return nullptr; }
+
+VLStoreServicesResult VLProviderStore::services(const std::string& path) {
+  VLStoreItemResult found = itemAtPath(path);
+  if (!found.item) return {{}, found.error ? found.error : VLStoreErrors::noSuchItem(path)};
+  return {{{KsVaultlineValidationServiceV1Name, found.item->itemIdentifier()}}, nullptr};
+}
+
+VLStoreValidationAnswer VLProviderStore::allowValidation(const std::string&) {
+  return {true, {{"IsSyncingProvider", false}, {"HasNoWorkingSet", false}}, nullptr};
+}
+
+VLErrorRef VLProviderStore::evictDocument(const std::string& token) {
+  VLStoreItemResult found = lookup(token);
+  return found.item ? evict({found.item}) : found.error;
+}
+
+VLErrorRef VLProviderStore::shareDocument(const std::string&) {
+  return VLStoreErrors::notSupported("This provider does not share items.");
 }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "Dispatch/VLBackgroundQueue.h"
+#include "VLSimulatedScopeFeed.h"
 #include "Vaultline/KsVaultlineValidationServiceV1.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLCopyOperation.h"
@@ -22,7 +23,6 @@
 #include "Vaultline/VLThumbnailFetchOperation.h"
 #include "Vaultline/VLTrashOperation.h"
 #include "Vaultline/VLUntrashOperation.h"
-#include "VLSimulatedScopeFeed.h"
 
 namespace {
 
@@ -125,8 +125,9 @@ VLStoreLocation VLSimulatedProviderStore::location(const VLItemRef& item, std::o
 }
 
 VLStoreItemsResult VLSimulatedProviderStore::enumerate(const VLProviderScope&) {
-  return {{}, VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
-                                           "The simulated provider keeps its scopes itself.")};
+  return {{},
+          VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNotSupported,
+                                       "The simulated provider keeps its scopes itself.")};
 }
 
 std::shared_ptr<VLProviderScopeFeed> VLSimulatedProviderStore::openScope(const VLProviderScope& scope,
@@ -134,13 +135,16 @@ std::shared_ptr<VLProviderScopeFeed> VLSimulatedProviderStore::openScope(const V
   std::shared_ptr<VLItemCollection> collection;
   switch (scope.kind) {
     case VLProviderScope::Kind::Container:
-      collection = manager_->collectionWithIdentifier(scope.container, std::nullopt, provider_->providerIdentifier(), {});
+      collection =
+          manager_->collectionWithIdentifier(scope.container, std::nullopt, provider_->providerIdentifier(), {});
       break;
     case VLProviderScope::Kind::WorkingSet:
       collection = manager_->collectionWithIdentifier(KsVaultlineWorkingSetContainerItemIdentifier, std::nullopt,
                                                       provider_->providerIdentifier(), {});
       break;
-    case VLProviderScope::Kind::Provider: collection = manager_->newCollectionForProvider(provider_->providerID()); break;
+    case VLProviderScope::Kind::Provider:
+      collection = manager_->newCollectionForProvider(provider_->providerID());
+      break;
   }
   return VLSimulatedScopeFeed::start(std::move(sink), std::move(collection));
 }
@@ -224,8 +228,7 @@ VLStoreItemsResult VLSimulatedProviderStore::download(const Items& items) {
 
 VLErrorRef VLSimulatedProviderStore::evict(const Items& items) { return perform(VLEvictOperation::make(items)); }
 
-VLStoreThumbnail VLSimulatedProviderStore::thumbnail(const VLItemRef& item, double width, double height,
-                                                     double scale) {
+VLStoreThumbnail VLSimulatedProviderStore::thumbnail(const VLItemRef& item, double width, double height, double scale) {
   auto operation = manager_->thumbnailsFetchOperationForItems({item}, VLSize{width, height}, scale);
   auto result = std::make_shared<VLStoreThumbnail>();
   operation->setPerThumbnailCompletionBlock([result](const VLItemRef&, const std::optional<VLData>& data,
@@ -254,18 +257,18 @@ VLErrorRef VLSimulatedProviderStore::materialize(const std::string& path) {
 
 VLStoreServicesResult VLSimulatedProviderStore::services(const std::string& path) {
   auto outcome = simulatedOutcome<VLStoreServicesResult>();
-  platform_->getVaultlineServicesForItemAtURL(simulatedURL(path), [this, outcome](const VLVaultlineServices& services,
-                                                                                  VLErrorRef error) {
-    VLStoreServicesResult result;
-    for (const auto& [name, service] : services) {
-      std::lock_guard lock(mutex_);
-      std::string token = "service-" + std::to_string(nextService_++);
-      services_[token] = service;
-      result.services.push_back({name, token});
-    }
-    if (error) result = {{}, error};
-    outcome->set(std::move(result));
-  });
+  platform_->getVaultlineServicesForItemAtURL(simulatedURL(path),
+                                              [this, outcome](const VLVaultlineServices& services, VLErrorRef error) {
+                                                VLStoreServicesResult result;
+                                                for (const auto& [name, service] : services) {
+                                                  std::lock_guard lock(mutex_);
+                                                  std::string token = "service-" + std::to_string(nextService_++);
+                                                  services_[token] = service;
+                                                  result.services.push_back({name, token});
+                                                }
+                                                if (error) result = {{}, error};
+                                                outcome->set(std::move(result));
+                                              });
   return outcome->wait();
 }
 

@@ -7,14 +7,13 @@
 #include "Dispatch/VLDispatchQueue.h"
 
 std::shared_ptr<VLSimulatedScopeFeed> VLSimulatedScopeFeed::start(std::shared_ptr<VLProviderScopeSink> sink,
-                                                                   std::shared_ptr<VLItemCollection> collection) {
+                                                                  std::shared_ptr<VLItemCollection> collection) {
   std::shared_ptr<VLSimulatedScopeFeed> feed(new VLSimulatedScopeFeed(std::move(sink), collection));
   collection->setWorkingQueue(VLDispatchQueue::make("simulated-scope"));
   collection->setDelegate(feed);
   collection->workingQueue()->sync([&] { collection->startObserving(); });
   return feed;
 }
-
 
 void VLSimulatedScopeFeed::stop() {
   std::call_once(stopped_, [this] { collection_->workingQueue()->sync([this] { collection_->stopObserving(); }); });
@@ -89,8 +88,7 @@ void VLSimulatedScopeFeed::collectionDidUpdateItemsAtIndexPathsChanges(VLItemCol
   for (const auto& path : paths) changedRows_.push_back(path.indexAtPosition(1));
 }
 
-void VLSimulatedScopeFeed::collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&,
-                                                                            const VLIndexPaths& from,
+void VLSimulatedScopeFeed::collectionDidMoveItemsFromIndexPathsToIndexPaths(VLItemCollection&, const VLIndexPaths& from,
                                                                             const VLIndexPaths& to) {
   for (size_t i = 0; i < from.size() && i < to.size(); ++i) {
     movedRows_.emplace_back(from[i].indexAtPosition(1), to[i].indexAtPosition(1));
