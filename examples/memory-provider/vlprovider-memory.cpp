@@ -35,6 +35,8 @@ struct Node {
   std::optional<int64_t> rank;
   std::optional<VLDate> lastUsed;
   bool isContainer() const { return kind == Root || kind == Folder; }
+  Node() = default;
+  Node(Kind k, std::string i, std::string p, std::string n, std::string t) : kind(k), id(i), parent(p), name(n), type(t) {}
 };
 
 std::string folded(std::string name) {  // names collide regardless of (ASCII) letter case
@@ -53,7 +55,7 @@ class MemoryStore : public VLProviderStore {
  public:
   using Work = std::function<VLErrorRef(Node&)>;
   explicit MemoryStore(fs::path directory) : directory_(std::move(directory)) {
-    nodes_[kRoot] = Node{Node::Root, kRoot, kRoot, "Memory", "public.folder", "", ""};
+    nodes_[kRoot] = Node(Node::Root, kRoot, kRoot, "Memory", "public.folder");
     fs::create_directories(directory_ / "local");
   }
   void attach(std::shared_ptr<VLProviderChanges> changes) override { changes_ = std::move(changes); }
@@ -294,7 +296,7 @@ class MemoryStore : public VLProviderStore {
   Node& add(Node::Kind kind, const std::string& parent, const std::string& name, const std::string& type) {
     std::string id = "item-" + std::to_string(next_++);
     touched_.push_back(id), touch(parent);
-    return nodes_[id] = Node{kind, id, parent, name, type, "", ""};
+    return nodes_[id] = Node(kind, id, parent, name, type);
   }
   void fetch(Node& node) {  // downloads again what was evicted
     if (node.kind != Node::File || node.downloaded) return;

@@ -118,7 +118,7 @@ TEST(KitSession, RequestsRunConcurrentlyAndAreAnsweredInAnyOrder) {
 TEST(KitEncoder, AnItemWithEveryFieldRoundTrips) {
   VLItemAttributes a = ScriptedStore::attributes("item-1", "parent", true);
   a.providerIdentifier = "other.provider", a.providerID = "other.id";
-  a.formerItemID = VLItemID::makeWithProviderIdentifier("p", std::string("domain"), "old");
+  a.formerItemID = VLItemID::makeReceived("p", std::string("domain"), "old");
   a.displayName = "Shown \"name\"\n\x01", a.childItemCount = 3, a.documentSize = 12, a.capabilities = 255;
   a.creationDate = VLDate(1732183200.25), a.contentModificationDate = VLDate(0.1), a.lastUsedDate = VLDate(-5);
   a.isCloudItem = a.downloaded = a.downloading = a.mostRecentVersionDownloaded = true;
