@@ -3,6 +3,7 @@
 #include <functional>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "ProviderKit/VLProviderKitSession.h"
 #include "Remote/VLProtocolMethod.h"
@@ -103,23 +104,26 @@ void VLProviderKitSubscription::answer(const std::vector<VLItemRef>& members) {
 void VLProviderKitSubscription::fail(const VLErrorRef& error) {
   auto session = session_.lock();
   if (!session || !error) return;
+  std::string body;
+  bool wasAnswered = false;
   {
     std::lock_guard lock(mutex_);
     if (over_) return;
     over_ = true;
-    std::string body;
+    wasAnswered = std::exchange(answered_, true);
     VLProviderKitObject object(body);
-    if (answered_) object.integer("subscription", number_);
+    if (wasAnswered) object.integer("subscription", number_);
     session->encoder().error(object.key("error"), *error);
     object.close();
-    if (answered_) {
-      session->notify(VLProtocolMethod::kCollectionsFailed, body);
-    } else {
-      answered_ = true;
-      session->reply(requestID_, body);
-    }
   }
+  // The number is free again before the host hears of the failure, so it may subscribe anew
+  // under it at once.
   session->drop(number_);
+  if (wasAnswered) {
+    session->notify(VLProtocolMethod::kCollectionsFailed, body);
+  } else {
+    session->reply(requestID_, body);
+  }
 }
 
 void VLProviderKitSubscription::changed(const std::vector<VLItemRef>& updated, const std::vector<std::string>& deleted,
