@@ -151,9 +151,10 @@ TEST(LiveServer, TheGuardHoldsOnTheWire) {
 // fault, never echoing the body, and the server goes on.
 TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
   LiveServer server({kQuirk, "exec:/bin/true"});
-  const std::string deep = std::string(200000, '[') + std::string(200000, ']');
+  // Deep, and long, but inside the body limit.
+  const std::string deep = std::string(30000, '[') + std::string(30000, ']');
   const std::string huge(VLLiveServer::kLargestBody + 1, ' ');
-  const std::string longText(100000, 'x');
+  const std::string longText(50000, 'x');
   struct Bad {
     std::string path;
     std::string body;
@@ -175,7 +176,8 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
     auto answer = server.client().Post(each.path.c_str(), each.body, "application/json");
     ASSERT_TRUE(answer) << each.path << " " << each.body.substr(0, 60);
     EXPECT_EQ(answer->status, each.status) << each.body.substr(0, 60) << ": " << answer->body.substr(0, 300);
-    EXPECT_NE(answer->body.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
+    const std::string said = each.status == 413 ? answer->body : errorOf(answer);
+    EXPECT_NE(said.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
     EXPECT_LT(answer->body.size(), 1000u) << each.body.substr(0, 60);
   }
   // The allowed exec: provider is let through (and then fails its handshake: /bin/true says nothing).
