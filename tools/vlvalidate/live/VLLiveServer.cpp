@@ -154,14 +154,16 @@ void VLLiveServer::addRoutes() {
   Parts& parts = *parts_;
   httplib::Server& http = parts.http;
   // Called as listening begins. Streams hold a thread each while open; a page or two, plus
-  // their other requests.
+  // their other requests. The rest stand against clients that send their requests slowly:
+  // each holds a worker until the read time-out below, and there must be many of them to
+  // hold every one.
   http.new_task_queue = [&parts] {
     std::lock_guard<std::mutex> lock(parts.stopping);
     parts.listening = true;
     if (parts.stopped) parts.http.stop();
-    return new httplib::ThreadPool(16);
+    return new httplib::ThreadPool(64);
   };
-  // A client that sends its request slowly holds a worker only this long per silence.
+  // A client that stops sending its request holds a worker only this long.
   http.set_read_timeout(kReadTimeoutSeconds, 0);
   http.set_write_timeout(kReadTimeoutSeconds * 5, 0);
   http.set_payload_max_length(kLargestBody);

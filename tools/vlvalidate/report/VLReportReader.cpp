@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "Choice/VLUsageError.h"
@@ -185,22 +186,29 @@ VLCaseRecord caseOf(const json& object, size_t index) {
 std::string VLReportReader::readText(const std::string& path, const std::string& what) {
   std::ifstream in(path, std::ios::binary);
   if (!in) throw VLUsageError("cannot read " + what + ": " + std::strerror(errno));
+  auto tooLarge = [&] {
+    return VLUsageError(what + " is larger than " + std::to_string(kLargestReport >> 20) +
+                        " MiB, more than any report this program reads");
+  };
+  // A file says its size; a pipe or a device is measured while it is read.
+  std::error_code error;
+  if (std::filesystem::is_regular_file(path, error) && std::filesystem::file_size(path, error) > kLargestReport &&
+      !error) {
+    throw tooLarge();
+  }
   std::string text;
   char buffer[1 << 16];
   while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
     text.append(buffer, static_cast<size_t>(in.gcount()));
-    // Checked while reading: a device that never ends (/dev/zero) must not fill memory.
-    if (text.size() > kLargestReport) {
-      throw VLUsageError(what + " is larger than " + std::to_string(kLargestReport >> 20) +
-                         " MiB, more than any report this program reads");
-    }
+    // A device that never ends (/dev/zero) must not fill memory.
+    if (text.size() > kLargestReport) throw tooLarge();
   }
   if (in.bad()) throw VLUsageError("cannot read " + what + ": " + std::strerror(errno));
   return text;
 }
 
 json VLReportReader::parse(const std::string& text, const std::string& what, int oldestVersion) {
-  json document = VLJsonInput::parse(text, what + " (expected a report written by --json)");
+  json document = VLJsonInput::parse(text, what);
   const auto format = document.is_object() ? document.find("format") : document.end();
   if (!document.is_object() || format == document.end() || !format->is_string() ||
       format->get<std::string>() != VLJsonReporter::kFormatName) {
