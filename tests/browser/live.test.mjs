@@ -41,6 +41,7 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
     const page = await context.newPage();
     const errors = watchPageErrors(page);
     await page.goto(url);
+    await page.waitForFunction(() => document.querySelectorAll('#quirks input').length > 0);
     assert.equal(page.url(), `${origin}/`, 'the token leaves the address bar');
 
     // A bad choice shows its error, and the server goes on.

@@ -1,5 +1,6 @@
-// The live UI's server over real HTTP (httplib's client): the guard on the wire (token,
-// cookie, Host, Origin, content type), bad choices answered in the page's words while the
+// The live UI's server over real HTTP (httplib's client): the guard on the wire (the URL's
+// token traded once for a session, Host, Origin, content type, sizes), bad and disallowed
+// choices and hostile bodies answered in the page's words while the
 // server keeps going, and a run against a quirk whose verdicts and expectations arrive as
 // server-sent events, with one run at a time, re-running one case and the reports.
 // Also `vlvalidate serve` itself: the URL it prints, the --listen warning and Ctrl-C.
@@ -27,8 +28,13 @@ constexpr const char* kFilter = "VLAttributeValidation.Rename/*:VLContainerValid
 // A server on a free loopback port, serving on a thread of its own until the test ends.
 class LiveServer {
  public:
-  LiveServer() : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .provider = kQuirk, .token = kToken})) {
+  explicit LiveServer(std::vector<std::string> providers = {kQuirk})
+      : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .providers = providers, .token = kToken})) {
     thread_ = std::thread([this] { server_->serve(); });
+    // As the page does first: the URL's token for the session's credential.
+    auto opened = httplib::Client("127.0.0.1", port()).Post("/api/session", json{{"token", kToken}}.dump(), "application/json");
+    if (opened && opened->status == 200) session_ = json::parse(opened->body).value("session", "");
+    EXPECT_FALSE(session_.empty()) << (opened ? opened->body : "no answer");
   }
   ~LiveServer() {
     server_->stop();
@@ -36,11 +42,11 @@ class LiveServer {
   }
   int port() const { return server_->port(); }
   std::string origin() const { return "http://127.0.0.1:" + std::to_string(port()); }
-  std::string cookie() const { return "vlvalidate-token-" + std::to_string(port()) + "=" + kToken; }
-  // A client that carries the cookie, as the page's own requests do.
+  const std::string& session() const { return session_; }
+  // A client that carries the session's credential, as the page's own requests do.
   httplib::Client client() const {
     httplib::Client client("127.0.0.1", port());
-    client.set_default_headers({{"Cookie", cookie()}});
+    client.set_default_headers({{"Authorization", "Bearer " + session_}});
     return client;
   }
   httplib::Result post(const std::string& path, const json& body) const {
@@ -50,6 +56,7 @@ class LiveServer {
  private:
   std::unique_ptr<VLLiveServer> server_;
   std::thread thread_;
+  std::string session_;
 };
 
 // Reads /api/events on a thread of its own and keeps each event (name and JSON) in order.
@@ -109,20 +116,17 @@ std::string errorOf(const httplib::Result& result) {
 TEST(LiveServer, TheGuardHoldsOnTheWire) {
   LiveServer server;
   httplib::Client bare("127.0.0.1", server.port());
-  EXPECT_EQ(bare.Get("/")->status, 401);
-  EXPECT_EQ(bare.Get("/?token=nottheone")->status, 401);
   EXPECT_EQ(bare.Get("/api/choices")->status, 401);
-  EXPECT_EQ(bare.Get((std::string("/api/choices?token=") + kToken).c_str())->status, 401) << "the API takes the cookie only";
-
-  // The URL's token becomes the cookie, and the address bar loses it.
-  auto opened = bare.Get((std::string("/?token=") + kToken).c_str());
-  ASSERT_TRUE(opened);
-  EXPECT_EQ(opened->status, 303);
-  EXPECT_EQ(opened->get_header_value("Location"), "/");
-  const std::string setCookie = opened->get_header_value("Set-Cookie");
-  EXPECT_EQ(setCookie.rfind(server.cookie() + ";", 0), 0u) << setCookie;
-  EXPECT_NE(setCookie.find("HttpOnly"), std::string::npos);
-  EXPECT_NE(setCookie.find("SameSite=Strict"), std::string::npos);
+  EXPECT_EQ(bare.Get((std::string("/api/choices?token=") + kToken).c_str())->status, 401);
+  EXPECT_EQ(bare.Get("/api/choices", {{"Authorization", std::string("Bearer ") + kToken}})->status, 401)
+      << "the URL's token is no credential";
+  EXPECT_EQ(bare.Get("/api/choices", {{"Cookie", "session=" + server.session()}})->status, 401) << "nor is a cookie";
+  // The fixture has spent the URL's token: a copy of the address opens nothing now.
+  auto again = bare.Post("/api/session", json{{"token", kToken}}.dump(), "application/json");
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->status, 401);
+  EXPECT_NE(errorOf(again).find("used already"), std::string::npos) << again->body;
+  EXPECT_EQ(again->get_header_value("Set-Cookie"), "");
 
   auto client = server.client();
   auto page = client.Get("/");
@@ -135,11 +139,52 @@ TEST(LiveServer, TheGuardHoldsOnTheWire) {
   EXPECT_EQ(client.Get("/live.js")->status, 200);
   EXPECT_EQ(client.Get("/README.txt")->status, 404);
 
+  EXPECT_EQ(client.Get("/api/choices")->status, 200);
   EXPECT_EQ(client.Get("/", {{"Host", "attacker.example:" + std::to_string(server.port())}})->status, 403);
   EXPECT_EQ(client.Get("/", {{"Host", "127.0.0.1:1"}})->status, 403);
   EXPECT_EQ(client.Post("/api/stop", {{"Origin", "http://attacker.example"}}, "{}", "application/json")->status, 403);
   EXPECT_EQ(client.Post("/api/stop", {{"Origin", server.origin()}}, "{}", "application/json")->status, 409);
   EXPECT_EQ(client.Post("/api/run", "provider=sim", "application/x-www-form-urlencoded")->status, 415);
+}
+
+// Hostile bodies and providers a page may not run: each answered 4xx in words that name the
+// fault, never echoing the body, and the server goes on.
+TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
+  LiveServer server({kQuirk, "exec:/bin/true"});
+  // Deep, and long, but inside the body limit.
+  const std::string deep = std::string(30000, '[') + std::string(30000, ']');
+  const std::string huge(VLLiveServer::kLargestBody + 1, ' ');
+  const std::string longText(50000, 'x');
+  struct Bad {
+    std::string path;
+    std::string body;
+    int status;
+    const char* words;
+  } cases[] = {
+      {"/api/run", R"({"provider": )" + deep + "}", 400, "deeper than"},
+      {"/api/rerun", R"({"id": )" + deep + "}", 400, "deeper than"},
+      {"/api/run", deep, 400, "deeper than"},
+      {"/api/run", huge, 413, ""},
+      {"/api/run", R"({"provider": "exec:/bin/sh -c 'touch /tmp/owned'"})", 403, "--provider"},
+      {"/api/run", R"({"provider": "unix:/tmp/some.sock"})", 403, "--provider"},
+      {"/api/run", R"({"provider": )" + json(longText).dump() + "}", 400, ""},
+      {"/api/run", R"({"filter": )" + json(longText).dump() + "}", 400, ""},
+      {"/api/run", R"({"provider": ["sim"]})", 400, "\"provider\" has the wrong type"},
+      {"/api/session", deep, 401, "used already"},
+  };
+  for (const auto& each : cases) {
+    auto answer = server.client().Post(each.path.c_str(), each.body, "application/json");
+    ASSERT_TRUE(answer) << each.path << " " << each.body.substr(0, 60);
+    EXPECT_EQ(answer->status, each.status) << each.body.substr(0, 60) << ": " << answer->body.substr(0, 300);
+    const std::string said = each.status == 413 ? answer->body : errorOf(answer);
+    EXPECT_NE(said.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
+    EXPECT_LT(answer->body.size(), 1000u) << each.body.substr(0, 60);
+  }
+  // The allowed exec: provider is let through (and then fails its handshake: /bin/true says nothing).
+  auto allowed = server.post("/api/run", {{"provider", "exec:/bin/true"}});
+  ASSERT_TRUE(allowed);
+  EXPECT_EQ(allowed->status, 502) << allowed->body;
+  EXPECT_EQ(server.client().Get("/api/choices")->status, 200) << "the server goes on";
 }
 
 TEST(LiveServer, ABadChoiceIsAnsweredAndTheServerGoesOn) {
@@ -152,7 +197,6 @@ TEST(LiveServer, ABadChoiceIsAnsweredAndTheServerGoesOn) {
       {{{"provider", "sim:no-such-quirk"}}, 400, "no-such-quirk"},
       {{{"provider", "exec:"}}, 400, "command"},
       {{{"provider", "unix:"}}, 400, "path"},
-      {{{"provider", "exec:/nonexistent/provider-program"}}, 502, "could not be started"},
       {{{"provider", "sim"}, {"filter", "NoSuchSuite.*"}}, 400, "NoSuchSuite"},
       {{{"provider", "sim:validation-refused"}}, 422, "not eligible"},
       {{{"jobs", 0}}, 400, "jobs"},
@@ -168,6 +212,7 @@ TEST(LiveServer, ABadChoiceIsAnsweredAndTheServerGoesOn) {
   ASSERT_TRUE(choices);
   const auto document = json::parse(choices->body);
   EXPECT_EQ(document["defaultProvider"], kQuirk);
+  EXPECT_EQ(document["allowedProviders"], json::array({kQuirk}));
   bool listed = false;
   for (const auto& quirk : document["quirks"]) listed = listed || quirk["name"] == "rename-refused";
   EXPECT_TRUE(listed) << choices->body;

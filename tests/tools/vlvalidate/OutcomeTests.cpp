@@ -147,7 +147,7 @@ TEST(Outcome, UnusableBaselinesAreUsageErrorsNamingTheFile) {
       {R"({"format": "vlvalidate-report", "formatVersion": 4, "cases": []})", "has format version 4"},
       {R"({"format": "vlvalidate-report", "formatVersion": "1", "cases": []})", "has format version \"1\""},
       {R"({"format": "vlvalidate-report", "formatVersion": 1})", "has no list of cases"},
-      {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": 3}]})", "case 0: needs a string"},
+      {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": 3}]})", "cases[0].id is number, not a string"},
       {R"({"format": "vlvalidate-report", "formatVersion": 1, "cases": [{"id": "A", "verdict": "meh"}]})",
        "case 0: unknown verdict \"meh\""},
   };

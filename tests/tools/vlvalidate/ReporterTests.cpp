@@ -254,7 +254,21 @@ TEST(Reporters, UnsafeTextIsShownVisibly) {
   EXPECT_EQ(VLTerminal::printable("a\x1b[31mb\tc\nd"), "a\\x1b[31mb\tc\nd");
   EXPECT_EQ(VLTerminal::printable("caf\xc3\xa9 \xe2\x86\xa9"), "caf\xc3\xa9 \xe2\x86\xa9");
   EXPECT_EQ(VLTerminal::printable("bad \xff\xc3 end\x7f"), "bad \\xff\\xc3 end\\x7f");
-  EXPECT_EQ(VLTerminal::printable("c1 \xc2\x9b"), "c1 \\xc2\\x9b");
+  // Characters a terminal acts on (C1 controls, bidirectional controls, line and paragraph
+  // separators), and byte sequences that only look like UTF-8.
+  const std::pair<const char*, const char*> rows[] = {
+      {"c1 \xc2\x9b", "c1 \\u009b"},
+      {"evil\xe2\x80\xaetxt.exe", "evil\\u202etxt.exe"},       // U+202E right-to-left override
+      {"\xe2\x80\xaa\xe2\x80\xac", "\\u202a\\u202c"},        // embedding and its pop
+      {"\xe2\x81\xa6x\xe2\x81\xa9", "\\u2066x\\u2069"},      // isolates
+      {"\xe2\x80\x8e\xe2\x80\x8f\xd8\x9c", "\\u200e\\u200f\\u061c"},  // marks
+      {"a\xe2\x80\xa8" "b\xe2\x80\xa9" "c", "a\\u2028b\\u2029c"},  // line and paragraph separators
+      {"\xc0\xaf", "\\xc0\\xaf"},                              // overlong "/"
+      {"\xed\xa0\x80", "\\xed\\xa0\\x80"},                    // a surrogate
+      {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},          // above U+10FFFF
+      {"\xe2\x80\x8b\xf0\x9f\x98\x80", "\xe2\x80\x8b\xf0\x9f\x98\x80"},  // kept: zero width space, emoji
+  };
+  for (const auto& [text, shown] : rows) EXPECT_EQ(VLTerminal::printable(text), shown) << shown;
 }
 
 }  // namespace

@@ -108,7 +108,7 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
       {{"merge", shardFile("older.json"), "--json", out}, "has format version 2"},
       {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
       {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
-      {{"merge", shardFile("mistyped.json"), "--json", out}, "holds a member of the wrong type"},
+      {{"merge", shardFile("mistyped.json"), "--json", out}, "cases[0].repetition is string"},
       {{"merge", shardFile("small.json")}, "give --json FILE, --html FILE or --junit FILE"},
       {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
       {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},

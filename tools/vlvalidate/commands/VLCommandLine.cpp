@@ -47,7 +47,7 @@ std::optional<int> parse(CLI::App& app, const std::vector<std::string>& argument
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help of a subcommand
     std::string command = arguments.empty() ? "" : " " + arguments.front();
-    std::cerr << "vlvalidate" << command << ": " << error.what() << "\nRun 'vlvalidate" << command
+    std::cerr << "vlvalidate" << command << ": " << VLTerminal::printable(error.what()) << "\nRun 'vlvalidate" << command
               << " --help' for the options.\n";
     return VLExitUsage;
   }
@@ -62,13 +62,13 @@ int execute(VLCommand& command, const VLOutputOptions& output) {
     output.routeLog(terminal);
     return command.execute(terminal);
   } catch (const VLUsageError& error) {
-    std::cerr << "vlvalidate: " << error.what() << "\n";
+    std::cerr << "vlvalidate: " << VLTerminal::printable(error.what()) << "\n";
     return VLExitUsage;
   } catch (const VLProviderUnavailable& error) {
-    std::cerr << "vlvalidate: the provider could not be started or reached: " << error.what() << "\n";
+    std::cerr << "vlvalidate: the provider could not be started or reached: " << VLTerminal::printable(error.what()) << "\n";
     return VLExitProviderUnavailable;
   } catch (const VLException& error) {
-    std::cerr << "vlvalidate: " << error.what() << "\n";
+    std::cerr << "vlvalidate: " << VLTerminal::printable(error.what()) << "\n";
     return VLExitUsage;
   }
 }
@@ -99,7 +99,7 @@ int VLCommandLine::main(const std::vector<std::string>& rawArguments) {
   try {
     arguments = withDefaultCommand(rawArguments);
   } catch (const VLUsageError& error) {
-    std::cerr << "vlvalidate: " << error.what() << "\nRun 'vlvalidate --help' for the commands.\n";
+    std::cerr << "vlvalidate: " << VLTerminal::printable(error.what()) << "\nRun 'vlvalidate --help' for the commands.\n";
     return VLExitUsage;
   }
   if (auto status = parse(app, arguments)) return *status;

@@ -12,6 +12,7 @@
 #include "vlvalidate/VLReportFile.h"
 #include "vlvalidate/VLReportMerger.h"
 #include "vlvalidate/VLReportReader.h"
+#include "vlvalidate/VLReportRequest.h"
 #include "vlvalidate/VLTerminal.h"
 
 VLMergeCommand::VLMergeCommand(VLMergeOptions options) : options_(std::move(options)) {}
@@ -36,6 +37,11 @@ int VLMergeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
     throw VLUsageError("merge writes nothing: give --json FILE, --html FILE or --junit FILE");
   }
   // Every output is checked before any input is read, as a run checks its reports.
+  std::vector<VLReportRequest> requests;
+  if (!options_.json.empty()) requests.push_back({"json", options_.json, "--json"});
+  if (!options_.html.empty()) requests.push_back({"html", options_.html, "--html"});
+  if (!options_.junit.empty()) requests.push_back({"junit", options_.junit, "--junit"});
+  VLReportRequest::checkDistinct(requests);
   std::optional<VLReportFile> json, html, junit;
   if (!options_.json.empty()) json.emplace(options_.json, "--json");
   if (!options_.html.empty()) html.emplace(options_.html, "--html");

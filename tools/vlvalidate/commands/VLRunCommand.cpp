@@ -309,7 +309,7 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
     try {
       reporter->runFinished(summary);
     } catch (const VLException& error) {
-      std::cerr << "vlvalidate: " << error.what() << "\n";
+      std::cerr << "vlvalidate: " << VLTerminal::printable(error.what()) << "\n";
       status = VLExitUsage;
     }
   }

@@ -29,19 +29,24 @@ void VLServeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
                   "The address to listen on (default 127.0.0.1); any other than a loopback address lets other "
                   "machines reach a page that can start programs, and is warned about")
       ->type_name("ADDR");
-  addProviderOption(command, options_.provider);
+  command
+      .add_option("--provider", options_.providers,
+                  "A provider the page may run, and the first its default; repeatable. The page runs sim with "
+                  "any quirks, and no exec: or unix: provider but those given here:\n" +
+                      VLProviderChoice::kindsHelp())
+      ->type_name("PROVIDER");
   command.add_flag("--open", options_.open, "Open the page in the desktop's browser (xdg-open)");
   output.addTo(command, false);
 }
 
 int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
-  VLProviderChoice::parse(options_.provider);  // a typo is found now, not in the page
+  for (const auto& provider : options_.providers) VLProviderChoice::parse(provider);  // a typo is found now
   auto server = VLLiveServer::make(
-      {.address = options_.listen, .port = options_.port, .provider = options_.provider, .token = ""});
+      {.address = options_.listen, .port = options_.port, .providers = options_.providers, .token = ""});
   if (!VLLiveGuard::isLoopback(options_.listen)) {
     std::cerr << "vlvalidate: warning: listening on " << options_.listen
-              << ", not a loopback address: other machines can reach the live UI, which can start programs "
-                 "(exec: providers). Anyone with the token can use it.\n";
+              << ", not a loopback address: other machines can reach the live UI. The first to open its "
+                 "address gets the session.\n";
   }
   // The first interrupt stops serving (a run's running cases still finish); a second one
   // ends the process (the watcher's own behaviour without a handler).

@@ -1,11 +1,12 @@
 // VLServeCommand: `vlvalidate serve`: the live local UI. Starts VLLiveServer, prints the
 // address to open (with its token), opens a browser only when asked, and serves until an
-// interrupt. Listening anywhere but a loopback address is allowed but warned about: the
-// page can start programs (an exec: provider).
+// interrupt. Listening anywhere but a loopback address is allowed but warned about. A page
+// runs the simulated provider and only the exec: and unix: providers given with --provider.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vlvalidate/VLCommand.h"
 
@@ -13,7 +14,8 @@
 struct VLServeOptions {
   int port = 0;                    // --port: the port to listen on; 0 picks a free one
   std::string listen = "127.0.0.1";  // --listen: the address to listen on
-  std::string provider = "sim";    // --provider: the choice the page starts with
+  std::vector<std::string> providers;  // --provider (repeatable): the page's default first; the
+                                      // exec: and unix: choices a page may run
   bool open = false;               // --open: open the page in the desktop's browser (xdg-open)
 };
 

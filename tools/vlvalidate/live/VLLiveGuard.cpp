@@ -31,12 +31,6 @@ bool splitHost(std::string_view host, std::string& name, std::string& port) {
   return true;
 }
 
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
-
 }  // namespace
 
 VLLiveGuard::VLLiveGuard(std::string address, int port, std::string token)
@@ -81,45 +75,30 @@ bool VLLiveGuard::servesOrigin(std::string_view origin) const {
   return origin.substr(0, scheme.size()) == scheme && servesHost(origin.substr(scheme.size()));
 }
 
-std::string VLLiveGuard::cookieName() const { return "vlvalidate-token-" + std::to_string(port_); }
-
-std::string VLLiveGuard::setCookieValue() const {
-  return cookieName() + "=" + token_ + "; Path=/; HttpOnly; SameSite=Strict";
-}
-
-std::optional<std::string> VLLiveGuard::cookieToken(const std::string& header) const {
-  const std::string name = cookieName();
-  std::string_view rest = header;
-  while (!rest.empty()) {
-    size_t semicolon = rest.find(';');
-    std::string_view pair = trimmed(rest.substr(0, semicolon));
-    rest = semicolon == std::string_view::npos ? std::string_view() : rest.substr(semicolon + 1);
-    size_t equals = pair.find('=');
-    if (equals != std::string_view::npos && pair.substr(0, equals) == name) {
-      return std::string(pair.substr(equals + 1));
-    }
-  }
-  return std::nullopt;
+std::optional<std::string> VLLiveGuard::openSession(std::string_view token) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (spent_ || !sameToken(token, token_)) return std::nullopt;
+  spent_ = true;
+  session_ = freshToken();
+  return session_;
 }
 
 VLLiveGuard::Decision VLLiveGuard::check(const Request& request) const {
   const std::string served = address_ + ":" + std::to_string(port_);
-  if (!request.host) return {403, "refused: the request has no Host header", false};
+  if (!request.host) return {403, "refused: the request has no Host header"};
   if (!servesHost(*request.host)) {
-    return {403, "refused: Host \"" + *request.host + "\" is not this server's address (" + served + ")", false};
+    return {403, "refused: Host \"" + *request.host + "\" is not this server's address (" + served + ")"};
   }
   if (request.origin && !servesOrigin(*request.origin)) {
-    return {403, "refused: the request comes from another site (Origin \"" + *request.origin + "\")", false};
+    return {403, "refused: the request comes from another site (Origin \"" + *request.origin + "\")"};
   }
-  if (request.cookie) {
-    auto token = cookieToken(*request.cookie);
-    if (token && sameToken(*token, token_)) return {};
+  if (request.path.rfind("/api/", 0) != 0 || request.path == kSessionPath) return {};
+  constexpr std::string_view scheme = "Bearer ";
+  if (request.authorization && request.authorization->rfind(scheme, 0) == 0) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!session_.empty() && sameToken(std::string_view(*request.authorization).substr(scheme.size()), session_)) {
+      return {};
+    }
   }
-  // The URL's token opens the page; the page's own requests then carry the cookie.
-  const bool api = request.path.rfind("/api/", 0) == 0;
-  if (!api && request.queryToken && sameToken(*request.queryToken, token_)) return {200, "", true};
-  return {401,
-          api ? "refused: no valid token cookie; open the URL that vlvalidate serve printed"
-              : "refused: missing or wrong token; open the URL that vlvalidate serve printed",
-          false};
+  return {401, "refused: no valid session credential; open the URL that vlvalidate serve printed"};
 }

@@ -7,7 +7,9 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "Choice/VLProviderChoice.h"
 #include "Choice/VLUsageError.h"
+#include "vlvalidate/VLJsonInput.h"
 #include "vlvalidate/VLLiveEventLog.h"
 #include "vlvalidate/VLLiveGuard.h"
 #include "vlvalidate/VLLiveSession.h"
@@ -37,6 +39,18 @@ std::optional<std::string> header(const httplib::Request& request, const char* n
   return request.get_header_value(name);
 }
 
+// At most this much of a text that came from a request goes back in a reply.
+constexpr size_t kEchoed = 200;
+
+std::string excerpt(const std::string& text) {
+  return text.size() <= kEchoed ? text : text.substr(0, kEchoed) + "… (" + std::to_string(text.size()) + " bytes)";
+}
+
+// The bearer of a request, for the guard.
+std::optional<std::string> authorization(const httplib::Request& request) {
+  return request.has_header("Authorization") ? std::optional(request.get_header_value("Authorization")) : std::nullopt;
+}
+
 void answerJson(httplib::Response& response, int status, const nlohmann::json& body) {
   response.status = status;
   response.set_content(body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), "application/json");
@@ -44,16 +58,29 @@ void answerJson(httplib::Response& response, int status, const nlohmann::json& b
 
 void answerReply(httplib::Response& response, const VLLiveSession::Reply& reply) {
   if (reply.error.empty()) return answerJson(response, reply.status, {{"ok", true}});
-  answerJson(response, reply.status, {{"error", reply.error}});
+  answerJson(response, reply.status, {{"error", excerpt(reply.error)}});
 }
 
 void answerAsset(httplib::Response& response, const std::string& name) {
   const auto* asset = VLWebAssets::find(name);
   if (!asset) {
     response.status = 404;
-    return response.set_content("no such file: " + name + "\n", "text/plain; charset=utf-8");
+    return response.set_content("no such file: " + excerpt(name) + "\n", "text/plain; charset=utf-8");
   }
   response.set_content(std::string(asset->content), std::string(VLWebAssets::contentType(name)));
+}
+
+// Why a page may not run `provider`, or none when it may: the simulated provider with any
+// quirks, and the other choices the command line named. A token opens a page, not a shell.
+std::optional<std::string> refusalOf(const std::string& provider, const std::vector<std::string>& allowed) {
+  const VLProviderChoice choice = VLProviderChoice::parse(provider);
+  if (choice.kind().prefix == "sim") return std::nullopt;
+  for (const auto& each : allowed) {
+    if (each == choice.text()) return std::nullopt;
+  }
+  return "This server does not run " + excerpt(choice.text()) + ": a page runs the simulated provider and the " +
+         "providers named on serve's command line. Start vlvalidate serve with --provider '" + excerpt(choice.text()) +
+         "' to allow it.";
 }
 
 }  // namespace
@@ -85,6 +112,8 @@ std::unique_ptr<VLLiveServer> VLLiveServer::make(const Options& options) {
   }
   const std::string token = options.token.empty() ? VLLiveGuard::freshToken() : options.token;
   parts->guard.emplace(options.address, parts->port, token);
+  if (parts->options.providers.empty()) parts->options.providers.push_back("sim");
+  for (const auto& provider : parts->options.providers) VLProviderChoice::parse(provider);
   std::unique_ptr<VLLiveServer> server(new VLLiveServer(std::move(parts)));
   server->addRoutes();
   return server;
@@ -125,13 +154,19 @@ void VLLiveServer::addRoutes() {
   Parts& parts = *parts_;
   httplib::Server& http = parts.http;
   // Called as listening begins. Streams hold a thread each while open; a page or two, plus
-  // their other requests.
+  // their other requests. The rest stand against clients that send their requests slowly:
+  // each holds a worker until the read time-out below, and there must be many of them to
+  // hold every one.
   http.new_task_queue = [&parts] {
     std::lock_guard<std::mutex> lock(parts.stopping);
     parts.listening = true;
     if (parts.stopped) parts.http.stop();
-    return new httplib::ThreadPool(16);
+    return new httplib::ThreadPool(64);
   };
+  // A client that stops sending its request holds a worker only this long.
+  http.set_read_timeout(kReadTimeoutSeconds, 0);
+  http.set_write_timeout(kReadTimeoutSeconds * 5, 0);
+  http.set_payload_max_length(kLargestBody);
   // An idle connection would hold up stop() this long.
   http.set_keep_alive_timeout(1);
   // Events are small writes: without this, Nagle's algorithm holds each for the previous ACK.
@@ -142,22 +177,11 @@ void VLLiveServer::addRoutes() {
     const auto decision = parts.guard->check({.path = request.path,
                                               .host = header(request, "Host"),
                                               .origin = header(request, "Origin"),
-                                              .cookie = header(request, "Cookie"),
-                                              .queryToken = request.has_param("token")
-                                                                ? std::optional(request.get_param_value("token"))
-                                                                : std::nullopt});
+                                              .authorization = authorization(request)});
     if (decision.status != 200) {
       response.status = decision.status;
       response.set_content(decision.reason + "\n", "text/plain; charset=utf-8");
       return httplib::Server::HandlerResponse::Handled;
-    }
-    if (decision.setCookie) {
-      response.set_header("Set-Cookie", parts.guard->setCookieValue());
-      // The token leaves the address bar (and the history) at once; the cookie carries it.
-      if (request.method == "GET" && request.path == "/") {
-        response.set_redirect("/", 303);
-        return httplib::Server::HandlerResponse::Handled;
-      }
     }
     // A cross-site form cannot send JSON without asking first, so the API takes JSON only.
     if (request.method == "POST" && header(request, "Content-Type").value_or("").rfind("application/json", 0) != 0) {
@@ -171,18 +195,40 @@ void VLLiveServer::addRoutes() {
   http.Get(R"(/([a-z][a-z-]*\.(html|css|js)))", [](const httplib::Request& request, httplib::Response& response) {
     answerAsset(response, request.matches[1]);
   });
+  http.Post(VLLiveGuard::kSessionPath, [&parts](const httplib::Request& request, httplib::Response& response) {
+    std::string token;
+    try {
+      const auto body = VLJsonInput::parse(request.body, "the request");
+      if (body.is_object() && body.contains("token") && body["token"].is_string()) token = body["token"];
+    } catch (const VLException&) {
+    }
+    auto session = parts.guard->openSession(token);
+    if (!session) {
+      return answerJson(response, 401,
+                        {{"error", "This address has been used already (or its token is wrong): it opens one page "
+                                   "once. Restart vlvalidate serve for a new one."}});
+    }
+    answerJson(response, 200, {{"session", *session}});
+  });
   http.Get("/api/choices", [&parts](const httplib::Request&, httplib::Response& response) {
-    response.set_content(VLLiveSession::choicesJson(parts.options.provider), "application/json");
+    response.set_content(VLLiveSession::choicesJson(parts.options.providers), "application/json");
   });
   http.Post("/api/run", [&parts](const httplib::Request& request, httplib::Response& response) {
     try {
-      answerReply(response, parts.session->start(VLLiveRunRequest::parse(request.body)));
+      const auto run = VLLiveRunRequest::parse(request.body);
+      if (auto refusal = refusalOf(run.provider, parts.options.providers)) return answerJson(response, 403, {{"error", *refusal}});
+      answerReply(response, parts.session->start(run));
     } catch (const VLException& error) {
-      answerJson(response, 400, {{"error", error.what()}});
+      answerJson(response, 400, {{"error", excerpt(error.what())}});
     }
   });
   http.Post("/api/rerun", [&parts](const httplib::Request& request, httplib::Response& response) {
-    const auto body = nlohmann::json::parse(request.body, nullptr, false);
+    nlohmann::ordered_json body;
+    try {
+      body = VLJsonInput::parse(request.body, "the request");
+    } catch (const VLException& error) {
+      return answerJson(response, 400, {{"error", excerpt(error.what())}});
+    }
     if (!body.is_object() || !body.contains("id") || !body["id"].is_string()) {
       return answerJson(response, 400, {{"error", "a re-run names its case: {\"id\": \"Suite.BaseName\"}"}});
     }

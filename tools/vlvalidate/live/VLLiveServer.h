@@ -1,8 +1,13 @@
 // VLLiveServer: the live UI's HTTP server (vlvalidate serve). It serves the page (the files
 // of tools/vlvalidate/web, compiled in), a JSON API to start, stop and re-run runs
 // (VLLiveSession), the run's events as server-sent events (VLLiveEventLog) and the run's
-// reports for download. Every request passes VLLiveGuard first (Host, Origin, token), and
-// every response forbids the page to load or send anything from or to another place.
+// reports for download. Every request passes VLLiveGuard first (Host, Origin, the session's
+// credential), and every response forbids the page to load or send anything from or to
+// another place. A page runs only the providers the command line allows: the simulated one
+// with any quirks, and the exec: and unix: choices given with --provider. Requests are
+// bounded: a body above kLargestBody is refused (413), a client that stops sending its
+// request is dropped after kReadTimeout, and no reply repeats more than a few hundred bytes
+// of what it was sent.
 //
 // Bound on make(); serve() answers requests until stop(), which may come from any thread
 // (an interrupt). Neither copyable nor movable.
@@ -10,6 +15,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 class VLLiveServer {
  public:
@@ -17,9 +23,15 @@ class VLLiveServer {
   struct Options {
     std::string address = "127.0.0.1";  // --listen: where to listen
     int port = 0;                       // --port: 0 picks a free port
-    std::string provider = "sim";       // --provider: the choice the page starts with
-    std::string token;                  // "" for a fresh one (tests give their own)
+    std::vector<std::string> providers;  // --provider: the first is the page's default; the
+                                         // exec: and unix: choices a page may run
+    std::string token;                   // "" for a fresh one (tests give their own)
   };
+
+  // The largest request body taken; the page's requests are a few hundred bytes.
+  static constexpr size_t kLargestBody = 64 * 1024;
+  // How long a client may take to send the next part of its request.
+  static constexpr int kReadTimeoutSeconds = 2;
 
   // Binds to the address and port. Throws VLUsageError saying why when it cannot.
   static std::unique_ptr<VLLiveServer> make(const Options& options);
@@ -29,7 +41,7 @@ class VLLiveServer {
 
   // The port it listens on (the one picked, for port 0).
   int port() const;
-  // The token every request needs.
+  // The token of the printed URL, which opens one session once.
   const std::string& token() const;
   // The address to open, with the token: "http://127.0.0.1:PORT/?token=…" (the loopback
   // address when listening on every address).

@@ -12,6 +12,7 @@
 #include "vlvalidate/VLEligibility.h"
 #include "vlvalidate/VLHtmlReporter.h"
 #include "vlvalidate/VLJUnitReporter.h"
+#include "vlvalidate/VLJsonInput.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLLiveEventLog.h"
 #include "vlvalidate/VLTimeText.h"
@@ -43,7 +44,7 @@ T member(const json& body, const char* key, T fallback) {
   if constexpr (std::is_same_v<T, std::string>) fits = value.is_string();
   if constexpr (std::is_same_v<T, int>) fits = value.is_number_integer();
   if constexpr (std::is_same_v<T, double>) fits = value.is_number();
-  if (!fits) throw VLUsageError(std::string("\"") + key + "\" has the wrong type: " + value.dump());
+  if (!fits) throw VLUsageError(std::string("\"") + key + "\" has the wrong type: " + value.type_name());
   return value.get<T>();
 }
 
@@ -54,7 +55,7 @@ json caseJson(const VLRunInfo& info, const VLCaseRecord& record) {
 }  // namespace
 
 VLLiveRunRequest VLLiveRunRequest::parse(const std::string& body) {
-  const json document = json::parse(body, nullptr, false);
+  const json document = VLJsonInput::parse(body, "the request");
   if (!document.is_object()) throw VLUsageError("the request is not a JSON object");
   VLLiveRunRequest request;
   request.provider = member(document, "provider", request.provider);
@@ -285,7 +286,7 @@ std::optional<std::string> VLLiveSession::report(const std::string& reporter) {
   return VLJsonReporter::render(info_, records, summary);
 }
 
-std::string VLLiveSession::choicesJson(const std::string& defaultProvider) {
+std::string VLLiveSession::choicesJson(const std::vector<std::string>& allowed) {
   json kinds = json::array();
   for (const auto& kind : VLProviderKind::all()) {
     json forms = json::array();
@@ -294,7 +295,8 @@ std::string VLLiveSession::choicesJson(const std::string& defaultProvider) {
   }
   json quirks = json::array();
   for (const auto& quirk : VLSimulatedQuirks::all()) quirks.push_back({{"name", quirk.name}, {"help", quirk.help}});
-  return oneLine({{"defaultProvider", defaultProvider},
+  return oneLine({{"defaultProvider", allowed.empty() ? std::string("sim") : allowed.front()},
+                  {"allowedProviders", allowed},
                   {"kinds", kinds},
                   {"quirks", quirks},
                   {"settings", VLSimulatedSettings::settingNames()}});

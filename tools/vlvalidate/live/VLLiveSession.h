@@ -36,8 +36,9 @@ struct VLLiveRunRequest {
   int jobs = 1;                    // cases at once, 1 to 256
   bool ignoreEligibility = false;  // run although the provider refuses validation
 
-  // Reads a request from the page's JSON body; members left out keep their defaults.
-  // Throws VLUsageError naming the member that is of the wrong type or out of range.
+  // Reads a request from the page's JSON body (nested no deeper than VLJsonInput allows);
+  // members left out keep their defaults. Throws VLUsageError naming the member that is of
+  // the wrong type or out of range.
   static VLLiveRunRequest parse(const std::string& body);
 };
 
@@ -73,8 +74,9 @@ class VLLiveSession {
   // before the first run.
   std::optional<std::string> report(const std::string& reporter);
   // The choices a page offers: the provider kinds with their help, the simulated provider's
-  // quirks (name and what goes wrong) and settings, and `defaultProvider`; as JSON.
-  static std::string choicesJson(const std::string& defaultProvider);
+  // quirks (name and what goes wrong) and settings, the choices `allowed` on the command
+  // line (the first is the default); as JSON.
+  static std::string choicesJson(const std::vector<std::string>& allowed);
 
  private:
   enum class State { Idle, Starting, Running };

@@ -30,20 +30,17 @@ VLBaseline VLBaseline::load(const std::string& path) {
 VLBaseline VLBaseline::parse(const std::string& text, const std::string& name) {
   const std::string what = "baseline '" + name + "'";
   auto document = VLReportReader::parse(text, what, VLJsonReporter::kOldestBaselineVersion);
-  const auto& cases = document["cases"];
-
   VLBaseline baseline;
   baseline.path_ = name;
-  if (document["startTime"].is_string()) baseline.startTime_ = document["startTime"].get<std::string>();
+  // The reader has checked the type of every member used here.
+  baseline.startTime_ = document.value("startTime", "");
   size_t index = 0;
-  for (const auto& entry : cases) {
+  for (const auto& entry : document.at("cases")) {
     const std::string where = what + ", case " + std::to_string(index++);
-    if (!entry.is_object() || !entry["id"].is_string() || !entry["verdict"].is_string()) {
-      throw VLUsageError(where + ": needs a string \"id\" and a string \"verdict\"");
-    }
-    auto verdict = verdictNamed(entry["verdict"].get<std::string>());
-    if (!verdict) throw VLUsageError(where + ": unknown verdict " + entry["verdict"].dump());
-    keepWorst(baseline.verdicts_, entry["id"].get<std::string>(), *verdict);
+    const std::string word = entry.value("verdict", "");
+    auto verdict = verdictNamed(word);
+    if (!verdict) throw VLUsageError(where + ": unknown verdict " + entry.value("verdict", nlohmann::ordered_json()).dump());
+    keepWorst(baseline.verdicts_, entry.at("id").get<std::string>(), *verdict);
   }
   return baseline;
 }

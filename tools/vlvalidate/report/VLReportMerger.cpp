@@ -51,7 +51,8 @@ json summaryOf(const std::vector<VLReportMerger::Source>& sources, const json& c
   bool interrupted = false;
   int exitCode = 0;
   for (const auto& source : sources) {
-    const json summary = source.report.value("summary", json::object());
+    json summary = source.report.value("summary", json::object());
+    if (!summary.is_object()) summary = json::object();  // null: the run ended before its summary
     selected += summary.value("selectedCases", size_t{0});
     planned += summary.value("plannedRuns", size_t{0});
     notRun += summary.value("notRun", size_t{0});

@@ -1,15 +1,88 @@
 #include "vlvalidate/VLReportReader.h"
 
 #include <cerrno>
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "Choice/VLUsageError.h"
+#include "vlvalidate/VLJsonInput.h"
 #include "vlvalidate/VLJsonReporter.h"
 
 using json = nlohmann::ordered_json;
 
 namespace {
+
+// The type of every member a reader of reports (this one, the baseline, merge, the HTML
+// page) uses. Checked once on load, so that those readers may fall back to defaults for
+// absent members without meeting one of another type.
+const VLJsonInput::Shape& reportShape() {
+  using Shape = VLJsonInput::Shape;
+  using Kind = Shape::Kind;
+  static const Shape shape = [] {
+    const Shape text = Shape::of(Kind::String), number = Shape::of(Kind::Number), flag = Shape::of(Kind::Boolean);
+    const Shape whole = Shape::of(Kind::Integer), count = Shape::of(Kind::Count);
+    const Shape error = Shape::object({{"domain", text}, {"code", whole}, {"description", text}});
+    const Shape expectation = Shape::object(
+        {{"description", text.needed()}, {"result", text}, {"comment", text.orNull()}, {"error", error.orNull()}});
+    const Shape record = Shape::object({{"kind", text.needed()}, {"t", number}});
+    const Shape trace = Shape::object({{"count", count},
+                                       {"omitted", count},
+                                       {"omittedAfter", count.orNull()},
+                                       {"records", Shape::arrayOf(record)}});
+    const Shape attempt = Shape::object({{"verdict", text},
+                                         {"runtime", number},
+                                         {"expectations", Shape::arrayOf(expectation)},
+                                         {"marks", Shape::of(Kind::Object)},
+                                         {"trace", trace}});
+    const Shape entry = Shape::object({{"id", text.needed()},
+                                       {"suite", text},
+                                       {"selector", text},
+                                       {"variant", text.orNull()},
+                                       {"title", text},
+                                       {"category", text},
+                                       {"nameForMarlin", text},
+                                       {"repetition", count},
+                                       {"verdict", text},
+                                       {"flaky", flag},
+                                       {"runtime", number},
+                                       {"provider", text},
+                                       {"attempts", Shape::arrayOf(attempt)}});
+    const Shape summary = Shape::object({{"selectedCases", count},
+                                         {"plannedRuns", count},
+                                         {"notRun", count},
+                                         {"interrupted", flag},
+                                         {"wallTime", number},
+                                         {"casesTime", number},
+                                         {"exitCode", whole},
+                                         {"conclusion", text}});
+    const Shape options = Shape::object({{"filter", text},
+                                         {"strict", flag},
+                                         {"timeout", number},
+                                         {"jobs", count},
+                                         {"repeat", count},
+                                         {"retries", count},
+                                         {"traceLimit", count},
+                                         {"ignoreEligibility", flag},
+                                         {"failOnInconclusive", flag}});
+    return Shape::object(
+        {{"format", text.needed()},
+         {"formatVersion", whole.needed()},
+         {"tool", Shape::object({{"name", text}, {"version", text}})},
+         {"startTime", text},
+         {"provider", Shape::object({{"argument", text}, {"identifier", text}})},
+         {"validationProperties", Shape::object({{"alternateRootContainer", text},
+                                                 {"syncingProvider", flag},
+                                                 {"hasNoWorkingSet", flag},
+                                                 {"eligibleForValidation", flag}})},
+         {"options", options},
+         {"summary", summary.orNull()},
+         {"documentation", Shape::of(Kind::Object)},
+         {"cases", Shape::arrayOf(entry).needed()}});
+  }();
+  return shape;
+}
 
 VLValidationResult resultOfWord(const json& word, const std::string& where) {
   for (auto result : {VLValidationResultPassed, VLValidationResultFailed, VLValidationResultInconclusive}) {
@@ -111,36 +184,47 @@ VLCaseRecord caseOf(const json& object, size_t index) {
 }  // namespace
 
 std::string VLReportReader::readText(const std::string& path, const std::string& what) {
-  // Far above any real report; a device that never ends (/dev/zero) must not fill memory.
-  constexpr size_t kLargest = 512u << 20;
   std::ifstream in(path, std::ios::binary);
   if (!in) throw VLUsageError("cannot read " + what + ": " + std::strerror(errno));
+  auto tooLarge = [&] {
+    return VLUsageError(what + " is larger than " + std::to_string(kLargestReport >> 20) +
+                        " MiB, more than any report this program reads");
+  };
+  // A file says its size; a pipe or a device is measured while it is read.
+  std::error_code error;
+  if (std::filesystem::is_regular_file(path, error) && std::filesystem::file_size(path, error) > kLargestReport &&
+      !error) {
+    throw tooLarge();
+  }
   std::string text;
   char buffer[1 << 16];
   while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
     text.append(buffer, static_cast<size_t>(in.gcount()));
-    if (text.size() > kLargest) throw VLUsageError(what + " is larger than 512 MiB; not a report");
+    // A device that never ends (/dev/zero) must not fill memory.
+    if (text.size() > kLargestReport) throw tooLarge();
   }
   if (in.bad()) throw VLUsageError("cannot read " + what + ": " + std::strerror(errno));
   return text;
 }
 
 json VLReportReader::parse(const std::string& text, const std::string& what, int oldestVersion) {
-  json document = json::parse(text, nullptr, false);
-  if (document.is_discarded()) throw VLUsageError(what + " is not JSON (expected a report written by --json)");
-  if (!document.is_object() || document.value("format", "") != VLJsonReporter::kFormatName) {
+  json document = VLJsonInput::parse(text, what);
+  const auto format = document.is_object() ? document.find("format") : document.end();
+  if (!document.is_object() || format == document.end() || !format->is_string() ||
+      format->get<std::string>() != VLJsonReporter::kFormatName) {
     throw VLUsageError(what + " is not a vlvalidate report (expected a report written by --json)");
   }
-  const auto& version = document["formatVersion"];
-  if (!version.is_number_integer() || version.get<int>() < oldestVersion ||
-      version.get<int>() > VLJsonReporter::kFormatVersion) {
+  const json version = document.value("formatVersion", json());
+  if (!version.is_number_integer() || version.get<int64_t>() < oldestVersion ||
+      version.get<int64_t>() > VLJsonReporter::kFormatVersion) {
     const std::string current = std::to_string(VLJsonReporter::kFormatVersion);
     throw VLUsageError(what + " has format version " + version.dump() + "; this vlvalidate reads " +
                        (oldestVersion == VLJsonReporter::kFormatVersion
                             ? "version " + current
                             : "versions " + std::to_string(oldestVersion) + " to " + current));
   }
-  if (!document["cases"].is_array()) throw VLUsageError(what + " has no list of cases");
+  if (!document.value("cases", json()).is_array()) throw VLUsageError(what + " has no list of cases");
+  VLJsonInput::check(document, reportShape(), what);
   return document;
 }
 
@@ -170,7 +254,8 @@ VLReportReader::Run VLReportReader::run(const json& report) {
   run.info.options.jobs = options.value("jobs", 1);
   run.info.options.repeat = options.value("repeat", 1);
   run.info.options.retries = options.value("retries", 0);
-  run.info.options.traceLimit = options.value("traceLimit", size_t{2000});
+  // Bounded so that the first and last parts of a trace it keeps cannot overflow a size.
+  run.info.options.traceLimit = std::min(options.value("traceLimit", size_t{2000}), size_t{1} << 30);
   run.info.selectedCases = summary.value("selectedCases", size_t{0});
   run.info.plannedRuns = summary.value("plannedRuns", size_t{0});
 

@@ -23,11 +23,17 @@ class VLReportReader {
     VLRunSummary summary;
   };
 
+  // The largest report file read. A report of a thousand cases with full traces is a few
+  // MiB; the parsed document takes about twenty times the file's size in memory.
+  static constexpr size_t kLargestReport = size_t{64} << 20;
+
   // Reads the whole file at `path`; `what` names it in messages ("baseline 'a.json'").
-  // Throws VLUsageError when it cannot be read or is larger than any report (512 MiB).
+  // Throws VLUsageError when it cannot be read or is larger than kLargestReport.
   static std::string readText(const std::string& path, const std::string& what);
-  // Parses `text` and checks that it is a report of a format version from `oldestVersion` to
-  // the current one, with a list of cases. Throws VLUsageError naming `what` and the fault.
+  // Parses `text` (nested no deeper than VLJsonInput allows) and checks that it is a report
+  // of a format version from `oldestVersion` to the current one, with a list of cases, and
+  // that every member a reader uses has its type. Throws VLUsageError naming `what` and the
+  // fault (the member, for one of the wrong type).
   static nlohmann::ordered_json parse(const std::string& text, const std::string& what, int oldestVersion);
   // Reads and checks the report at `path` ("report 'path'" in messages).
   static nlohmann::ordered_json load(const std::string& path, int oldestVersion);

@@ -4,6 +4,7 @@
 
 #include "Choice/VLUsageError.h"
 #include "Core/VLText.h"
+#include "vlvalidate/VLReportFile.h"
 #include "vlvalidate/VLReporterRegistry.h"
 
 VLReportRequest VLReportRequest::parse(const std::string& argument) {
@@ -23,9 +24,11 @@ VLReportRequest VLReportRequest::parse(const std::string& argument) {
 void VLReportRequest::checkDistinct(const std::vector<VLReportRequest>& requests) {
   for (size_t i = 0; i < requests.size(); ++i) {
     for (size_t j = i + 1; j < requests.size(); ++j) {
-      if (!requests[i].path.empty() && requests[i].path == requests[j].path) {
-        throw VLUsageError(requests[i].option + " and " + requests[j].option + " cannot both write to " +
-                           requests[i].path);
+      // By identity: "same.json" and "./same.json", or a link to it, are one file.
+      if (!requests[i].path.empty() && !requests[j].path.empty() &&
+          VLReportFile::identity(requests[i].path) == VLReportFile::identity(requests[j].path)) {
+        throw VLUsageError(requests[i].option + " " + requests[i].path + " and " + requests[j].option + " " +
+                           requests[j].path + " name the same file: one would overwrite the other");
       }
     }
   }

@@ -15,6 +15,7 @@ struct VLReportRequest {
   // form or NAME is not a reporter that writes a file, listing those (the message leaves
   // naming --report to the caller).
   static VLReportRequest parse(const std::string& argument);
-  // Throws VLUsageError when two of `requests` write to one path ("-" included), naming both options.
+  // Throws VLUsageError when two of `requests` write to one file ("-" included), however
+  // spelt (VLReportFile::identity), naming both options.
   static void checkDistinct(const std::vector<VLReportRequest>& requests);
 };

@@ -24,16 +24,32 @@ size_t terminalWidth(int fd) {
   return 80;
 }
 
-// Returns the length of the UTF-8 sequence starting at `text[at]`, or 0 when it is not one.
-size_t utf8Length(const std::string& text, size_t at) {
+// Returns the length of the well-formed UTF-8 sequence starting at `text[at]` and stores its
+// code point, or returns 0 when it is not one (overlong forms, surrogates and code points
+// above U+10FFFF are not).
+size_t utf8Length(const std::string& text, size_t at, char32_t& point) {
   auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
   unsigned char lead = byte(at);
   size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
   if (length == 0 || at + length > text.size()) return 0;
+  point = length == 1 ? lead : length == 2 ? (lead & 0x1F) : length == 3 ? (lead & 0x0F) : (lead & 0x07);
   for (size_t i = 1; i < length; ++i) {
     if ((byte(at + i) & 0xC0) != 0x80) return 0;
+    point = (point << 6) | (byte(at + i) & 0x3F);
   }
+  static constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (point < kSmallest[length] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) return 0;
   return length;
+}
+
+// Whether a terminal would act on `point` rather than show it: C0 and C1 controls other than
+// tab and line feed; the bidirectional controls, which reorder what follows them (a name
+// could show another file's name); the line and paragraph separators.
+bool mustEscape(char32_t point) {
+  if (point == '\n' || point == '\t') return false;
+  if (point < 0x20 || (point >= 0x7F && point < 0xA0)) return true;
+  return point == 0x061C || point == 0x200E || point == 0x200F || (point >= 0x2028 && point <= 0x202E) ||
+         (point >= 0x2066 && point <= 0x2069);
 }
 
 }  // namespace
@@ -96,19 +112,22 @@ std::string VLTerminal::printable(const std::string& text) {
   std::string safe;
   safe.reserve(text.size());
   for (size_t at = 0; at < text.size();) {
-    unsigned char c = static_cast<unsigned char>(text[at]);
-    size_t length = utf8Length(text, at);
-    // C1 controls (U+0080 to U+009F) act like escape sequences on some terminals.
-    const bool c1 = length == 2 && c == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0;
-    if (c == '\n' || c == '\t' || (length == 1 && c >= 0x20 && c != 0x7F) || (length > 1 && !c1)) {
-      size_t take = length ? length : 1;
-      safe.append(text, at, take);
-      at += take;
-    } else {
+    char32_t point = 0;
+    const size_t length = utf8Length(text, at, point);
+    if (length == 0 || (mustEscape(point) && length == 1)) {
+      // A byte that is no character, or an ASCII control: shown as its byte.
+      const unsigned char c = static_cast<unsigned char>(text[at]);
       safe += "\\x";
       safe += hex[c >> 4];
       safe += hex[c & 0xF];
       ++at;
+    } else if (mustEscape(point)) {
+      safe += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) safe += hex[(point >> shift) & 0xF];
+      at += length;
+    } else {
+      safe.append(text, at, length);
+      at += length;
     }
   }
   return safe;

@@ -37,9 +37,10 @@ class VLTerminal {
 
   // Returns `text` wrapped in the SGR colour `code` ("31", "1;32") when colouring, else as is.
   std::string paint(const std::string& text, const std::string& code) const;
-  // Returns `text` safe to print: control characters other than tab and line feed (and
-  // bytes that are not UTF-8) become visible escapes, so a provider's names cannot move the
-  // cursor or change colours.
+  // Returns `text` safe to print: control characters other than tab and line feed and bytes
+  // that are not UTF-8 become "\x1b", and C1 controls, bidirectional controls and the line
+  // and paragraph separators become "\u202e", so a provider's names cannot move the cursor,
+  // change colours or reorder the text shown after them.
   static std::string printable(const std::string& text);
 
   VLTerminal(const VLTerminal&) = delete;

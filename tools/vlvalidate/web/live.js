@@ -74,8 +74,33 @@
     showKind();
   }
 
+  // ---- The session. The printed address's token opens one session, once: the page trades it
+  // for the session's credential, keeps that for this tab (sessionStorage belongs to this
+  // origin, port included) and sends it with every request. Never a cookie: a browser would
+  // send one to every other server on this host, whatever its port.
+  const sessionKey = 'vlvalidate-session';
+  let credential = null;
+
+  async function openSession() {
+    const token = new URLSearchParams(location.search).get('token');
+    if (token !== null) {
+      // Out of the address bar and the history at once; the server spends it on first use.
+      history.replaceState(null, '', location.pathname);
+      const response = await fetch('/api/session', {
+        method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify({ token }),
+      });
+      const answer = await response.json().catch(() => ({}));
+      if (response.ok) sessionStorage.setItem(sessionKey, answer.session);
+      else if (!sessionStorage.getItem(sessionKey)) throw new Error(answer.error || `${response.status} ${response.statusText}`);
+    }
+    credential = sessionStorage.getItem(sessionKey);
+    if (!credential) throw new Error('This page has no session: open the address that vlvalidate serve printed.');
+  }
+
+  const authorized = (headers = {}) => ({ ...headers, Authorization: `Bearer ${credential}` });
+
   async function loadChoices() {
-    const response = await fetch('/api/choices');
+    const response = await fetch('/api/choices', { headers: authorized() });
     if (!response.ok) throw new Error(await response.text());
     const choices = await response.json();
     for (const kind of choices.kinds) {
@@ -95,13 +120,15 @@
       option.value = `${name}=`;
       $('setting-names').append(option);
     }
+    const others = choices.allowedProviders.filter((choice) => !/^sim(:|$)/.test(choice));
+    $('allowed-list').textContent = others.length ? others.join(', ') : 'none';
     adopt(choices.defaultProvider);
   }
 
   // ---- Talking to the server.
   async function post(path, body) {
     const response = await fetch(path, {
-      method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(body),
+      method: 'POST', headers: authorized({ 'Content-Type': 'application/json' }), body: JSON.stringify(body),
     });
     const answer = await response.json().catch(() => ({ error: `${response.status} ${response.statusText}` }));
     if (!response.ok) throw new Error(answer.error || `${response.status} ${response.statusText}`);
@@ -131,7 +158,7 @@
   }
 
   async function download(button) {
-    const response = await fetch(button.dataset.download);
+    const response = await fetch(button.dataset.download, { headers: authorized() });
     if (!response.ok) {
       const answer = await response.json().catch(() => ({}));
       throw new Error(answer.error || `${response.status} ${response.statusText}`);
@@ -258,12 +285,56 @@
     $('status').textContent = text;
   }
 
-  function connect() {
-    const source = new EventSource('/api/events');
-    source.addEventListener('open', () => { $('connection').textContent = 'connected'; });
-    source.addEventListener('error', () => { $('connection').textContent = 'reconnecting…'; });
-    for (const name of Object.keys(handlers)) {
-      source.addEventListener(name, (event) => enqueue(name, JSON.parse(event.data)));
+  // Reads one server-sent event frame ("id:", "event:" and "data:" lines).
+  function parseFrame(frame) {
+    const event = { id: null, name: 'message', data: [] };
+    for (const line of frame.split('\n')) {
+      if (line.startsWith(':')) continue;
+      const colon = line.indexOf(':');
+      const field = colon < 0 ? line : line.slice(0, colon);
+      let value = colon < 0 ? '' : line.slice(colon + 1);
+      if (value.startsWith(' ')) value = value.slice(1);
+      if (field === 'id') event.id = value;
+      else if (field === 'event') event.name = value;
+      else if (field === 'data') event.data.push(value);
+    }
+    return event;
+  }
+
+  // The event stream, read with fetch so that it carries the credential as every request
+  // does; after a break it asks for what came after the last event it had.
+  async function connect() {
+    let lastId = null;
+    for (;;) {
+      try {
+        const headers = authorized();
+        if (lastId !== null) headers['Last-Event-ID'] = lastId;
+        const response = await fetch('/api/events', { headers, cache: 'no-store' });
+        if (response.status === 401 || response.status === 403) {
+          $('connection').textContent = 'refused';
+          showError(await response.text());
+          return;
+        }
+        if (!response.ok || !response.body) throw new Error(`${response.status} ${response.statusText}`);
+        $('connection').textContent = 'connected';
+        const reader = response.body.pipeThrough(new TextDecoderStream()).getReader();
+        let buffer = '';
+        for (;;) {
+          const { value, done } = await reader.read();
+          if (done) break;
+          buffer += value;
+          for (let end = buffer.indexOf('\n\n'); end >= 0; end = buffer.indexOf('\n\n')) {
+            const event = parseFrame(buffer.slice(0, end));
+            buffer = buffer.slice(end + 2);
+            if (event.id !== null) lastId = event.id;
+            if (event.data.length && Object.hasOwn(handlers, event.name)) enqueue(event.name, JSON.parse(event.data.join('\n')));
+          }
+        }
+      } catch (error) {
+        // A break in the stream: try again below.
+      }
+      $('connection').textContent = 'reconnecting…';
+      await new Promise((resolve) => { setTimeout(resolve, 1000); });
     }
   }
 
@@ -275,7 +346,10 @@
     for (const button of document.querySelectorAll('[data-download]')) {
       button.addEventListener('click', () => act(() => download(button)));
     }
-    act(loadChoices);
-    connect();
+    act(async () => {
+      await openSession();
+      connect();
+      await loadChoices();
+    });
   });
 })();
