@@ -51,7 +51,12 @@ TEST(VLBoundedText, CutsOnACharacterBoundaryAndSaysHowMuch) {
       EXPECT_TRUE(isUTF8(bounded));
     }
   }
-  EXPECT_EQ(vl_boundedText(std::string(16'000'000, 'x')).size(), kVLKeptTextLimit + std::string(" \u2026 [15934464 bytes cut]").size());
+  const std::string cut = vl_boundedText(std::string(16'000'000, 'x'));
+  EXPECT_EQ(cut, std::string(kVLKeptTextLimit, 'x') + " \u2026 [15934464 bytes cut]");
+  // Quoted in a longer text and cut again: one note, counting everything that is missing.
+  const std::string requoted = vl_boundedText("Failed: " + cut);
+  EXPECT_EQ(requoted, "Failed: " + std::string(kVLKeptTextLimit - 8, 'x') + " \u2026 [15934472 bytes cut]");
+  EXPECT_EQ(vl_boundedText(requoted), requoted);
 }
 
 TEST(VLBoundedText, ErrorsKeepTheirShapeWithTheirTextsCut) {
@@ -63,6 +68,7 @@ TEST(VLBoundedText, ErrorsKeepTheirShapeWithTheirTextsCut) {
   auto outer = VLError::make("Outer", 1, {{VLLocalizedDescriptionKey, "outer"}, {VLUnderlyingErrorKey, inner}});
   auto bounded = VLError::bounded(outer);
   ASSERT_NE(bounded, outer);
+  EXPECT_EQ(VLError::bounded(bounded), bounded) << "cut once is cut enough";
   EXPECT_EQ(bounded->domain(), "Outer");
   EXPECT_EQ(bounded->code(), 1);
   EXPECT_EQ(bounded->localizedDescription(), "outer");
