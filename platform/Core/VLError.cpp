@@ -6,7 +6,7 @@ namespace {
 
 // Whether `value` holds anything that VLError::bounded would cut.
 bool holdsLongText(const VLValue& value, size_t limit) {
-  if (auto text = value.string()) return text->size() > limit;
+  if (auto text = value.string()) return text->size() > limit && vl_boundedText(*text, limit) != *text;
   if (auto data = value.data()) return data->length() > limit;
   if (auto array = value.array()) {
     for (const auto& each : *array) {
@@ -15,7 +15,7 @@ bool holdsLongText(const VLValue& value, size_t limit) {
   }
   if (auto dictionary = value.dictionary()) {
     for (const auto& [key, each] : *dictionary) {
-      if (key.size() > limit || holdsLongText(each, limit)) return true;
+      if (holdsLongText(key, limit) || holdsLongText(each, limit)) return true;
     }
   }
   if (auto error = value.objectAs<VLError>()) return VLError::bounded(error, limit) != error;
@@ -83,9 +83,9 @@ bool VLError::isEqual(const VLObject& other) const {
 
 VLErrorRef VLError::bounded(const VLErrorRef& error, size_t limit) {
   if (!error) return error;
-  bool fits = error->domain_.size() <= limit;
+  bool fits = !holdsLongText(error->domain_, limit);
   for (auto entry = error->userInfo_.begin(); fits && entry != error->userInfo_.end(); ++entry) {
-    fits = entry->first.size() <= limit && !holdsLongText(entry->second, limit);
+    fits = !holdsLongText(entry->first, limit) && !holdsLongText(entry->second, limit);
   }
   if (fits) return error;
   auto userInfo = boundedValue(VLValue(error->userInfo_), limit);

@@ -20,5 +20,6 @@ inline constexpr size_t kVLKeptTextLimit = 64 * 1024;
 
 // Returns `text` as it is when it holds at most `limit` bytes; otherwise its first bytes, cut
 // back to a UTF-8 character boundary so that no character is split, followed by
-// " … [N bytes cut]" naming how many bytes were dropped.
+// " … [N bytes cut]" naming how many bytes were dropped. A text that already ends in such a
+// note (a cut text quoted in a longer one) keeps one note, counting both cuts.
 std::string vl_boundedText(std::string text, size_t limit = kVLKeptTextLimit);
