@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Core/VLObject.h"
+#include "Core/VLText.h"
 #include "Core/VLValue.h"
 
 // User-info key of the human-readable text of an error (a string).
@@ -29,6 +30,12 @@ class VLError : public VLObject {
   // VLExceptionErrorDomain, code 0, "<work> failed with an exception: <exception>". Call only
   // inside a catch block.
   static VLErrorRef makeWithCurrentException(const std::string& work);
+
+  // Returns `error` itself when every text in it (domain, user-info strings, data, and the
+  // same in its underlying errors) fits in `limit` bytes, else a copy with each longer one cut
+  // by vl_boundedText (data to its first `limit` bytes). For keeping errors that came from
+  // outside the process without keeping whatever size they arrived with.
+  static VLErrorRef bounded(const VLErrorRef& error, size_t limit = kVLKeptTextLimit);
 
   const std::string& domain() const { return domain_; }
   int64_t code() const { return code_; }

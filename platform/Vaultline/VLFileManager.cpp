@@ -1,5 +1,6 @@
 #include "Vaultline/VLFileManager.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Core/VLRandom.h"
 #include "Vaultline/VLConstants.h"
 
 namespace fs = std::filesystem;
@@ -47,16 +49,44 @@ bool VLFileManager::createDirectoryAtURL(const VLURL& url, bool intermediates, V
 
 bool VLFileManager::writeData(const VLData& data, const VLURL& url, bool atomically, VLErrorRef* error) {
   std::string target = url.path();
-  std::string path = atomically ? target + ".vltmp-" + std::to_string(::getpid()) : target;
-  {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) return fail(error, errno ? errno : EIO, url);
-    out.write(reinterpret_cast<const char*>(data.bytes()), static_cast<std::streamsize>(data.length()));
-    if (!out) return fail(error, EIO, url);
+  // Never through a symbolic link at the last step: a link planted where a file is about to be
+  // written would send the bytes elsewhere. The atomic write's scratch file must be new
+  // (O_EXCL), under a name nobody could guess.
+  std::string path = target;
+  int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+  if (atomically) {
+    uint8_t salt[6];
+    vl_randomBytes(salt, sizeof salt);
+    path += ".vltmp-";
+    for (uint8_t byte : salt) path += "0123456789abcdef"[byte >> 4], path += "0123456789abcdef"[byte & 15];
+    flags |= O_EXCL;
+  } else {
+    flags |= O_TRUNC;
+  }
+  int fd = ::open(path.c_str(), flags, 0666);
+  if (fd < 0) return fail(error, errno == ELOOP ? EPERM : errno, url);
+  const uint8_t* bytes = data.bytes();
+  size_t left = data.length();
+  while (left > 0) {
+    ssize_t written = ::write(fd, bytes, left);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      int code = written < 0 ? errno : EIO;
+      ::close(fd);
+      if (atomically) ::unlink(path.c_str());
+      return fail(error, code, url);
+    }
+    bytes += written;
+    left -= static_cast<size_t>(written);
+  }
+  if (::close(fd) != 0) {
+    int code = errno;
+    if (atomically) ::unlink(path.c_str());
+    return fail(error, code, url);
   }
   if (atomically && std::rename(path.c_str(), target.c_str()) != 0) {
     int code = errno;
-    std::remove(path.c_str());
+    ::unlink(path.c_str());
     return fail(error, code, url);
   }
   return true;

@@ -26,7 +26,8 @@ class VLFileManager {
   // Creates a directory; with `intermediates`, its missing parents too. An existing
   // directory is not an error.
   bool createDirectoryAtURL(const VLURL& url, bool intermediates, VLErrorRef* error = nullptr);
-  // Writes `data` to the file at `url`; atomically means through a temporary file and a rename.
+  // Writes `data` to the file at `url`; atomically means through a new temporary file beside it
+  // and a rename. A symbolic link at `url` is refused (EPERM), never written through.
   bool writeData(const VLData& data, const VLURL& url, bool atomically, VLErrorRef* error = nullptr);
   // Returns the whole contents of the file at `url`, or none if it cannot be read.
   std::optional<VLData> contentsAtURL(const VLURL& url, VLErrorRef* error = nullptr);

@@ -131,12 +131,16 @@ VLData VLImageCodec::encodePNG(const VLBitmap& bitmap) {
   return VLData(std::move(out));
 }
 
+bool VLImageCodec::fitsDecodingBound(long width, long height) {
+  return width > 0 && height > 0 && width <= kMaximumSide && height <= kMaximumSide && width * height <= kMaximumPixels;
+}
+
 std::optional<VLBitmap> VLImageCodec::decode(const VLData& data) {
   auto type = typeIdentifierOfData(data);
   if (!type) return std::nullopt;
   if (*type == "public.jpeg") {
     int width = 0, height = 0;
-    if (!decodeJPEGRows(data, &width, &height, nullptr) || width <= 0 || height <= 0) return std::nullopt;
+    if (!decodeJPEGRows(data, &width, &height, nullptr) || !fitsDecodingBound(width, height)) return std::nullopt;
     VLBitmap bitmap(width, height);
     if (!decodeJPEGRows(data, &width, &height, bitmap.mutablePixels().data())) return std::nullopt;
     return bitmap;
@@ -146,7 +150,7 @@ std::optional<VLBitmap> VLImageCodec::decode(const VLData& data) {
   image.version = PNG_IMAGE_VERSION;
   if (!png_image_begin_read_from_memory(&image, data.bytes(), data.length())) return std::nullopt;
   image.format = PNG_FORMAT_RGBA;
-  if (image.width == 0 || image.height == 0) {
+  if (!fitsDecodingBound(image.width, image.height)) {
     png_image_free(&image);
     return std::nullopt;
   }

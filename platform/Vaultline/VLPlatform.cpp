@@ -29,10 +29,7 @@ pid_t scratchOwner = 0;
 // behind in the temporary directory.
 void uninstallAtExit() {
   VLPlatform::install(nullptr);
-  if (scratchOwner == ::getpid() && !scratchPath.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(scratchPath, ignored);
-  }
+  VLPlatform::removeTemporaryDirectory();
 }
 }  // namespace
 
@@ -59,6 +56,13 @@ void VLPlatform::install(std::shared_ptr<VLPlatform> platform) {
     if (previous == installed) previous = nullptr;
   }
   if (previous) previous->didUninstall();
+}
+
+void VLPlatform::removeTemporaryDirectory() {
+  if (scratchOwner == ::getpid() && !scratchPath.empty()) {
+    std::error_code ignored;
+    std::filesystem::remove_all(scratchPath, ignored);
+  }
 }
 
 std::shared_ptr<VLPlatform> VLPlatform::currentOrNull() {
@@ -107,13 +111,19 @@ std::shared_ptr<VLProviderFacts> VLPlatform::providerFacts() {
 VLURL VLPlatform::temporaryDirectory() const {
   static const VLURL& directory = *[] {
     const char* base = std::getenv("TMPDIR");
-    std::filesystem::path path = (base && *base) ? base : "/tmp";
-    path /= "VaultlineValidations-" + std::to_string(::getpid());
-    std::error_code ignored;
-    std::filesystem::create_directories(path, ignored);
-    scratchPath = path;
+    std::string parent = (base && *base) ? base : "/tmp";
+    while (parent.size() > 1 && parent.back() == '/') parent.pop_back();
+    // mkdtemp picks a name nobody could have planted beforehand and makes the folder 0700, so
+    // another user can neither swap anything inside it nor read what a crashed run left.
+    std::string pattern = parent + "/VaultlineValidations-XXXXXX";
+    if (!::mkdtemp(pattern.data())) {
+      int code = errno;
+      throw VLException("cannot create the run's working folder in " + parent + ": " + std::strerror(code) +
+                        " (set TMPDIR to a folder of your own)");
+    }
+    scratchPath = pattern;
     scratchOwner = ::getpid();
-    return new VLURL(VLURL::fileURLWithPath(path.string(), true));  // never destroyed
+    return new VLURL(VLURL::fileURLWithPath(pattern, true));  // never destroyed
   }();
   return directory;
 }

@@ -47,6 +47,10 @@ class VLPlatform {
   // through didUninstall(). The platform current when the process exits is uninstalled then,
   // before the library's static objects go. Thread-safe.
   static void install(std::shared_ptr<VLPlatform> platform);
+  // Removes the process's temporary directory (see temporaryDirectory()) with everything in it,
+  // if this process made one. For a process about to end without its exit handlers
+  // (std::_Exit), which would otherwise leave it behind. Nothing may write into it afterwards.
+  static void removeTemporaryDirectory();
   // Returns the current platform; throws VLException when none is installed.
   static std::shared_ptr<VLPlatform> current();
   // Returns the current platform or nullptr.
@@ -74,8 +78,10 @@ class VLPlatform {
   virtual void stopAccessingSecurityScopedResource(const VLURL& url);
   // Returns a boolean device property such as "InternalBuild"; false where there is none.
   virtual bool deviceBooleanProperty(const std::string& name) const;
-  // Returns the process's temporary directory: created on first use, removed with everything in
-  // it when the process exits normally (by the process that made it, never by a forked child).
+  // Returns the process's temporary directory: created on first use under $TMPDIR (or /tmp)
+  // with an unpredictable name and mode 0700, never an existing folder; removed with
+  // everything in it when the process exits normally (by the process that made it, never by a
+  // forked child). Throws VLException naming the parent when it cannot be made.
   virtual VLURL temporaryDirectory() const;
   // Returns the hub where this platform publishes facts about the provider itself (protocol
   // faults, its standard error, its end; see VLProviderFacts), for validators that trace.

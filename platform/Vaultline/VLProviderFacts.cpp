@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Core/VLException.h"
+#include "Core/VLText.h"
 
 const char* VLProviderFact::kindName(Kind kind) {
   switch (kind) {
@@ -35,6 +36,12 @@ void VLProviderFacts::publish(const VLProviderFact& fact) {
     std::lock_guard lock(mutex_);
     if (subscribers_.empty()) return;
     for (const auto& entry : subscribers_) current.push_back(entry.second);
+  }
+  // Subscribers keep what they get: they get no more of the provider's text than anyone keeps.
+  if (fact.text.size() > kVLKeptTextLimit) {
+    const VLProviderFact bounded{fact.kind, vl_boundedText(fact.text)};
+    for (const auto& subscriber : current) (*subscriber)(bounded);
+    return;
   }
   // Outside the lock, so that a subscriber may subscribe or end its subscription.
   for (const auto& subscriber : current) (*subscriber)(fact);

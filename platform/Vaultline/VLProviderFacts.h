@@ -55,7 +55,8 @@ class VLProviderFacts : public std::enable_shared_from_this<VLProviderFacts> {
   // Calls `subscriber` with every fact published from now on until the returned token is
   // destroyed. Throws VLException for an empty subscriber.
   std::unique_ptr<Subscription> subscribe(Subscriber subscriber);
-  // Hands `fact` to every current subscriber, in the order they subscribed. Cheap when
+  // Hands `fact` to every current subscriber, in the order they subscribed, its text cut to
+  // kVLKeptTextLimit bytes (vl_boundedText). Cheap when
   // nobody listens; never throws for want of subscribers.
   void publish(const VLProviderFact& fact);
   // Publishes a fact of `kind` with `text`.

@@ -5,7 +5,9 @@
 // queue. A settled expectation no longer refers to its validator, so a later fulfil or fail
 // only rewrites the expectation's own result, comment and error (last call wins), which
 // still counts in a later finishValidation(). Fields may be read and written from any
-// thread; each access is atomic on its own.
+// thread; each access is atomic on its own. Texts and errors are kept cut to
+// kVLKeptTextLimit bytes each (vl_boundedText, VLError::bounded): they often quote the
+// provider, and a provider must not decide how much memory a run keeps.
 #pragma once
 
 #include <memory>

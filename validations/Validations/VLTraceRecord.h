@@ -41,7 +41,8 @@ class VLTraceRecord {
   double t() const { return t_; }
   void setT(double seconds) { t_ = seconds; }
 
-  // Appends the field `key` with `value` (a key already present is replaced in place).
+  // Appends the field `key` with `value` (a key already present is replaced in place); a text
+  // longer than kVLKeptTextLimit bytes is kept cut by vl_boundedText.
   // Returns the record, so that fields can be chained.
   VLTraceRecord& set(const std::string& key, VLValue value);
   // Returns the fields in their order.
@@ -50,7 +51,7 @@ class VLTraceRecord {
   const VLValue& value(const std::string& key) const;
   // Returns the text of `key`: a string as it is, an item as its one-line description
   // (events and checks keep the item itself and describe it only when read: most records
-  // are never shown); "" when absent or of another kind.
+  // are never shown, and cut like a text field); "" when absent or of another kind.
   std::string text(const std::string& key) const;
 
   // Returns a copy whose texts carry " [mark]" after every marked identifier and name, with

@@ -10,6 +10,7 @@
 
 #include "Choice/VLProviderChoice.h"
 #include "Core/VLText.h"
+#include "Vaultline/VLPlatform.h"
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
@@ -319,6 +320,7 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
     std::cout.flush();
     std::cerr.flush();
     std::fflush(nullptr);
+    VLPlatform::removeTemporaryDirectory();  // no exit handler runs after _Exit
     std::_Exit(status);
   }
   return status;

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <thread>
 
+#include "Vaultline/VLPlatform.h"
 #include "vlvalidate/VLExitCode.h"
 
 namespace {
@@ -52,6 +53,7 @@ void VLInterruptWatcher::install() {
       if (!handler) {
         std::cout.flush();
         std::fflush(nullptr);
+        VLPlatform::removeTemporaryDirectory();  // no exit handler runs after _Exit
         std::_Exit(vl_interruptedExitCode(signal));
       }
       handler(signal, count);

@@ -1,5 +1,6 @@
 #include "Validations/VLExpectation.h"
 
+#include "Core/VLText.h"
 #include "Validations/VLValidationErrors.h"
 #include "Validations/VLValidator.h"
 
@@ -12,7 +13,7 @@ std::string VLExpectation::description() const {
 
 void VLExpectation::setDescription(std::string text) {
   std::lock_guard lock(mutex_);
-  description_ = std::move(text);
+  description_ = vl_boundedText(std::move(text));
 }
 
 std::shared_ptr<VLValidator> VLExpectation::validator() const {
@@ -32,7 +33,7 @@ std::optional<std::string> VLExpectation::comment() const {
 
 void VLExpectation::setComment(std::optional<std::string> comment) {
   std::lock_guard lock(mutex_);
-  comment_ = std::move(comment);
+  comment_ = comment ? std::optional<std::string>(vl_boundedText(std::move(*comment))) : std::nullopt;
 }
 
 VLValidationResult VLExpectation::result() const {
@@ -52,7 +53,7 @@ VLErrorRef VLExpectation::error() const {
 
 void VLExpectation::setError(VLErrorRef error) {
   std::lock_guard lock(mutex_);
-  error_ = std::move(error);
+  error_ = VLError::bounded(error);
 }
 
 void VLExpectation::handOver() {
@@ -72,9 +73,10 @@ void VLExpectation::fulfillWithCommentText(const std::string& text) {
 void VLExpectation::fail() { failWithError(nullptr); }
 
 void VLExpectation::failWithError(VLErrorRef error) {
+  error = VLError::bounded(error);
   {
     std::lock_guard lock(mutex_);
-    comment_ = error ? std::optional<std::string>(vl_prettyDescription(error)) : std::nullopt;
+    comment_ = error ? std::optional<std::string>(vl_boundedText(vl_prettyDescription(error))) : std::nullopt;
     error_ = std::move(error);
     result_ = VLValidationResultFailed;
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Core/VLFormat.h"
+#include "Core/VLText.h"
 #include "Validations/VLItemDescription.h"
 #include "Validations/VLMarkAnnotator.h"
 #include "Vaultline/VLItem.h"
@@ -51,6 +52,10 @@ const char* VLTraceRecord::kindName() const {
 }
 
 VLTraceRecord& VLTraceRecord::set(const std::string& key, VLValue value) {
+  // Texts often quote the provider: a record keeps at most kVLKeptTextLimit bytes of each.
+  if (const std::string* text = value.string(); text && text->size() > kVLKeptTextLimit) {
+    value = vl_boundedText(*text);
+  }
   for (auto& field : fields_) {
     if (field.first == key) {
       field.second = std::move(value);
@@ -71,7 +76,7 @@ const VLValue& VLTraceRecord::value(const std::string& key) const {
 std::string VLTraceRecord::text(const std::string& key) const {
   const VLValue& found = value(key);
   if (const std::string* text = found.string()) return *text;
-  if (auto item = found.objectAs<VLItem>()) return vl_prettyDescription(item);
+  if (auto item = found.objectAs<VLItem>()) return vl_boundedText(vl_prettyDescription(item));
   return std::string();
 }
 

@@ -1,0 +1,73 @@
+// Another user who plants a folder or a symbolic link where a run's working folder could be
+// expected (named after the run's process ID) gains nothing: the run writes nothing through
+// them, leaves them as they were, and removes its own folder when it ends.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::set<std::string> entriesOf(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) names.insert(entry.path().lexically_relative(folder));
+  return names;
+}
+
+struct Plant {
+  std::string name;
+  std::string script;  // shell lines run before vlvalidate; $W is the predictable folder, $O the outside one
+};
+
+TEST(WorkingFolder, PlantedFoldersAndLinksAreNeverWrittenThrough) {
+  const Plant plants[] = {
+      {"the folder is a link", "ln -s \"$O\" \"$W\""},
+      {"the folder exists, open to all, with links inside",
+       "mkdir -m 777 \"$W\" && ln -s \"$O\" \"$W/SimulatedProvider-1\" && ln -s \"$O/stolen\" \"$W/Hello.txt\""},
+  };
+  for (const auto& plant : plants) {
+    SCOPED_TRACE(plant.name);
+    const fs::path root = fs::path(::testing::TempDir()) / ("vlvalidate-plant-" + std::to_string(::getpid()));
+    fs::remove_all(root);
+    const fs::path tmp = root / "tmp", outside = root / "outside";
+    fs::create_directories(tmp);
+    fs::create_directories(outside);
+    const fs::path log = root / "run.log";
+
+    // The shell's process ID is the one vlvalidate runs with after exec, so the plant sits
+    // exactly where a folder named after it would be.
+    std::ostringstream command;
+    command << "TMPDIR='" << tmp.string() << "'; export TMPDIR; O='" << outside.string()
+            << "'; W=\"$TMPDIR/VaultlineValidations-$$\"; " << plant.script << " && exec '" << VLVALIDATE_PATH
+            << "' --filter 'VLContainerValidation.SecondItem*:VLFileTypeValidation.*' > '" << log.string()
+            << "' 2>&1";
+    const int status = std::system(command.str().c_str());
+    std::ifstream in(log);
+    std::stringstream output;
+    output << in.rdbuf();
+    ASSERT_TRUE(WIFEXITED(status)) << output.str();
+    EXPECT_EQ(WEXITSTATUS(status), 0) << output.str();
+
+    EXPECT_TRUE(fs::is_empty(outside)) << "written through a planted link";
+    // Only the plant is left in TMPDIR: the run's own folder went with it.
+    std::set<std::string> left;
+    for (const auto& entry : fs::directory_iterator(tmp)) left.insert(entry.path().filename());
+    ASSERT_EQ(left.size(), 1u) << *left.rbegin();
+    const fs::path predictable = tmp / *left.begin();
+    if (fs::is_symlink(predictable)) {
+      EXPECT_EQ(fs::read_symlink(predictable), outside);
+    } else {
+      EXPECT_EQ(entriesOf(predictable), (std::set<std::string>{"Hello.txt", "SimulatedProvider-1"}));
+    }
+    fs::remove_all(root);
+  }
+}
+
+}  // namespace
