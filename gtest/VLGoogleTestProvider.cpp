@@ -1,7 +1,7 @@
 #include "vlgtest/VLGoogleTestProvider.h"
 
 #include "Choice/VLProviderUnavailable.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 #include "vlvalidate/VLEligibility.h"
 #include "vlvalidate/VLProviderProperties.h"
 
