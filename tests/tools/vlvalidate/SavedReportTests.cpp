@@ -109,7 +109,7 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
       {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
       {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
       {{"merge", shardFile("mistyped.json"), "--json", out}, "holds a member of the wrong type"},
-      {{"merge", shardFile("small.json")}, "give --json FILE, --html FILE or --junit FILE"},
+      {{"merge", shardFile("small.json")}, "give --json FILE, --junit FILE or --html FILE"},
       {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
       {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
       {{"report", shardFile("small.json")}, "--html"},

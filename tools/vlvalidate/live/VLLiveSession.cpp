@@ -10,10 +10,9 @@
 #include "Simulated/VLSimulatedSettings.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLEligibility.h"
-#include "vlvalidate/VLHtmlReporter.h"
-#include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLLiveEventLog.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTimeText.h"
 #include "vlvalidate/VLVersion.h"
 
@@ -276,13 +275,11 @@ VLRunSummary VLLiveSession::summaryLocked() const {
 }
 
 std::optional<std::string> VLLiveSession::report(const std::string& reporter) {
+  const auto* row = VLReporterRegistry::fileRow(reporter);
+  if (!row) return std::nullopt;
   std::lock_guard<std::mutex> lock(mutex_);
   if (!catalog_) return std::nullopt;
-  const auto records = recordsLocked();
-  const auto summary = summaryLocked();
-  if (reporter == "junit") return VLJUnitReporter::document(info_, records, summary);
-  if (reporter == "html") return VLHtmlReporter::page(VLJsonReporter::document(info_, records, summary));
-  return VLJsonReporter::render(info_, records, summary);
+  return row->render(VLJsonReporter::document(info_, recordsLocked(), summaryLocked()));
 }
 
 std::string VLLiveSession::choicesJson(const std::string& defaultProvider) {
@@ -290,12 +287,23 @@ std::string VLLiveSession::choicesJson(const std::string& defaultProvider) {
   for (const auto& kind : VLProviderKind::all()) {
     json forms = json::array();
     for (const auto& form : kind.help) forms.push_back({{"usage", form.usage}, {"meaning", form.meaning}});
-    kinds.push_back({{"prefix", kind.prefix}, {"forms", forms}});
+    kinds.push_back({{"prefix", kind.prefix},
+                     {"forms", forms},
+                     {"label", kind.label.empty() ? kind.prefix : kind.label},
+                     {"argumentLabel", kind.argumentLabel},
+                     {"argumentExample", kind.argumentExample},
+                     {"argumentIsSettings", kind.argumentIsSettings}});
   }
   json quirks = json::array();
   for (const auto& quirk : VLSimulatedQuirks::all()) quirks.push_back({{"name", quirk.name}, {"help", quirk.help}});
+  json reports = json::array();
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    reports.push_back({{"name", row.name}, {"label", row.label}, {"url", "/api/report." + row.extension}, {"file", row.downloadName}});
+  }
   return oneLine({{"defaultProvider", defaultProvider},
                   {"kinds", kinds},
+                  {"reports", reports},
                   {"quirks", quirks},
                   {"settings", VLSimulatedSettings::settingNames()}});
 }

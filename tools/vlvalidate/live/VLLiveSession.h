@@ -69,11 +69,13 @@ class VLLiveSession {
   // Stops the current run and waits for its running cases to finish.
   void shutdown();
 
-  // The report of the last run so far, as `reporter` ("json", "junit", "html") writes it; none
-  // before the first run.
+  // The report of the last run so far, as the file reporter `reporter` of
+  // VLReporterRegistry ("json", "junit", "html") writes it; none before the first run or for
+  // a name that is no file reporter's.
   std::optional<std::string> report(const std::string& reporter);
   // The choices a page offers: the provider kinds with their help, the simulated provider's
-  // quirks (name and what goes wrong) and settings, and `defaultProvider`; as JSON.
+  // quirks (name and what goes wrong) and settings, the report downloads (one per file
+  // reporter: name, label, URL) and `defaultProvider`; as JSON.
   static std::string choicesJson(const std::string& defaultProvider);
 
  private:
