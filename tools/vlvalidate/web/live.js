@@ -84,6 +84,9 @@
     const response = await fetch('/api/choices');
     if (!response.ok) throw new Error(await response.text());
     const choices = await response.json();
+    for (const [name, range] of Object.entries(choices.options)) {
+      Object.assign($(name), { min: range.min, max: range.max, value: range.value });
+    }
     kinds = choices.kinds;
     for (const [index, kind] of kinds.entries()) {
       const radio = el('input');
