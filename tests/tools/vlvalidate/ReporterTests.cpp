@@ -3,7 +3,9 @@
 // VL_UPDATE_APPROVED=1 rewrites the approved files from what the reporters write now.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <pugixml.hpp>
@@ -45,7 +47,16 @@ void replay(VLReporter& reporter, const sample::Run& run) {
   reporter.runFinished(run.summary);
 }
 
-std::string temporaryPath(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-" + name; }
+// Files go in a folder of this process's own: other runs of these tests on a shared machine
+// write the same names.
+std::string temporaryPath(const std::string& name) {
+  static const std::string folder = [] {
+    std::string pattern = ::testing::TempDir() + "/vlvalidate-reporters-XXXXXX";
+    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+    return pattern;
+  }();
+  return folder + "/" + name;
+}
 
 TEST(Reporters, ConsoleMatchesItsApprovedOutput) {
   for (bool verbose : {false, true}) {
