@@ -5,9 +5,9 @@
 
 #include "Simulated/Simulated.h"
 #include "suites/VLStandardSuites.h"
-#include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLCaseID.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseFilter.h"
+#include "CaseRun/VLCaseID.h"
+#include "CaseRun/VLCaseRunner.h"
 
 namespace {
 

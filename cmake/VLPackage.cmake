@@ -35,7 +35,7 @@ endfunction()
 
 # Every library an exported target links, as Vaultline::NAME, with its headers except for
 # vlrunner: the runner is linked (by Vaultline::gtest) but offers no interface outside.
-set(VL_PACKAGE_LIBRARIES vlplatform vlsimulated vlremote vlproviderkit vlchoice validations vlfaults)
+set(VL_PACKAGE_LIBRARIES vlplatform vlsimulated vlremote vlproviderkit vlchoice validations vlfaults vlcaserun)
 foreach(library ${VL_PACKAGE_LIBRARIES})
   vl_install_public_tree(${library})
   add_library(Vaultline::${library} ALIAS ${library})

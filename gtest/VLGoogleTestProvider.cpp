@@ -1,9 +1,9 @@
 #include "vlgtest/VLGoogleTestProvider.h"
 
 #include "Choice/VLProviderUnavailable.h"
-#include "vlvalidate/VLCaseRunner.h"
 #include "vlvalidate/VLEligibility.h"
 #include "vlvalidate/VLProviderProperties.h"
+#include "vlvalidate/VLRunPipeline.h"
 
 VLGoogleTestProvider::VLGoogleTestProvider(std::string label, VLGoogleTestOptions options,
                                            std::shared_ptr<VLPlatform> platform, std::shared_ptr<VLProvider> provider)
@@ -11,8 +11,8 @@ VLGoogleTestProvider::VLGoogleTestProvider(std::string label, VLGoogleTestOption
       options_(std::move(options)),
       platform_(std::move(platform)),
       provider_(std::move(provider)),
-      catalog_(VLCaseCatalog::of(provider_)),
-      selected_(catalog_.select(options_.filter, std::nullopt)) {}
+      catalog_(std::make_shared<VLCaseCatalog>(VLCaseCatalog::of(provider_))),
+      selected_(catalog_->select(options_.filter, std::nullopt)) {}
 
 std::shared_ptr<VLGoogleTestProvider> VLGoogleTestProvider::make(std::string label,
                                                                  std::shared_ptr<VLPlatform> platform,
@@ -47,10 +47,15 @@ std::optional<std::string> VLGoogleTestProvider::blocker() {
 }
 
 VLGoogleTestVerdict VLGoogleTestProvider::run(size_t index) const {
-  VLCaseRunOptions options;
-  options.strict = options_.strict;
-  options.defaultTimeout = options_.timeout;
-  options.recordTrace = false;
-  const auto outcome = VLCaseRunner::run(VLCaseRunner::freshCopy(*catalog_.cases().at(index)), options);
-  return VLGoogleTestVerdict::of(outcome.result, VLAttemptRecord::of(outcome).expectations);
+  VLRunPlan plan;
+  plan.catalog = catalog_;
+  plan.runs = {{.caseIndex = index}};
+  plan.info.options.filter = options_.filter;
+  plan.info.options.strict = options_.strict;
+  plan.info.options.timeout = options_.timeout;
+  auto pipeline = VLRunPipeline::make(std::move(plan), {});
+  pipeline->start();
+  const auto outcome = pipeline->wait();
+  const VLAttemptRecord& attempt = outcome.records.at(0).attempts.back();
+  return VLGoogleTestVerdict::of(attempt.verdict, attempt.expectations);
 }

@@ -27,14 +27,14 @@ class VLGoogleTestProvider {
                                                            const VLGoogleTestOptions& options);
 
   // Every case, and the indices of those selected, in listing order.
-  const VLCaseCatalog& catalog() const { return catalog_; }
+  const VLCaseCatalog& catalog() const { return *catalog_; }
   const std::vector<size_t>& selected() const { return selected_; }
 
   // Returns why no case can run (the provider could not be reached or is not eligible), or
   // none. Asks the provider's eligibility on the first call, and only then.
   std::optional<std::string> blocker();
-  // Runs a fresh copy of the case at `index` of the catalog with a fresh validator, and
-  // returns what GoogleTest is to be told.
+  // Runs the case at `index` of the catalog as the runner runs a case (VLRunPipeline: a
+  // fresh copy, a fresh validator), and returns what GoogleTest is to be told.
   VLGoogleTestVerdict run(size_t index) const;
 
  private:
@@ -45,7 +45,7 @@ class VLGoogleTestProvider {
   const VLGoogleTestOptions options_;
   const std::shared_ptr<VLPlatform> platform_;  // kept alive: it plays the provider
   const std::shared_ptr<VLProvider> provider_;  // none when the provider could not be reached
-  VLCaseCatalog catalog_;
+  std::shared_ptr<const VLCaseCatalog> catalog_;
   std::vector<size_t> selected_;
   std::once_flag decided_;
   std::optional<std::string> blocker_;  // written once under decided_

@@ -25,6 +25,13 @@ struct VLProviderKind {
   std::string prefix;
   // Its forms, in the order help lists them.
   std::vector<Form> help;
+  // How a form (the live UI's) offers it: a short label ("exec: a program"; the prefix when
+  // empty) and what follows the prefix: the field's name and an example. A kind whose
+  // argument is the simulated provider's settings gets the quirk list instead.
+  std::string label;
+  std::string argumentLabel;    // "Command"
+  std::string argumentExample;  // "my-provider --verbose"
+  bool argumentIsSettings = false;
   // Checks `argument` (what follows "prefix:", "" when nothing does) without starting
   // anything. Throws VLException saying what is wrong with it.
   std::function<void(const std::string& argument)> parse;

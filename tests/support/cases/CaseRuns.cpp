@@ -1,7 +1,7 @@
 #include "support/CaseRuns.h"
 
-#include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseFilter.h"
+#include "CaseRun/VLCaseRunner.h"
 
 std::vector<VLCaseRun> vl_runCases(const std::shared_ptr<VLProvider>& provider, const std::string& filter,
                                    bool strict) {

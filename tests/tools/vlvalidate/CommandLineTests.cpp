@@ -11,7 +11,7 @@
 #include "ChildProcess.h"
 #include "Faults/VLFaultMatrix.h"
 #include "ReportFiles.h"
-#include "vlvalidate/VLCaseFilter.h"
+#include "CaseRun/VLCaseFilter.h"
 
 namespace {
 

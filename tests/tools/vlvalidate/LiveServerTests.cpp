@@ -15,6 +15,7 @@
 
 #include "ChildProcess.h"
 #include "vlvalidate/VLLiveServer.h"
+#include "vlvalidate/VLReporterRegistry.h"
 
 namespace {
 
@@ -269,6 +270,22 @@ TEST(LiveServer, ARunArrivesLiveAndItsReportsDownload) {
   auto page = server.client().Get("/api/report.html");
   EXPECT_EQ(page->status, 200);
   EXPECT_NE(page->body.find("VLReportView"), std::string::npos);
+  // Every file format of the registry is offered to the page and downloads as its row renders it.
+  const auto offered = json::parse(server.client().Get("/api/choices")->body)["reports"];
+  size_t formats = 0;
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    ASSERT_LT(formats, offered.size()) << row.name;
+    const auto& entry = offered[formats++];
+    EXPECT_EQ(entry["name"], row.name);
+    EXPECT_EQ(entry["file"], row.downloadName);
+    auto download = server.client().Get(entry["url"].get<std::string>().c_str());
+    ASSERT_TRUE(download) << row.name;
+    EXPECT_EQ(download->status, 200) << row.name;
+    EXPECT_EQ(download->get_header_value("Content-Type"), row.mediaType);
+    EXPECT_NE(download->get_header_value("Content-Disposition").find(row.downloadName), std::string::npos);
+  }
+  EXPECT_EQ(formats, offered.size());
 
   // One case again: its record is replaced, the others stay.
   const std::string again_id = planned[0];

@@ -10,6 +10,7 @@
 #include "ChildProcess.h"
 #include "ReportFiles.h"
 #include "vlvalidate/VLHtmlReporter.h"
+#include "vlvalidate/VLReporterRegistry.h"
 
 namespace {
 
@@ -42,12 +43,22 @@ TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
   runInto(provider, "VLContainerValidation.*", shardFile("shard-a.json"));
   runInto(provider, "*-VLContainerValidation.*", shardFile("shard-b.json"));
 
-  auto merged = e2e::run({"merge", shardFile("shard-a.json"), shardFile("shard-b.json"), "--json",
-                          shardFile("merged.json"), "--junit", shardFile("merged.xml"), "--html", shardFile("merged.html")});
+  // Every file format of the registry, each as its row renders the joined JSON report.
+  std::vector<std::string> arguments = {"merge", shardFile("shard-a.json"), shardFile("shard-b.json")};
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    arguments.insert(arguments.end(), {"--" + row.name, shardFile("merged." + row.extension)});
+  }
+  auto merged = e2e::run(arguments);
   ASSERT_EQ(merged.status, 0) << merged.out << merged.err;
 
   const auto whole = e2e::readJson(shardFile("all.json"));
   const auto joined = e2e::readJson(shardFile("merged.json"));
+  const auto joinedInOrder = nlohmann::ordered_json::parse(fileText(shardFile("merged.json")));
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    EXPECT_EQ(fileText(shardFile("merged." + row.extension)), row.render(joinedInOrder)) << row.name;
+  }
   EXPECT_EQ(e2e::verdicts(joined), e2e::verdicts(whole));
   for (const char* count : {"passed", "failed", "inconclusive", "flaky", "selectedCases", "plannedRuns"}) {
     EXPECT_EQ(joined["summary"][count], whole["summary"][count]) << count;
@@ -109,7 +120,7 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
       {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
       {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
       {{"merge", shardFile("mistyped.json"), "--json", out}, "cases[0].repetition is string"},
-      {{"merge", shardFile("small.json")}, "give --json FILE, --html FILE or --junit FILE"},
+      {{"merge", shardFile("small.json")}, "give --json FILE, --junit FILE or --html FILE"},
       {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
       {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
       {{"report", shardFile("small.json")}, "--html"},

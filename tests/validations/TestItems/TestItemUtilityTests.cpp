@@ -9,7 +9,7 @@
 #include "Validations/Validations.h"
 #include "support/ActionRecordingPlatform.h"
 #include "support/TestItems.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "Validations/Validations.h"
 #include "suites/VLStandardSuites.h"
 #include "support/Await.h"
-#include "vlvalidate/VLCaseID.h"
+#include "CaseRun/VLCaseID.h"
 
 // Named, not anonymous: unity builds compile several test files as one.
 namespace case_trace_tests {

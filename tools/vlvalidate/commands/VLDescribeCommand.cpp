@@ -7,8 +7,8 @@
 
 #include "Choice/VLProviderChoice.h"
 #include "vlvalidate/VLCaseCatalog.h"
-#include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLCaseID.h"
+#include "CaseRun/VLCaseFilter.h"
+#include "CaseRun/VLCaseID.h"
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLOutputOptions.h"
 #include "vlvalidate/VLTerminal.h"

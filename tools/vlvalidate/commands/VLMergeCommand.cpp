@@ -2,50 +2,63 @@
 
 #include <CLI/CLI.hpp>
 #include <optional>
+#include <utility>
 
 #include "Choice/VLUsageError.h"
+#include "Core/VLText.h"
 #include "vlvalidate/VLExitCode.h"
-#include "vlvalidate/VLHtmlReporter.h"
-#include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLOutputOptions.h"
 #include "vlvalidate/VLReportFile.h"
 #include "vlvalidate/VLReportMerger.h"
 #include "vlvalidate/VLReportReader.h"
 #include "vlvalidate/VLReportRequest.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLTerminal.h"
 
 VLMergeCommand::VLMergeCommand(VLMergeOptions options) : options_(std::move(options)) {}
 
 void VLMergeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
   command.add_option("FILE", options_.inputs, "JSON reports written by run --json, one per shard")->required();
-  command.add_option("--json", options_.json, "Write the joined JSON report to FILE (- for standard output)")
-      ->type_name("FILE");
-  command.add_option("--html", options_.html, "Write the joined HTML report to FILE (- for standard output)")
-      ->type_name("FILE");
-  command.add_option("--junit", options_.junit, "Write the joined JUnit XML report to FILE (- for standard output)")
-      ->type_name("FILE");
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    const std::string option = "--" + row.name;
+    command
+        .add_option_function<std::string>(
+            option,
+            [this, name = row.name, option](const std::string& path) {
+              if (!path.empty()) options_.outputs.push_back({name, path, option});
+            },
+            "Write the joined " + row.label + " report to FILE (- for standard output)")
+        ->type_name("FILE");
+  }
   output.addTo(command, false);
 }
 
 bool VLMergeCommand::writesToStandardOutput() const {
-  return options_.json == "-" || options_.html == "-" || options_.junit == "-";
+  for (const auto& output : options_.outputs) {
+    if (output.path == "-") return true;
+  }
+  return false;
 }
 
 int VLMergeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
-  if (options_.json.empty() && options_.html.empty() && options_.junit.empty()) {
-    throw VLUsageError("merge writes nothing: give --json FILE, --html FILE or --junit FILE");
+  if (options_.outputs.empty()) {
+    std::vector<std::string> options;
+    for (const auto& name : VLReporterRegistry::fileReporterNames()) options.push_back("--" + name + " FILE");
+    std::string list = options.back();
+    if (options.size() > 1) {
+      options.pop_back();
+      list = vl_join(options, ", ") + " or " + list;
+    }
+    throw VLUsageError("merge writes nothing: give " + list);
   }
   // Every output is checked before any input is read, as a run checks its reports.
-  std::vector<VLReportRequest> requests;
-  if (!options_.json.empty()) requests.push_back({"json", options_.json, "--json"});
-  if (!options_.html.empty()) requests.push_back({"html", options_.html, "--html"});
-  if (!options_.junit.empty()) requests.push_back({"junit", options_.junit, "--junit"});
-  VLReportRequest::checkDistinct(requests);
-  std::optional<VLReportFile> json, html, junit;
-  if (!options_.json.empty()) json.emplace(options_.json, "--json");
-  if (!options_.html.empty()) html.emplace(options_.html, "--html");
-  if (!options_.junit.empty()) junit.emplace(options_.junit, "--junit");
+  VLReportRequest::checkDistinct(options_.outputs);
+  std::vector<std::pair<const VLReporterRegistry::Row*, VLReportFile>> outputs;
+  for (const auto& request : options_.outputs) {
+    outputs.emplace_back(VLReporterRegistry::fileRow(request.reporter), VLReportFile(request.path, request.option));
+  }
 
   std::vector<VLReportMerger::Source> sources;
   for (const auto& path : options_.inputs) {
@@ -54,12 +67,7 @@ int VLMergeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   nlohmann::ordered_json merged;
   try {
     merged = VLReportMerger::merge(sources);
-    if (json) json->write(VLJsonReporter::text(merged));
-    if (junit) {
-      const auto run = VLReportReader::run(merged);
-      junit->write(VLJUnitReporter::document(run.info, run.records, run.summary));
-    }
-    if (html) html->write(VLHtmlReporter::page(merged));
+    for (auto& [row, file] : outputs) file.write(row->render(merged));
   } catch (const nlohmann::json::exception& error) {
     throw VLUsageError("a report holds a member of the wrong type: " + std::string(error.what()));
   }

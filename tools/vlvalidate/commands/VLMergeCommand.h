@@ -1,7 +1,7 @@
 // VLMergeCommand: `vlvalidate merge A.json B.json … --json OUT [--html OUT] [--junit OUT]`:
 // joins the JSON reports of the shards of one run (or of runs against different providers)
-// into one report (VLReportMerger) and writes it as JSON, as the HTML page and as JUnit XML,
-// each by the reporter that writes it during a run. Exits 0 when the reports were joined,
+// into one report (VLReportMerger) and writes it in every format of VLReporterRegistry that
+// is asked for (`--NAME FILE`), each rendered by its registry row. Exits 0 when the reports were joined,
 // whatever their verdicts; 2 when one is not a report of the current format, two overlap,
 // or an output cannot be written.
 #pragma once
@@ -11,13 +11,12 @@
 #include <vector>
 
 #include "vlvalidate/VLCommand.h"
+#include "vlvalidate/VLReportRequest.h"
 
 // What `vlvalidate merge` joins, and where it writes the result.
 struct VLMergeOptions {
-  std::vector<std::string> inputs;  // the reports, in the order their cases are listed
-  std::string json;                 // --json: the joined JSON report ("-": standard output)
-  std::string html;                 // --html: the page of the joined report
-  std::string junit;                // --junit: the joined JUnit XML report
+  std::vector<std::string> inputs;       // the reports, in the order their cases are listed
+  std::vector<VLReportRequest> outputs;  // --NAME FILE: the joined report in that format ("-": standard output)
 };
 
 class VLMergeCommand : public VLCommand {

@@ -7,21 +7,20 @@
 #include <ctime>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 #include "Choice/VLProviderChoice.h"
 #include "Core/VLText.h"
 #include "Vaultline/VLPlatform.h"
-#include "vlvalidate/VLCaseCatalog.h"
-#include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLCaseSelection.h"
 #include "vlvalidate/VLEligibility.h"
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLInterruptWatcher.h"
 #include "vlvalidate/VLOutputOptions.h"
 #include "vlvalidate/VLReporterRegistry.h"
+#include "vlvalidate/VLRunPipeline.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLTimeText.h"
-#include "vlvalidate/VLVersion.h"
 
 namespace {
 
@@ -30,82 +29,53 @@ void touchShardStatusFile() {
   if (const char* path = std::getenv("GTEST_SHARD_STATUS_FILE")) std::ofstream(path, std::ios::app);
 }
 
+// A number as help shows it: "0.01", "3600", "5".
+std::string shortNumber(double value) {
+  std::ostringstream text;
+  text << value;
+  return text.str();
+}
+
+const std::string kTimeoutRange =
+    shortNumber(VLRunOptions::kMinTimeout) + " to " + shortNumber(VLRunOptions::kMaxTimeout);
+
 CLI::Validator secondsValidator() {
   return CLI::Validator(
       [](const std::string& text) -> std::string {
         char* end = nullptr;
         double value = std::strtod(text.c_str(), &end);
-        bool ok = !text.empty() && *end == '\0' && value >= 0.01 && value <= 3600;
-        return ok ? "" : "'" + text + "' is not a number of seconds from 0.01 to 3600";
+        bool ok = !text.empty() && *end == '\0' && value >= VLRunOptions::kMinTimeout &&
+                  value <= VLRunOptions::kMaxTimeout;
+        return ok ? "" : "'" + text + "' is not a number of seconds from " + kTimeoutRange;
       },
       "");
 }
 
-// What running the plan left.
-struct PlanOutcome {
-  std::vector<VLCaseRecord> records;  // one per planned run that finished, in finishing order
-  bool complete = true;               // false when a second interrupt abandoned running cases
-  double wallTime = 0;                // seconds
-  int interruptSignal = 0;            // the signal that stopped the run, 0 for none
-};
-
-// Runs every planned run of `catalog` with a fresh validator each, telling `reporters`, and
-// stops starting cases on an interrupt (abandons running ones on a second).
-PlanOutcome runPlan(const VLCaseCatalog& catalog, const std::vector<VLPlannedRun>& plan, const VLRunOptions& run,
-                    std::vector<std::unique_ptr<VLReporter>>& reporters) {
-  std::vector<std::shared_ptr<VLValidationCase>> planned;
-  for (const auto& each : plan) planned.push_back(catalog.cases()[each.caseIndex]);
-  // The names of the planned run at `index`, without attempts.
-  auto namesOf = [&](size_t index) {
-    VLCaseRecord record = catalog.names()[plan[index].caseIndex];
-    record.repetition = plan[index].repetition;
-    record.order = index;
-    return record;
-  };
-
-  PlanOutcome outcome;  // records: owned by the scheduler's report queue until wait() returns
-  VLCaseScheduler::Options schedule;
-  schedule.jobs = run.jobs;
-  schedule.retries = run.retries;
-  schedule.caseOptions.strict = run.strict;
-  schedule.caseOptions.defaultTimeout = run.timeout;
-  // Reports keep only a trace's first and last records; unless the console prints whole
-  // traces, only those are kept in memory either.
-  schedule.caseOptions.boundTrace = !run.trace;
-  schedule.caseOptions.traceFirst = run.traceLimit / 10;
-  schedule.caseOptions.traceLast = run.traceLimit;
-  auto scheduler = VLCaseScheduler::make(
-      planned, schedule,
-      [&](size_t index) {
-        for (auto& reporter : reporters) reporter->caseStarting(namesOf(index));
-      },
-      [&](size_t index, std::vector<VLCaseOutcome> attempts) {
-        VLCaseRecord record = namesOf(index);
-        for (auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(std::move(attempt)));
-        for (auto& reporter : reporters) reporter->caseFinished(record);
-        outcome.records.push_back(std::move(record));
-      });
-
+// Runs every planned run of `plan`, telling `reporters`, and stops starting cases on an
+// interrupt (abandons running ones on a second). Returns what ran and the signal that
+// stopped it, 0 for none.
+std::pair<VLRunPipeline::Outcome, int> runPlan(const VLRunPlan& plan,
+                                               std::vector<std::unique_ptr<VLReporter>>& reporters) {
+  std::vector<VLRunListener*> listeners;
+  for (auto& reporter : reporters) listeners.push_back(reporter.get());
+  auto pipeline = VLRunPipeline::make(plan, listeners);
   // The handler may still be running when the run is over; it shares what it writes.
   auto interruptSignal = std::make_shared<std::atomic<int>>(0);
-  VLInterruptWatcher::setHandler([&reporters, scheduler, interruptSignal](int signal, int count) {
+  VLInterruptWatcher::setHandler([&reporters, pipeline, interruptSignal](int signal, int count) {
     *interruptSignal = signal;
     if (count == 1) {
-      size_t running = scheduler->requestStop();
-      scheduler->post([&reporters, running] {
+      size_t running = pipeline->requestStop();
+      pipeline->post([&reporters, running] {
         for (auto& reporter : reporters) reporter->runStopping(running);
       });
     } else {
-      scheduler->abandon();
+      pipeline->abandon();
     }
   });
-  const auto started = std::chrono::steady_clock::now();
-  scheduler->start();
-  outcome.complete = scheduler->wait();
-  outcome.wallTime = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  pipeline->start();
+  auto outcome = pipeline->wait();
   VLInterruptWatcher::setHandler({});
-  outcome.interruptSignal = interruptSignal->load();
-  return outcome;
+  return {std::move(outcome), interruptSignal->load()};
 }
 
 }  // namespace
@@ -151,11 +121,16 @@ void VLRunCommand::addSelectionOptions(CLI::App& command) {
       ->check(CLI::IsMember({"1", "2"}).description(""))
       ->type_name("1|2");
   command.add_flag("--strict", run.strict, "Turn on the suites' stricter optional checks");
-  command.add_option("--timeout", run.timeout, "The validators' default time-out, 0.01 to 3600 (default 5)")
+  command.add_option("--timeout", run.timeout,
+                     "The validators' default time-out, " + kTimeoutRange + " (default " +
+                         shortNumber(VLRunOptions{}.timeout) + ")")
       ->check(secondsValidator())
       ->type_name("SECONDS");
-  command.add_option("-j,--jobs", run.jobs, "Run up to N cases at once against the provider, 1 to 256 (default 1)")
-      ->check(CLI::Range(1, 256).description(""))
+  command
+      .add_option("-j,--jobs", run.jobs,
+                  "Run up to N cases at once against the provider, 1 to " + std::to_string(VLRunOptions::kMaxJobs) +
+                      " (default " + std::to_string(VLRunOptions{}.jobs) + ")")
+      ->check(CLI::Range(1, VLRunOptions::kMaxJobs).description(""))
       ->type_name("N");
   command.add_option("--repeat", run.repeat, "Run the selection N times, 1 to 1000 (default 1)")
       ->check(CLI::Range(1, 1000).description(""))
@@ -275,36 +250,24 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   }
 
   // 2. Its cases, selected and ordered.
-  const auto catalog = VLCaseCatalog::of(installed.provider);
-  auto selected = catalog.select(run.filter, run.category);
-  selected = VLCaseSelection::shard(selected, run.shardIndex, run.totalShards);
-  const auto plan = VLCaseSelection::plan(selected, run.repeat, run.shuffleSeed);
-
-  VLRunInfo info;
-  info.toolVersion = VLVersion::text();
-  info.startTime = vl_utcTimestamp(std::time(nullptr));
-  info.providerChoice = choice.text();
-  info.providerName = installed.provider->identifier();
-  info.properties = properties;
-  info.options = run;
-  info.selectedCases = selected.size();
-  info.plannedRuns = plan.size();
-  for (auto& reporter : reporters) reporter->runStarting(info);
-  if (selected.empty()) {
+  const VLRunPlan plan = VLRunPlan::make(choice.text(), installed.provider, properties, run);
+  for (auto& reporter : reporters) reporter->runStarting(plan.info);
+  if (plan.info.selectedCases == 0) {
     terminal->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +
                     " has no case: more shards than selected cases.\n");
   }
 
   // 3 to 5. Every planned run, with a fresh validator each; then the summary.
-  const PlanOutcome outcome = runPlan(catalog, plan, run, reporters);
+  const auto [outcome, interruptSignal] = runPlan(plan, reporters);
   std::optional<int> interruptedCode;
   // An interrupt that left no planned run unstarted changed nothing.
-  if (outcome.interruptSignal && outcome.records.size() < plan.size()) {
-    interruptedCode = vl_interruptedExitCode(outcome.interruptSignal);
+  if (interruptSignal && outcome.records.size() < plan.runs.size()) {
+    interruptedCode = vl_interruptedExitCode(interruptSignal);
   }
   std::optional<VLBaselineComparison> comparison;
-  if (baseline) comparison = baseline->compare(outcome.records, catalog.shortIDs());
-  auto summary = VLRunSummary::of(outcome.records, run, plan.size(), outcome.wallTime, comparison, interruptedCode);
+  if (baseline) comparison = baseline->compare(outcome.records, plan.catalog->shortIDs());
+  auto summary =
+      VLRunSummary::of(outcome.records, run, plan.runs.size(), outcome.wallTime, comparison, interruptedCode);
   int status = summary.exitCode;
   for (auto& reporter : reporters) {
     try {

@@ -6,7 +6,7 @@
 #include "Choice/VLProviderChoice.h"
 #include "Faults/VLFaultMatcher.h"
 #include "suites/VLStandardSuites.h"
-#include "vlvalidate/VLCaseFilter.h"
+#include "CaseRun/VLCaseFilter.h"
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
 #include "vlvalidate/VLOutputOptions.h"

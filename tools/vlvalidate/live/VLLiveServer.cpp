@@ -13,6 +13,7 @@
 #include "vlvalidate/VLLiveEventLog.h"
 #include "vlvalidate/VLLiveGuard.h"
 #include "vlvalidate/VLLiveSession.h"
+#include "vlvalidate/VLReporterRegistry.h"
 #include "vlvalidate/VLWebAssets.h"
 
 namespace {
@@ -258,15 +259,13 @@ void VLLiveServer::addRoutes() {
         });
   });
 
-  auto download = [&parts](const std::string& reporter, const std::string& file, const std::string& type) {
-    return [&parts, reporter, file, type](const httplib::Request&, httplib::Response& response) {
-      auto document = parts.session->report(reporter);
-      if (!document) return answerJson(response, 404, {{"error", "There is no run yet: start one first."}});
-      response.set_header("Content-Disposition", "attachment; filename=\"" + file + "\"");
-      response.set_content(*document, type);
-    };
-  };
-  http.Get("/api/report.json", download("json", "vlvalidate-report.json", "application/json"));
-  http.Get("/api/report.xml", download("junit", "vlvalidate-junit.xml", "application/xml"));
-  http.Get("/api/report.html", download("html", "vlvalidate-report.html", "text/html; charset=utf-8"));
+  // One download per file reporter, by its extension.
+  http.Get(R"(/api/report\.([a-z]+))", [&parts](const httplib::Request& request, httplib::Response& response) {
+    const auto* row = VLReporterRegistry::rowForExtension(request.matches[1]);
+    if (!row) return answerJson(response, 404, {{"error", "No report is named so."}});
+    auto document = parts.session->report(row->name);
+    if (!document) return answerJson(response, 404, {{"error", "There is no run yet: start one first."}});
+    response.set_header("Content-Disposition", "attachment; filename=\"" + row->downloadName + "\"");
+    response.set_content(*document, row->mediaType);
+  });
 }

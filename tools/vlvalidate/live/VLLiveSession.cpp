@@ -2,21 +2,17 @@
 
 #include <chrono>
 #include <csignal>
-#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "Choice/VLProviderChoice.h"
 #include "Core/VLText.h"
 #include "Simulated/VLSimulatedSettings.h"
-#include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLEligibility.h"
-#include "vlvalidate/VLHtmlReporter.h"
-#include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonInput.h"
 #include "vlvalidate/VLJsonReporter.h"
 #include "vlvalidate/VLLiveEventLog.h"
-#include "vlvalidate/VLTimeText.h"
-#include "vlvalidate/VLVersion.h"
+#include "vlvalidate/VLReporterRegistry.h"
+#include "vlvalidate/VLRunPipeline.h"
 
 using json = nlohmann::ordered_json;
 
@@ -65,11 +61,13 @@ VLLiveRunRequest VLLiveRunRequest::parse(const std::string& body) {
   request.jobs = member(document, "jobs", request.jobs);
   request.ignoreEligibility = member(document, "ignoreEligibility", request.ignoreEligibility);
   if (request.filter.empty()) request.filter = "*";
-  if (!(request.timeout >= 0.01 && request.timeout <= 3600)) {
-    throw VLUsageError("the time-out must be 0.01 to 3600 seconds, not " + json(request.timeout).dump());
+  if (!(request.timeout >= VLRunOptions::kMinTimeout && request.timeout <= VLRunOptions::kMaxTimeout)) {
+    throw VLUsageError("the time-out must be " + json(VLRunOptions::kMinTimeout).dump() + " to " +
+                       json(VLRunOptions::kMaxTimeout).dump() + " seconds, not " + json(request.timeout).dump());
   }
-  if (request.jobs < 1 || request.jobs > 256) {
-    throw VLUsageError("jobs must be 1 to 256, not " + std::to_string(request.jobs));
+  if (request.jobs < 1 || request.jobs > VLRunOptions::kMaxJobs) {
+    throw VLUsageError("jobs must be 1 to " + std::to_string(VLRunOptions::kMaxJobs) + ", not " +
+                       std::to_string(request.jobs));
   }
   return request;
 }
@@ -97,48 +95,37 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
       // The previous provider goes first: one platform is current at a time.
       std::lock_guard<std::mutex> lock(mutex_);
       installed_.reset();
-      catalog_.reset();
+      plan_.reset();
     }
     VLInstalledProvider installed = choice.install();
     const bool eligible = VLEligibility::decide(installed.provider);
-    VLRunInfo info;
-    info.toolVersion = VLVersion::text();
-    info.startTime = vl_utcTimestamp(std::time(nullptr));
-    info.providerChoice = choice.text();
-    info.providerName = installed.provider->identifier();
-    info.properties = VLProviderProperties::of(*installed.provider);
-    info.options.filter = request.filter;
-    info.options.strict = request.strict;
-    info.options.timeout = request.timeout;
-    info.options.jobs = request.jobs;
-    info.options.ignoreEligibility = request.ignoreEligibility;
+    VLRunOptions options;
+    options.filter = request.filter;
+    options.strict = request.strict;
+    options.timeout = request.timeout;
+    options.jobs = request.jobs;
+    options.ignoreEligibility = request.ignoreEligibility;
     if (!eligible && !request.ignoreEligibility) {
-      return refuse(422, "Provider " + info.providerName + " (" + choice.text() +
+      return refuse(422, "Provider " + installed.provider->identifier() + " (" + choice.text() +
                              ") is not eligible for validation: its validation service refused or could not be "
                              "reached. Tick \"ignore eligibility\" to run anyway.");
     }
-    VLCaseCatalog catalog = VLCaseCatalog::of(installed.provider);
-    const auto selected = catalog.select(request.filter, std::nullopt);
+    VLRunPlan plan =
+        VLRunPlan::make(choice.text(), installed.provider, VLProviderProperties::of(*installed.provider), options);
     std::lock_guard<std::mutex> lock(mutex_);
-    plan_ = VLCaseSelection::plan(selected, 1, std::nullopt);
-    info.selectedCases = selected.size();
-    info.plannedRuns = plan_.size();
-    info_ = info;
+    plan_ = std::move(plan);
     installed_ = std::move(installed);
-    catalog_ = std::move(catalog);
-    records_.assign(plan_.size(), std::nullopt);
+    records_.assign(plan_->runs.size(), std::nullopt);
     wallTime_ = 0;
     stopped_ = false;
     events_->restart();
     // The page starts its report from this: the JSON report's header, no case, no summary.
-    json header = VLJsonReporter::document(info_, {}, VLRunSummary{});
+    json header = VLJsonReporter::document(plan_->info, {}, VLRunSummary{});
     header["summary"] = nullptr;
     json names = json::array();
-    for (const auto& run : plan_) names.push_back(catalog_->names()[run.caseIndex].shortID);
+    for (size_t order = 0; order < plan_->runs.size(); ++order) names.push_back(plan_->namesOf(order).shortID);
     events_->append("run", oneLine({{"report", header}, {"planned", names}}));
-    std::vector<size_t> orders;
-    for (size_t order = 0; order < plan_.size(); ++order) orders.push_back(order);
-    launchLocked(std::move(orders));
+    launchLocked({});
     return {};
   } catch (const VLProviderUnavailable& error) {
     return refuse(502, std::string("The provider could not be started or reached: ") + error.what());
@@ -150,9 +137,9 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
 VLLiveSession::Reply VLLiveSession::rerun(const std::string& shortID) {
   std::unique_lock<std::mutex> lock(mutex_);
   if (state_ != State::Idle) return {409, "A run is already going on: stop it or wait for it to end."};
-  if (!catalog_) return {404, "There is no run yet: start one first."};
-  for (size_t order = 0; order < plan_.size(); ++order) {
-    if (catalog_->names()[plan_[order].caseIndex].shortID != shortID) continue;
+  if (!plan_) return {404, "There is no run yet: start one first."};
+  for (size_t order = 0; order < plan_->runs.size(); ++order) {
+    if (plan_->namesOf(order).shortID != shortID) continue;
     state_ = State::Starting;  // keeps other requests off runThread_ while it is joined
     lock.unlock();
     if (runThread_.joinable()) runThread_.join();  // it has ended: the state was Idle
@@ -167,9 +154,9 @@ VLLiveSession::Reply VLLiveSession::rerun(const std::string& shortID) {
 
 VLLiveSession::Reply VLLiveSession::stop() {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (state_ != State::Running || !scheduler_) return {409, "No run is going on."};
+  if (state_ != State::Running || !pipeline_) return {409, "No run is going on."};
   stopped_ = true;
-  const size_t running = scheduler_->requestStop();
+  const size_t running = pipeline_->requestStop();
   events_->append("stopping", oneLine({{"running", running}}));
   return {};
 }
@@ -177,87 +164,67 @@ VLLiveSession::Reply VLLiveSession::stop() {
 void VLLiveSession::shutdown() {
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (scheduler_) scheduler_->requestStop();
+    if (pipeline_) pipeline_->requestStop();
   }
   if (runThread_.joinable() && runThread_.get_id() != std::this_thread::get_id()) runThread_.join();
 }
 
 void VLLiveSession::launchLocked(std::vector<size_t> orders) {
-  std::vector<std::shared_ptr<VLValidationCase>> cases;
-  for (size_t order : orders) cases.push_back(catalog_->cases()[plan_[order].caseIndex]);
-  // What the callbacks need, copied: they run on other threads while the run goes on.
-  const VLRunInfo info = info_;
-  std::vector<VLCaseRecord> names;
-  for (size_t order : orders) {
-    names.push_back(catalog_->names()[plan_[order].caseIndex]);
-    names.back().order = order;
-  }
-  VLCaseScheduler::Options options;
-  options.jobs = info.options.jobs;
-  options.caseOptions.strict = info.options.strict;
-  options.caseOptions.defaultTimeout = info.options.timeout;
-  // Keep what the reports keep of each trace, not the whole of it.
-  options.caseOptions.boundTrace = true;
-  options.caseOptions.traceFirst = info.options.traceLimit / 10;
-  options.caseOptions.traceLast = info.options.traceLimit;
-  auto events = events_;
-  options.prepareAttempt = [events, orders](size_t index, int attempt, VLCaseRunOptions& caseOptions) {
-    const size_t order = orders[index];
-    caseOptions.statusBlock = [events, order, attempt](const std::shared_ptr<VLExpectation>& expectation,
-                                                       const VLValidator::MarkTable&) {
-      const auto record = VLExpectationRecord::of(*expectation);
-      json error = nullptr;
-      if (record.error) {
-        error = {{"domain", record.error->domain}, {"code", record.error->code},
-                 {"description", record.error->description}};
-      }
-      events->append("expectation", oneLine({{"order", order},
-                                             {"attempt", attempt},
-                                             {"description", record.description},
-                                             {"result", vl_resultName(record.result)},
-                                             {"comment", record.comment ? json(*record.comment) : json(nullptr)},
-                                             {"error", error},
-                                             {"sentAt", epochMilliseconds()}}));
-    };
-    // Trace calls come one at a time (the validator's trace lock), so a plain count will do.
-    auto sent = std::make_shared<int>(0);
-    caseOptions.traceListener = [events, order, attempt, sent](const VLTraceRecord& record) {
-      if ((*sent)++ >= kLiveTraceRecords) return;
-      events->append("trace", oneLine({{"order", order},
-                                       {"attempt", attempt},
-                                       {"kind", record.kindName()},
-                                       {"line", record.line()},
-                                       {"last", *sent == kLiveTraceRecords}}));
-    };
-  };
-  auto started = [events, names](size_t index) {
-    const VLCaseRecord& record = names[index];
-    events->append("case-start", oneLine({{"order", record.order}, {"id", record.shortID}, {"title", record.title}}));
-  };
-  auto finished = [this, info, names](size_t index, std::vector<VLCaseOutcome> attempts) {
-    VLCaseRecord record = names[index];
-    for (auto& attempt : attempts) record.attempts.push_back(VLAttemptRecord::of(std::move(attempt)));
-    json entry = caseJson(info, record);
-    std::lock_guard<std::mutex> lock(mutex_);
-    events_->append("case", oneLine({{"order", record.order}, {"case", entry}}));
-    records_[record.order] = std::move(record);
-  };
-  scheduler_ = VLCaseScheduler::make(std::move(cases), options, started, finished);
+  pipeline_ = VLRunPipeline::make(*plan_, {this}, std::move(orders));
   state_ = State::Running;
-  runThread_ = std::thread([this, scheduler = scheduler_] {
-    const auto began = std::chrono::steady_clock::now();
-    scheduler->start();
-    scheduler->wait();
-    finishRun(std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+  runThread_ = std::thread([this, pipeline = pipeline_] {
+    pipeline->start();
+    finishRun(pipeline->wait().wallTime);
   });
+}
+
+void VLLiveSession::prepareAttempt(const VLCaseRecord& names, int attempt, VLCaseRunOptions& caseOptions) {
+  auto events = events_;
+  const size_t order = names.order;
+  caseOptions.statusBlock = [events, order, attempt](const std::shared_ptr<VLExpectation>& expectation,
+                                                     const VLValidator::MarkTable&) {
+    const auto record = VLExpectationRecord::of(*expectation);
+    json error = nullptr;
+    if (record.error) {
+      error = {{"domain", record.error->domain}, {"code", record.error->code},
+               {"description", record.error->description}};
+    }
+    events->append("expectation", oneLine({{"order", order},
+                                           {"attempt", attempt},
+                                           {"description", record.description},
+                                           {"result", vl_resultName(record.result)},
+                                           {"comment", record.comment ? json(*record.comment) : json(nullptr)},
+                                           {"error", error},
+                                           {"sentAt", epochMilliseconds()}}));
+  };
+  // Trace calls come one at a time (the validator's trace lock), so a plain count will do.
+  auto sent = std::make_shared<int>(0);
+  caseOptions.traceListener = [events, order, attempt, sent](const VLTraceRecord& record) {
+    if ((*sent)++ >= kLiveTraceRecords) return;
+    events->append("trace", oneLine({{"order", order},
+                                     {"attempt", attempt},
+                                     {"kind", record.kindName()},
+                                     {"line", record.line()},
+                                     {"last", *sent == kLiveTraceRecords}}));
+  };
+}
+
+void VLLiveSession::caseStarting(const VLCaseRecord& record) {
+  events_->append("case-start", oneLine({{"order", record.order}, {"id", record.shortID}, {"title", record.title}}));
+}
+
+void VLLiveSession::caseFinished(const VLCaseRecord& record) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  events_->append("case", oneLine({{"order", record.order}, {"case", caseJson(plan_->info, record)}}));
+  records_[record.order] = record;
 }
 
 void VLLiveSession::finishRun(double wallTime) {
   std::lock_guard<std::mutex> lock(mutex_);
   wallTime_ += wallTime;
-  scheduler_.reset();
+  pipeline_.reset();
   state_ = State::Idle;
-  const json summary = VLJsonReporter::document(info_, {}, summaryLocked())["summary"];
+  const json summary = VLJsonReporter::document(plan_->info, {}, summaryLocked())["summary"];
   events_->append("finished", oneLine({{"summary", summary}}));
 }
 
@@ -272,18 +239,16 @@ std::vector<VLCaseRecord> VLLiveSession::recordsLocked() const {
 VLRunSummary VLLiveSession::summaryLocked() const {
   const auto records = recordsLocked();
   std::optional<int> interrupted;
-  if (stopped_ && records.size() < plan_.size()) interrupted = vl_interruptedExitCode(SIGINT);
-  return VLRunSummary::of(records, info_.options, plan_.size(), wallTime_, std::nullopt, interrupted);
+  if (stopped_ && records.size() < plan_->runs.size()) interrupted = vl_interruptedExitCode(SIGINT);
+  return VLRunSummary::of(records, plan_->info.options, plan_->runs.size(), wallTime_, std::nullopt, interrupted);
 }
 
 std::optional<std::string> VLLiveSession::report(const std::string& reporter) {
+  const auto* row = VLReporterRegistry::fileRow(reporter);
+  if (!row) return std::nullopt;
   std::lock_guard<std::mutex> lock(mutex_);
-  if (!catalog_) return std::nullopt;
-  const auto records = recordsLocked();
-  const auto summary = summaryLocked();
-  if (reporter == "junit") return VLJUnitReporter::document(info_, records, summary);
-  if (reporter == "html") return VLHtmlReporter::page(VLJsonReporter::document(info_, records, summary));
-  return VLJsonReporter::render(info_, records, summary);
+  if (!plan_) return std::nullopt;
+  return row->render(VLJsonReporter::document(plan_->info, recordsLocked(), summaryLocked()));
 }
 
 std::string VLLiveSession::choicesJson(const std::vector<std::string>& allowed) {
@@ -291,13 +256,29 @@ std::string VLLiveSession::choicesJson(const std::vector<std::string>& allowed) 
   for (const auto& kind : VLProviderKind::all()) {
     json forms = json::array();
     for (const auto& form : kind.help) forms.push_back({{"usage", form.usage}, {"meaning", form.meaning}});
-    kinds.push_back({{"prefix", kind.prefix}, {"forms", forms}});
+    kinds.push_back({{"prefix", kind.prefix},
+                     {"forms", forms},
+                     {"label", kind.label.empty() ? kind.prefix : kind.label},
+                     {"argumentLabel", kind.argumentLabel},
+                     {"argumentExample", kind.argumentExample},
+                     {"argumentIsSettings", kind.argumentIsSettings}});
   }
   json quirks = json::array();
   for (const auto& quirk : VLSimulatedQuirks::all()) quirks.push_back({{"name", quirk.name}, {"help", quirk.help}});
+  json reports = json::array();
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    reports.push_back({{"name", row.name}, {"label", row.label}, {"url", "/api/report." + row.extension}, {"file", row.downloadName}});
+  }
+  const VLRunOptions defaults;
+  const json options = {
+      {"timeout", {{"min", VLRunOptions::kMinTimeout}, {"max", VLRunOptions::kMaxTimeout}, {"value", defaults.timeout}}},
+      {"jobs", {{"min", 1}, {"max", VLRunOptions::kMaxJobs}, {"value", defaults.jobs}}}};
   return oneLine({{"defaultProvider", allowed.empty() ? std::string("sim") : allowed.front()},
                   {"allowedProviders", allowed},
+                  {"options", options},
                   {"kinds", kinds},
+                  {"reports", reports},
                   {"quirks", quirks},
                   {"settings", VLSimulatedSettings::settingNames()}});
 }

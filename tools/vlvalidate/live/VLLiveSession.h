@@ -1,5 +1,6 @@
 // VLLiveSession: the runs of the live UI, one at a time: it brings up the provider a page
-// chose, runs the selected cases on a thread of its own, and turns what happens into events
+// chose, runs the selected cases on a thread of its own through the runner's VLRunPipeline,
+// and, as a listener of that pipeline, turns what happens into events
 // of a VLLiveEventLog as it happens: each case's start, each settled expectation (the
 // validator's status callback), the first records of each attempt's trace, each finished
 // case as the JSON report writes it, and the summary. It keeps the run's records, so the
@@ -19,21 +20,21 @@
 #include <vector>
 
 #include "Choice/VLInstalledProvider.h"
-#include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseRecord.h"
-#include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLRunListener.h"
+#include "vlvalidate/VLRunPlan.h"
 #include "vlvalidate/VLRunSummary.h"
 
-class VLCaseScheduler;
 class VLLiveEventLog;
+class VLRunPipeline;
 
 // What a page asks to run, as its form sends it.
 struct VLLiveRunRequest {
   std::string provider = "sim";    // as --provider takes it: "sim:case-sensitive-names", "exec:…", "unix:…"
   std::string filter = "*";        // GoogleTest-style pattern, as --filter
   bool strict = false;             // as --strict
-  double timeout = 5;              // the validators' default time-out, 0.01 to 3600 seconds
-  int jobs = 1;                    // cases at once, 1 to 256
+  double timeout = VLRunOptions{}.timeout;  // the validators' default time-out, in VLRunOptions' range
+  int jobs = VLRunOptions{}.jobs;            // cases at once, in VLRunOptions' range
   bool ignoreEligibility = false;  // run although the provider refuses validation
 
   // Reads a request from the page's JSON body (nested no deeper than VLJsonInput allows);
@@ -42,7 +43,7 @@ struct VLLiveRunRequest {
   static VLLiveRunRequest parse(const std::string& body);
 };
 
-class VLLiveSession {
+class VLLiveSession : public VLRunListener {
  public:
   // How a request went: an HTTP status (200 or 202 when it went well) and, when it did not,
   // a sentence saying why, for the page to show.
@@ -53,7 +54,7 @@ class VLLiveSession {
 
   // Appends its events to `events`.
   explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events);
-  ~VLLiveSession();
+  ~VLLiveSession() override;
   VLLiveSession(const VLLiveSession&) = delete;
   VLLiveSession& operator=(const VLLiveSession&) = delete;
 
@@ -70,18 +71,25 @@ class VLLiveSession {
   // Stops the current run and waits for its running cases to finish.
   void shutdown();
 
-  // The report of the last run so far, as `reporter` ("json", "junit", "html") writes it; none
-  // before the first run.
+  // The report of the last run so far, as the file reporter `reporter` of
+  // VLReporterRegistry ("json", "junit", "html") writes it; none before the first run or for
+  // a name that is no file reporter's.
   std::optional<std::string> report(const std::string& reporter);
   // The choices a page offers: the provider kinds with their help, the simulated provider's
-  // quirks (name and what goes wrong) and settings, the choices `allowed` on the command
-  // line (the first is the default); as JSON.
+  // quirks (name and what goes wrong) and settings, the report downloads (one per file
+  // reporter: name, label, URL), the numeric options' ranges and defaults, and the choices
+  // `allowed` on the command line (the first is the default); as JSON.
   static std::string choicesJson(const std::vector<std::string>& allowed);
+
+  // What the pipeline tells: each case's start and end, each attempt's live callbacks.
+  void caseStarting(const VLCaseRecord& record) override;
+  void caseFinished(const VLCaseRecord& record) override;
+  void prepareAttempt(const VLCaseRecord& names, int attempt, VLCaseRunOptions& options) override;
 
  private:
   enum class State { Idle, Starting, Running };
 
-  // Runs the planned runs at `orders` of the current plan on a new scheduler. Called with
+  // Runs the planned runs at `orders` of the current plan on a new pipeline. Called with
   // mutex_ held.
   void launchLocked(std::vector<size_t> orders);
   // Ends a run whose scheduler has returned.
@@ -93,12 +101,10 @@ class VLLiveSession {
   std::mutex mutex_;
   State state_ = State::Idle;                  // guarded by mutex_
   std::optional<VLInstalledProvider> installed_;  // guarded by mutex_; kept until the next run
-  std::optional<VLCaseCatalog> catalog_;       // guarded by mutex_
-  std::vector<VLPlannedRun> plan_;             // guarded by mutex_
-  VLRunInfo info_;                             // guarded by mutex_
+  std::optional<VLRunPlan> plan_;              // guarded by mutex_; the last run's
   std::vector<std::optional<VLCaseRecord>> records_;  // guarded by mutex_; one per planned run, by order
   double wallTime_ = 0;                        // guarded by mutex_; every launch's time added up
   bool stopped_ = false;                       // guarded by mutex_: the page stopped the run
-  std::shared_ptr<VLCaseScheduler> scheduler_;  // guarded by mutex_; set while a run goes on
+  std::shared_ptr<VLRunPipeline> pipeline_;    // guarded by mutex_; set while a run goes on
   std::thread runThread_;                      // joined by the next start() and by shutdown()
 };

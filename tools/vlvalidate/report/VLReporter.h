@@ -13,22 +13,16 @@
 
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLRunInfo.h"
+#include "vlvalidate/VLRunListener.h"
 #include "vlvalidate/VLRunSummary.h"
 
 class VLTerminal;
 
-class VLReporter {
+// Between runStarting and runFinished it hears the run as every VLRunListener does.
+class VLReporter : public VLRunListener {
  public:
-  virtual ~VLReporter() = default;
-
   // The run is set up: provider, properties, options, how many runs are planned.
   virtual void runStarting(const VLRunInfo& info) = 0;
-  // A planned run of a case starts (`record` holds its names, no attempt yet).
-  virtual void caseStarting(const VLCaseRecord& record) { (void)record; }
-  // A planned run of a case has ended, every attempt in `record`.
-  virtual void caseFinished(const VLCaseRecord& record) = 0;
-  // An interrupt stopped the run from starting more cases; `running` cases are finishing.
-  virtual void runStopping(size_t running) { (void)running; }
   // The run is over. Throws VLException when the report cannot be written.
   virtual void runFinished(const VLRunSummary& summary) = 0;
 };

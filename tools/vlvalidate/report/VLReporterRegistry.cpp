@@ -1,11 +1,14 @@
 #include "vlvalidate/VLReporterRegistry.h"
 
+#include <nlohmann/json.hpp>
+
 #include "Core/VLException.h"
 #include "Core/VLText.h"
 #include "vlvalidate/VLConsoleReporter.h"
 #include "vlvalidate/VLHtmlReporter.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
+#include "vlvalidate/VLReportReader.h"
 
 namespace {
 
@@ -29,13 +32,32 @@ const std::vector<VLReporterRegistry::Row>& VLReporterRegistry::rows() {
            }},
       {.name = "json",
        .fileHelp = "Write the JSON report to FILE (- for standard output)",
-       .make = writingFile<VLJsonReporter>},
+       .make = writingFile<VLJsonReporter>,
+       .render = [](const nlohmann::ordered_json& report) { return VLJsonReporter::text(report); },
+       .label = "JSON",
+       .extension = "json",
+       .downloadName = "vlvalidate-report.json",
+       .mediaType = "application/json"},
       {.name = "junit",
        .fileHelp = "Write the JUnit XML report to FILE (- for standard output)",
-       .make = writingFile<VLJUnitReporter>},
+       .make = writingFile<VLJUnitReporter>,
+       .render =
+           [](const nlohmann::ordered_json& report) {
+             const auto run = VLReportReader::run(report);
+             return VLJUnitReporter::document(run.info, run.records, run.summary);
+           },
+       .label = "JUnit",
+       .extension = "xml",
+       .downloadName = "vlvalidate-junit.xml",
+       .mediaType = "application/xml"},
       {.name = "html",
        .fileHelp = "Write the HTML report, one self-contained page, to FILE (- for standard output)",
-       .make = writingFile<VLHtmlReporter>},
+       .make = writingFile<VLHtmlReporter>,
+       .render = [](const nlohmann::ordered_json& report) { return VLHtmlReporter::page(report); },
+       .label = "HTML",
+       .extension = "html",
+       .downloadName = "vlvalidate-report.html",
+       .mediaType = "text/html; charset=utf-8"},
   };
   return table;
 }
@@ -55,4 +77,18 @@ std::vector<std::string> VLReporterRegistry::fileReporterNames() {
     if (row.writesFile()) names.push_back(row.name);
   }
   return names;
+}
+
+const VLReporterRegistry::Row* VLReporterRegistry::fileRow(const std::string& name) {
+  for (const auto& row : rows()) {
+    if (row.writesFile() && row.name == name) return &row;
+  }
+  return nullptr;
+}
+
+const VLReporterRegistry::Row* VLReporterRegistry::rowForExtension(const std::string& extension) {
+  for (const auto& row : rows()) {
+    if (row.writesFile() && row.extension == extension) return &row;
+  }
+  return nullptr;
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Validations/VLValidationErrors.h"
-#include "vlvalidate/VLCaseID.h"
+#include "CaseRun/VLCaseID.h"
 
 VLExpectationRecord VLExpectationRecord::of(const VLExpectation& expectation) {
   VLExpectationRecord record;

@@ -11,7 +11,7 @@
 
 #include "Validations/VLValidationResult.h"
 #include "Validations/VLTraceExcerpt.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 
 // An expectation's error, as shown: domain, code and diagnostic description.
 struct VLErrorRecord {

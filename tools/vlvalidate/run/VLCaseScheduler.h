@@ -16,7 +16,7 @@
 
 #include "Dispatch/VLDispatchQueue.h"
 #include "Dispatch/VLSemaphore.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 
 class VLCaseScheduler : public std::enable_shared_from_this<VLCaseScheduler> {
  public:

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "Choice/VLUsageError.h"
-#include "vlvalidate/VLCaseFilter.h"
+#include "CaseRun/VLCaseFilter.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "vlvalidate/VLFaultMatrixCheck.h"
 
 #include "Faults/VLFaultMatcher.h"
-#include "vlvalidate/VLCaseFilter.h"
+#include "CaseRun/VLCaseFilter.h"
 #include "vlvalidate/VLCaseScheduler.h"
 #include "vlvalidate/VLEligibility.h"
 

@@ -11,7 +11,7 @@
 
 #include "Faults/VLFaultMatrix.h"
 #include "Vaultline/VLProvider.h"
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 
 // How one check went.
 struct VLFaultCheckResult {

@@ -8,6 +8,10 @@
 #include <string>
 
 struct VLRunOptions {
+  // The ranges every front end holds its options to (the defaults are the members' own).
+  static constexpr double kMinTimeout = 0.01, kMaxTimeout = 3600;  // seconds
+  static constexpr int kMaxJobs = 256;
+
   std::string filter = "*";             // --filter: GoogleTest-style pattern over short IDs and unit-test names
   std::optional<std::string> category;  // --category: "1" or "2"; none for every category
   bool strict = false;                  // --strict: the suites' stricter optional checks

@@ -32,18 +32,24 @@
   }
 
   // ---- The form: the provider choice, built from the server's own tables.
+  // The kinds as the server lists them (/api/choices), in its order.
+  let kinds = [];
+  const checkedKind = () => (document.querySelector('input[name="kind"]:checked') || {}).value;
+
   function providerText() {
-    const kind = document.querySelector('input[name="kind"]:checked').value;
-    if (kind === 'exec') return `exec:${$('command').value.trim()}`;
-    if (kind === 'unix') return `unix:${$('socket').value.trim()}`;
-    const parts = [...document.querySelectorAll('#quirks input:checked')].map((box) => box.value);
-    for (const setting of $('settings').value.split(',')) if (setting.trim()) parts.push(setting.trim());
-    return parts.length ? `sim:${parts.join(',')}` : 'sim';
+    const kind = kinds.find((each) => each.prefix === checkedKind());
+    if (!kind) return '';
+    if (kind.argumentIsSettings) {
+      const parts = [...document.querySelectorAll('#quirks input:checked')].map((box) => box.value);
+      for (const setting of $('settings').value.split(',')) if (setting.trim()) parts.push(setting.trim());
+      return parts.length ? `${kind.prefix}:${parts.join(',')}` : kind.prefix;
+    }
+    return `${kind.prefix}:${$(`argument-${kind.prefix}`).value.trim()}`;
   }
 
   function showKind() {
-    const kind = document.querySelector('input[name="kind"]:checked').value;
-    for (const name of ['sim', 'exec', 'unix']) $(`kind-${name}`).hidden = name !== kind;
+    const chosen = checkedKind();
+    for (const kind of kinds) $(`kind-${kind.prefix}`).hidden = kind.prefix !== chosen;
     refreshChoice();
   }
 
@@ -60,9 +66,9 @@
     const argument = colon < 0 ? '' : choice.slice(colon + 1);
     const radio = document.querySelector(`input[name="kind"][value="${CSS.escape(kind)}"]`);
     if (radio) radio.checked = true;
-    if (kind === 'exec') $('command').value = argument;
-    if (kind === 'unix') $('socket').value = argument;
-    if (kind === 'sim') {
+    const row = kinds.find((each) => each.prefix === kind);
+    if (row && !row.argumentIsSettings) $(`argument-${kind}`).value = argument;
+    if (row && row.argumentIsSettings) {
       const settings = [];
       for (const part of argument.split(',').map((text) => text.trim()).filter(Boolean)) {
         const box = document.querySelector(`#quirks input[value="${CSS.escape(part)}"]`);
@@ -103,9 +109,45 @@
     const response = await fetch('/api/choices', { headers: authorized() });
     if (!response.ok) throw new Error(await response.text());
     const choices = await response.json();
-    for (const kind of choices.kinds) {
-      const help = $(`kind-${kind.prefix}-help`);
-      if (help) help.textContent = kind.forms.map((form) => `${form.usage}: ${form.meaning.replace(/\n/g, ' ')}`).join(' · ');
+    for (const [name, range] of Object.entries(choices.options)) {
+      Object.assign($(name), { min: range.min, max: range.max, value: range.value });
+    }
+    kinds = choices.kinds;
+    for (const [index, kind] of kinds.entries()) {
+      const radio = el('input');
+      radio.type = 'radio';
+      radio.name = 'kind';
+      radio.value = kind.prefix;
+      radio.checked = index === 0;
+      radio.addEventListener('change', showKind);
+      const label = el('label');
+      label.append(radio, ` ${kind.label}`);
+      $('kinds').append(label);
+
+      const panel = el('div', 'kind-panel');
+      panel.id = `kind-${kind.prefix}`;
+      panel.hidden = index !== 0;
+      panel.append(el('p', 'hint', kind.forms.map((form) => `${form.usage}: ${form.meaning.replace(/\n/g, ' ')}`).join(' · ')));
+      if (kind.argumentIsSettings) {
+        const settings = $('settings-panel');
+        settings.hidden = false;
+        panel.append(settings);
+      } else {
+        const field = el('label', 'field', `${kind.argumentLabel || 'Argument'} `);
+        const input = el('input');
+        input.id = `argument-${kind.prefix}`;
+        input.type = 'text';
+        input.placeholder = kind.argumentExample || '';
+        field.append(input);
+        panel.append(field);
+      }
+      $('kind-panels').append(panel);
+    }
+    for (const report of choices.reports) {
+      const button = el('button', '', report.label);
+      button.type = 'button';
+      button.addEventListener('click', () => act(() => download(report)));
+      $('downloads').append(button);
     }
     for (const quirk of choices.quirks) {
       const label = el('label', 'quirk');
@@ -157,15 +199,15 @@
     }));
   }
 
-  async function download(button) {
-    const response = await fetch(button.dataset.download, { headers: authorized() });
+  async function download(report) {
+    const response = await fetch(report.url, { headers: authorized() });
     if (!response.ok) {
       const answer = await response.json().catch(() => ({}));
       throw new Error(answer.error || `${response.status} ${response.statusText}`);
     }
     const link = el('a');
     link.href = URL.createObjectURL(await response.blob());
-    link.download = button.dataset.file;
+    link.download = report.file;
     link.click();
     setTimeout(() => URL.revokeObjectURL(link.href), 0);
   }
@@ -341,11 +383,7 @@
   document.addEventListener('DOMContentLoaded', () => {
     $('run-form').addEventListener('submit', startRun);
     $('run-form').addEventListener('input', refreshChoice);
-    for (const radio of document.querySelectorAll('input[name="kind"]')) radio.addEventListener('change', showKind);
     $('stop').addEventListener('click', () => act(() => post('/api/stop', {})));
-    for (const button of document.querySelectorAll('[data-download]')) {
-      button.addEventListener('click', () => act(() => download(button)));
-    }
     act(async () => {
       await openSession();
       connect();

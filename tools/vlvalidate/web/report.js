@@ -84,9 +84,24 @@
     return value < 1 ? `${(value * 1000).toFixed(value < 0.01 ? 2 : 0)} ms` : `${value.toFixed(2)} s`;
   }
 
+  // What a person reads for the report's members in the panels; a member not listed here
+  // shows its own name.
+  const memberWords = {
+    selectedCases: 'Selected cases', plannedRuns: 'Planned runs', passed: 'Passed', failed: 'Failed',
+    inconclusive: 'Inconclusive', flaky: 'Flaky', notRun: 'Not run', interrupted: 'Interrupted',
+    wallTime: 'Wall-clock time', casesTime: 'Time in cases', exitCode: 'Exit status', conclusion: 'Conclusion',
+    argument: 'Chosen as', identifier: 'Identifier', alternateRootContainer: 'Alternate root container',
+    syncingProvider: 'Syncs with a server', hasNoWorkingSet: 'Has no working set',
+    eligibleForValidation: 'Eligible for validation',
+    filter: 'Filter', category: 'Category', strict: 'Strict', timeout: 'Time-out (s)', jobs: 'Cases at once',
+    repeat: 'Repeat', retries: 'Retries', shuffleSeed: 'Shuffle seed', shardIndex: 'Shard index',
+    totalShards: 'Shards', ignoreEligibility: 'Ignore eligibility', failOnInconclusive: 'Fail on inconclusive',
+    traceLimit: 'Trace records kept',
+  };
+
   function keyValueTable(object) {
     const rows = Object.entries(object || {}).map(([key, value]) =>
-      h('tr', null, h('th', { scope: 'row' }, key), h('td', null, value === null ? '—' : String(value))));
+      h('tr', null, h('th', { scope: 'row' }, memberWords[key] || key), h('td', null, value === null ? '—' : String(value))));
     return h('table', { class: 'vl-kv' }, h('tbody', null, rows));
   }
 

@@ -1,4 +1,4 @@
-#include "vlvalidate/VLCaseFilter.h"
+#include "CaseRun/VLCaseFilter.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "vlvalidate/VLCaseID.h"
+#include "CaseRun/VLCaseID.h"
 
 std::string vl_caseSuiteName(const VLValidationCase& validationCase) {
   return validationCase.suiteClass() ? validationCase.suiteClass()->name() : validationCase.className();

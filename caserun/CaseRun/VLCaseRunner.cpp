@@ -1,8 +1,8 @@
-#include "vlvalidate/VLCaseRunner.h"
+#include "CaseRun/VLCaseRunner.h"
 
 #include "Dispatch/VLSemaphore.h"
-#include "vlvalidate/VLCaseFilter.h"
-#include "vlvalidate/VLCaseID.h"
+#include "CaseRun/VLCaseFilter.h"
+#include "CaseRun/VLCaseID.h"
 
 VLCaseOutcome VLCaseRunner::run(const std::shared_ptr<VLValidationCase>& validationCase,
                                 const VLCaseRunOptions& options) {
