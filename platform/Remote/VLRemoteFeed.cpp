@@ -1,8 +1,11 @@
 #include "Remote/VLRemoteFeed.h"
 
+#include <algorithm>
 #include <atomic>
 
+#include "Core/VLFormat.h"
 #include "Core/VLLog.h"
+#include "Dispatch/VLBackgroundQueue.h"
 #include "Remote/VLProviderProtocolError.h"
 #include "Remote/VLRemoteCollection.h"
 #include "Remote/VLRemoteSession.h"
@@ -85,13 +88,75 @@ void VLRemoteFeed::receiveAnswer(const VLRemoteConnection::Answer& answer) {
     return;
   }
   if (more) {
-    std::lock_guard lock(mutex_);
-    if (state_ != State::Pending) return;
-    state_ = State::Paging;
-    pages_ = std::move(items);
+    std::string fault;
+    {
+      std::lock_guard lock(mutex_);
+      if (state_ != State::Pending) return;
+      state_ = State::Paging;
+      pages_ = std::move(items);
+      fault = pagingFaultLocked(0, pages_.size(), *session);
+    }
+    if (!fault.empty()) {
+      failPaging(fault);
+      return;
+    }
+    double left = session->options().requestTimeout -
+                  std::chrono::duration<double>(std::chrono::steady_clock::now() - requested_).count();
+    watchPaging(left);
     return;
   }
   load(std::move(items));
+}
+
+std::string VLRemoteFeed::pagingFaultLocked(size_t pages, size_t members, const VLRemoteSession& session) const {
+  const auto& options = session.options();
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - requested_).count();
+  std::string passed;
+  if (pages > options.maximumPages) {
+    passed = "more than " + std::to_string(options.maximumPages) + " pages";
+  } else if (members > options.maximumPagedMembers) {
+    passed = "more than " + std::to_string(options.maximumPagedMembers) + " members";
+  } else if (seconds > options.requestTimeout) {
+    passed = "more than " + VLFormat("%g", options.requestTimeout) + " s (the request time-out)";
+  } else {
+    return "";
+  }
+  return "The provider " + session.name() + "'s paged answer to collections.subscribe for subscription " +
+         std::to_string(number_) + " did not end within its bounds: it took " + passed + "; after " +
+         std::to_string(pages) + " pages of collections.items, " + std::to_string(members) + " members and " +
+         VLFormat("%.1f", seconds) + " s it had not sent its last page.";
+}
+
+void VLRemoteFeed::watchPaging(double seconds) {
+  std::weak_ptr<VLRemoteFeed> weak = weak_from_this();
+  auto settled = settled_;
+  // A watcher per paged answer, which is rare; it wakes as soon as the feed loads or ends.
+  VLBackgroundQueue::shared().async([weak, settled, seconds] {
+    if (settled->wait(std::max(seconds, 0.0))) {
+      settled->signal();  // handed on, as waitUntilSettled does
+      return;
+    }
+    auto feed = weak.lock();
+    if (!feed) return;
+    auto session = feed->session_.lock();
+    if (!session) return;
+    std::string fault;
+    {
+      std::lock_guard lock(feed->mutex_);
+      if (feed->state_ != State::Paging) return;
+      // Past the time-out by now, whatever the counts.
+      fault = feed->pagingFaultLocked(feed->pageCount_, feed->pages_.size(), *session);
+    }
+    if (!fault.empty()) feed->failPaging(fault);
+  });
+}
+
+void VLRemoteFeed::failPaging(const std::string& why) {
+  if (auto session = session_.lock()) {
+    VLLog::error("%@", why);
+    session->facts()->publish(VLProviderFact::Kind::ProtocolFault, why);
+  }
+  end(vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer, why));
 }
 
 void VLRemoteFeed::receivePage(const VLRemoteJSONReader& params, const std::string& what) {
@@ -107,12 +172,15 @@ void VLRemoteFeed::receivePage(const VLRemoteJSONReader& params, const std::stri
     return;
   }
   std::vector<VLItemRef> all;
+  std::string fault;
   {
     std::lock_guard lock(mutex_);
     if (state_ == State::Ended) return;
     if (state_ == State::Paging) {
+      ++pageCount_;
       pages_.insert(pages_.end(), std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
-      if (more) return;
+      if (more) fault = pagingFaultLocked(pageCount_, pages_.size(), *session);
+      if (more && fault.empty()) return;
       all = std::move(pages_);
       pages_.clear();
       state_ = State::Pending;  // until load() makes it Loaded: the reader thread is the only writer
@@ -120,6 +188,10 @@ void VLRemoteFeed::receivePage(const VLRemoteJSONReader& params, const std::stri
       all.clear();
       more = true;  // marks the page as unexpected
     }
+  }
+  if (!fault.empty()) {
+    failPaging(fault);
+    return;
   }
   if (more) {
     std::string why = "The provider " + session->name() + " sent " + what +

@@ -9,6 +9,7 @@
 // in the order the notifications arrived. Made and owned by VLRemoteSession.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -28,7 +29,7 @@ class VLRemoteJSONError;
 class VLRemoteJSONReader;
 class VLRemoteSession;
 
-class VLRemoteFeed {
+class VLRemoteFeed : public std::enable_shared_from_this<VLRemoteFeed> {
  public:
   // A collection's place on the feed: `token` names it in every later call; `members` holds
   // the scope's members when the feed had loaded them already (otherwise they come later
@@ -74,6 +75,14 @@ class VLRemoteFeed {
   // Ends the feed over an invalid notification (`what` names it): logged, published as a
   // protocol fault, and delivered to every attached collection as its error.
   void failInvalid(const std::string& what, const VLRemoteJSONError& invalid);
+  // Whether the paged answer so far (`pages` after the answer, `members` in all) passed a
+  // bound, and if so the reason naming it; or "" (caller holds mutex_).
+  std::string pagingFaultLocked(size_t pages, size_t members, const VLRemoteSession& session) const;
+  // Ends the feed over a paged answer that passed a bound.
+  void failPaging(const std::string& why);
+  // Fails the feed when its paged answer has not ended by the request time-out, even if the
+  // provider sends nothing more.
+  void watchPaging(double seconds);
   // Makes the members those of `items`, and hands them to every attached collection.
   void load(std::vector<VLItemRef> items);
   // Ends the feed and tells every attached collection.
@@ -82,12 +91,15 @@ class VLRemoteFeed {
 
   const std::weak_ptr<VLRemoteSession> session_;
   const uint64_t number_;
+  // When the subscription was requested (the feed is made just before): the paging clock.
+  const std::chrono::steady_clock::time_point requested_ = std::chrono::steady_clock::now();
   // Signalled once, when the feed loads or ends; waiters hand the signal on.
   const std::shared_ptr<VLSemaphore> settled_ = VLSemaphore::make(0);
 
   mutable std::mutex mutex_;
   State state_ = State::Pending;                         // guarded by mutex_
   std::vector<VLItemRef> pages_;                         // guarded by mutex_: members the pages so far gave
+  size_t pageCount_ = 0;                                 // guarded by mutex_: collections.items received
   std::unordered_map<std::string, VLItemRef> members_;   // guarded by mutex_: by identifier, once loaded
   Attached attached_;                                    // guarded by mutex_
 };
