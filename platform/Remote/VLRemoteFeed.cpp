@@ -51,8 +51,25 @@ std::optional<VLRemoteFeed::Attachment> VLRemoteFeed::attach(const std::shared_p
   Attachment attachment;
   attachment.token = nextAttachmentToken++;
   attached_.emplace_back(attachment.token, collection);
-  if (state_ == State::Loaded) attachment.members = membersLocked();
+  attachment.loaded = state_ == State::Loaded;
   return attachment;
+}
+
+std::string VLRemoteFeed::orderingKey(const std::vector<VLSortDescriptor>& descriptors) {
+  std::string key;
+  for (const auto& descriptor : descriptors) key += (descriptor.ascending ? "+" : "-") + descriptor.key + "\n";
+  return key;
+}
+
+VLRemoteFeed::Snapshot VLRemoteFeed::sorted(const std::vector<VLSortDescriptor>& descriptors) {
+  std::lock_guard lock(mutex_);
+  if (state_ != State::Loaded) return nullptr;
+  auto [ordering, added] = orderings_.try_emplace(orderingKey(descriptors));
+  if (added) {
+    ordering->second.setDescriptors(descriptors);
+    ordering->second.reload(membersLocked());
+  }
+  return ordering->second.snapshot();
 }
 
 size_t VLRemoteFeed::detach(uint64_t token) {
@@ -108,7 +125,8 @@ void VLRemoteFeed::receiveAnswer(const VLRemoteConnection::Answer& answer) {
   load(std::move(items));
 }
 
-std::string VLRemoteFeed::pagingFaultLocked(size_t pages, size_t members, const VLRemoteSession& session) const {
+std::string VLRemoteFeed::pagingFaultLocked(size_t pages, size_t members, const VLRemoteSession& session,
+                                            bool outOfTime) const {
   const auto& options = session.options();
   double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - requested_).count();
   std::string passed;
@@ -116,7 +134,7 @@ std::string VLRemoteFeed::pagingFaultLocked(size_t pages, size_t members, const 
     passed = "more than " + std::to_string(options.maximumPages) + " pages";
   } else if (members > options.maximumPagedMembers) {
     passed = "more than " + std::to_string(options.maximumPagedMembers) + " members";
-  } else if (seconds > options.requestTimeout) {
+  } else if (outOfTime || seconds > options.requestTimeout) {
     passed = "more than " + VLFormat("%g", options.requestTimeout) + " s (the request time-out)";
   } else {
     return "";
@@ -144,8 +162,7 @@ void VLRemoteFeed::watchPaging(double seconds) {
     {
       std::lock_guard lock(feed->mutex_);
       if (feed->state_ != State::Paging) return;
-      // Past the time-out by now, whatever the counts.
-      fault = feed->pagingFaultLocked(feed->pageCount_, feed->pages_.size(), *session);
+      fault = feed->pagingFaultLocked(feed->pageCount_, feed->pages_.size(), *session, true);
     }
     if (!fault.empty()) feed->failPaging(fault);
   });
@@ -212,12 +229,13 @@ void VLRemoteFeed::load(std::vector<VLItemRef> items) {
     members_.clear();
     members_.reserve(items.size());
     // Of repeated identifiers the last wins, as in a collection's own list.
-    for (const auto& item : items) members_[item->itemIdentifier()] = item;
+    for (auto& item : items) members_[item->itemIdentifier()] = std::move(item);
+    orderings_.clear();  // sorted again when first asked for
     state_ = State::Loaded;
     live = liveCollections(attached_);
   }
   settled_->signal();
-  for (const auto& [token, collection] : live) collection->receiveLoad(token, items);
+  for (const auto& [token, collection] : live) collection->receiveLoad(token);
 }
 
 void VLRemoteFeed::receiveChanges(const VLRemoteJSONReader& params, const std::string& what) {
@@ -226,6 +244,7 @@ void VLRemoteFeed::receiveChanges(const VLRemoteJSONReader& params, const std::s
   std::vector<std::string> deleted;
   std::vector<VLItemRef> updated;
   VLItemRef observed;
+  Batches batches;
   try {
     if (auto field = params.optionalField("deleted")) {
       for (const auto& identifier : field->array()) deleted.push_back(identifier.string());
@@ -247,9 +266,16 @@ void VLRemoteFeed::receiveChanges(const VLRemoteJSONReader& params, const std::s
     }
     for (const auto& identifier : deleted) members_.erase(identifier);
     for (const auto& item : updated) members_[item->itemIdentifier()] = item;
+    for (auto& [key, ordering] : orderings_) {
+      Batch batch;
+      batch.before = ordering.snapshot();
+      batch.changes = ordering.apply(deleted, updated);
+      batch.after = ordering.snapshot();
+      batches.emplace(key, std::move(batch));
+    }
     live = liveCollections(attached_);
   }
-  for (const auto& [token, collection] : live) collection->receiveChanges(token, deleted, updated, observed);
+  for (const auto& [token, collection] : live) collection->receiveChanges(token, batches, observed);
 }
 
 void VLRemoteFeed::failInvalid(const std::string& what, const VLRemoteJSONError& invalid) {
@@ -270,6 +296,7 @@ void VLRemoteFeed::end(const VLErrorRef& error) {
     if (state_ == State::Ended) return;
     state_ = State::Ended;
     members_.clear();
+    orderings_.clear();
     pages_.clear();
     live = liveCollections(attached_);
     attached_.clear();

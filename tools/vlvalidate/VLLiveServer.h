@@ -19,6 +19,7 @@ class VLLiveServer {
     int port = 0;                       // --port: 0 picks a free port
     std::string provider = "sim";       // --provider: the choice the page starts with
     std::string token;                  // "" for a fresh one (tests give their own)
+    double handshakeTimeout = 10.0;     // --handshake-timeout: for every provider a run starts
   };
 
   // Binds to the address and port. Throws VLUsageError saying why when it cannot.

@@ -50,8 +50,9 @@ class VLLiveSession {
     std::string error;
   };
 
-  // Appends its events to `events`.
-  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events);
+  // Appends its events to `events`; providers it starts have `handshakeTimeout` seconds to
+  // answer the protocol's initialize.
+  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events, double handshakeTimeout = 10.0);
   ~VLLiveSession();
   VLLiveSession(const VLLiveSession&) = delete;
   VLLiveSession& operator=(const VLLiveSession&) = delete;
@@ -88,6 +89,7 @@ class VLLiveSession {
   std::vector<VLCaseRecord> recordsLocked() const;
 
   const std::shared_ptr<VLLiveEventLog> events_;
+  const double handshakeTimeout_;
   std::mutex mutex_;
   State state_ = State::Idle;                  // guarded by mutex_
   std::optional<VLInstalledProvider> installed_;  // guarded by mutex_; kept until the next run

@@ -31,13 +31,15 @@ void VLServeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
       ->type_name("ADDR");
   addProviderOption(command, options_.provider);
   command.add_flag("--open", options_.open, "Open the page in the desktop's browser (xdg-open)");
+  addHandshakeTimeoutOption(command, options_.handshakeTimeout);
   output.addTo(command, false);
 }
 
 int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   VLProviderChoice::parse(options_.provider);  // a typo is found now, not in the page
   auto server = VLLiveServer::make(
-      {.address = options_.listen, .port = options_.port, .provider = options_.provider, .token = ""});
+      {.address = options_.listen, .port = options_.port, .provider = options_.provider, .token = "",
+       .handshakeTimeout = options_.handshakeTimeout});
   if (!VLLiveGuard::isLoopback(options_.listen)) {
     std::cerr << "vlvalidate: warning: listening on " << options_.listen
               << ", not a loopback address: other machines can reach the live UI, which can start programs "

@@ -15,6 +15,7 @@ struct VLServeOptions {
   std::string listen = "127.0.0.1";  // --listen: the address to listen on
   std::string provider = "sim";    // --provider: the choice the page starts with
   bool open = false;               // --open: open the page in the desktop's browser (xdg-open)
+  double handshakeTimeout = 10.0;  // --handshake-timeout: for every provider a page starts
 };
 
 class VLServeCommand : public VLCommand {
