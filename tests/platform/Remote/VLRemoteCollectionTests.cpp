@@ -239,9 +239,12 @@ TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   // "c" goes between the two by date and first by name: each collection hears of it at its
   // own row (an insert names the item at its row of the new list).
   changed({{"updated", {ScriptedProvider::item("c", 15)}}});
-  auto insertOf = [](const std::string& identifier) {
-    return [identifier](const Event& e) { return e.kind == "insert" && e.item && e.item->itemIdentifier() == identifier; };
+  auto eventOf = [](const std::string& kind, const std::string& identifier) {
+    return [kind, identifier](const Event& e) {
+      return e.kind == kind && e.item && e.item->itemIdentifier() == identifier;
+    };
   };
+  auto insertOf = [&](const std::string& identifier) { return eventOf("insert", identifier); };
   ASSERT_GE(named->waitFor(insertOf("c")), 0);
   ASSERT_GE(recorder->waitFor(insertOf("c")), 0);
   EXPECT_EQ(identifiers(collection), (std::vector<std::string>{"b", "c", "a"}));
@@ -255,8 +258,7 @@ TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   ASSERT_GE(recorder->waitFor(insertOf("bb")), 0);
   EXPECT_EQ(identifiers(byName), (std::vector<std::string>{"b", "bb", "c"}));
   EXPECT_EQ(identifiers(collection), (std::vector<std::string>{"b", "c", "bb"}));
-  EXPECT_GE(named->waitFor([](const Event& e) { return e.kind == "delete" && e.item && e.item->itemIdentifier() == "a"; },
-                           afterReorder), 0);
+  EXPECT_GE(named->waitFor(eventOf("delete", "a"), afterReorder), 0);
   byName->workingQueue()->sync([&] { byName->stopObserving(); });
 }
 
