@@ -119,7 +119,7 @@ TEST(RemoteProvider, AnInvalidRootItemIsNamedAsTheCauseOfIneligibility) {
   auto result = e2e::run({"--provider", "exec:python3 '" + proxy + "' root-count '" + VL_PROVIDER_SIM + "'",
                           "--filter", "VLContainerValidation.ImportAddsToContainer/RootContainer"});
   EXPECT_EQ(result.status, 3) << result.out << result.err;
-  for (const char* words : {"answer to items.root: result.item.childItemCount: expected an integer",
+  for (const char* words : {"  answer to items.root", "result.item.childItemCount: expected an integer",
                             "hasNoWorkingSet         unknown", "eligibleForValidation   unknown",
                             "Its answers broke the provider protocol"}) {
     EXPECT_NE(result.out.find(words), std::string::npos) << words << " in " << result.out;
