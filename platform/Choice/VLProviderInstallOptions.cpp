@@ -1,10 +1,12 @@
 #include "Choice/VLProviderInstallOptions.h"
 
 #include "Choice/VLUsageError.h"
+#include "Core/VLFormat.h"
 
 VLRemotePlatform::Options VLProviderInstallOptions::remoteOptions() const {
   VLRemotePlatform::Options options;
   options.watchWorkingSet = true;
+  options.handshakeTimeout = checkedHandshakeTimeout(handshakeTimeout);
   if (protocolLog.empty()) return options;
   try {
     options.protocolLog = VLRemoteProtocolLog::open(protocolLog);
@@ -12,4 +14,13 @@ VLRemotePlatform::Options VLProviderInstallOptions::remoteOptions() const {
     throw VLUsageError(std::string("--protocol-log: ") + error.what());
   }
   return options;
+}
+
+double VLProviderInstallOptions::checkedHandshakeTimeout(double seconds) {
+  // NaN fails both comparisons, so it is refused too.
+  if (!(seconds > 0 && seconds <= 86400)) {
+    throw VLUsageError("--handshake-timeout: expected a number of seconds above 0 and at most 86400, not " +
+                       VLFormat("%g", seconds));
+  }
+  return seconds;
 }

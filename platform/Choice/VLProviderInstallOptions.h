@@ -10,8 +10,17 @@ struct VLProviderInstallOptions {
   // A file to record every protocol line of the session in (empty: none). Only kinds that
   // speak the provider protocol take it (VLProviderKind::speaksProtocol).
   std::string protocolLog;
+  // Seconds the provider has to answer "initialize" (--handshake-timeout): a provider that
+  // loads a large index before it answers needs more than the default.
+  double handshakeTimeout = kDefaultHandshakeTimeout;
+  static constexpr double kDefaultHandshakeTimeout = 10.0;
+
+  // Checks `seconds` as a handshake time-out (a positive number of at most a day); throws
+  // VLUsageError naming --handshake-timeout otherwise.
+  static double checkedHandshakeTimeout(double seconds);
 
   // Returns the protocol platform's options for these: opens the protocol log. Throws
-  // VLUsageError naming the file when it cannot be written.
+  // VLUsageError naming the file when it cannot be written, or the time-out when it is not
+  // a positive number of seconds.
   VLRemotePlatform::Options remoteOptions() const;
 };

@@ -1,5 +1,8 @@
 #include "Remote/VLRemoteChildProcess.h"
 
+#include <fstream>
+#include <sstream>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -24,10 +27,31 @@ namespace {
 const size_t kKeptErrorLines = 5;
 const size_t kLongestErrorLine = 4096;
 const double kExitGrace = 5.0, kTermGrace = 2.0, kEndWait = 2.0;
-// A process that exits closes its output a moment before it can be reaped; this long is
-// allowed for that moment, so that an exit is told apart from output closed by a process
-// that goes on running.
+// Without /proc, a process that exits closes its output a moment before it can be reaped;
+// this long is allowed for that moment.
 const double kExitAfterOutputEnds = 0.2;
+
+enum class Liveness { Running, Exiting, Unknown };
+
+// Whether process `pid` (our unreaped child) is running or on its way out, from the kernel's
+// own record: a process closes its files only after it is marked as exiting (PF_EXITING), so
+// once its output has ended this tells an exit from output closed by a running process
+// without any timing.
+Liveness livenessOf(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+  std::string text;
+  if (!file || !std::getline(file, text)) return Liveness::Unknown;
+  size_t close = text.rfind(')');  // the command name may hold spaces and parentheses
+  if (close == std::string::npos) return Liveness::Unknown;
+  std::istringstream fields(text.substr(close + 1));
+  char state = 0;
+  long long ppid, group, session, tty, terminalGroup;
+  unsigned long long flags = 0;
+  if (!(fields >> state >> ppid >> group >> session >> tty >> terminalGroup >> flags)) return Liveness::Unknown;
+  const unsigned long long kExitingFlag = 0x4;  // PF_EXITING
+  if (state == 'Z' || state == 'X' || (flags & kExitingFlag)) return Liveness::Exiting;
+  return Liveness::Running;
+}
 
 std::string baseName(const std::string& path) {
   size_t slash = path.rfind('/');
@@ -245,8 +269,17 @@ std::string VLRemoteChildProcess::describeStatus() const {
 
 std::string VLRemoteChildProcess::endReason() {
   // A process that goes on running is reported at once, with the last words it has written
-  // so far: neither its exit nor the end of its standard error may ever come.
-  if (waitForExit(kExitAfterOutputEnds)) {
+  // so far: neither its exit nor the end of its standard error may ever come. One that is
+  // exiting is waited for, as long as its exit takes.
+  bool exited = waitForExit(0);
+  if (!exited) {
+    switch (livenessOf(pid_)) {
+      case Liveness::Exiting: exited = waitForExit(kExitGrace); break;
+      case Liveness::Running: break;
+      case Liveness::Unknown: exited = waitForExit(kExitAfterOutputEnds); break;
+    }
+  }
+  if (exited) {
     // Its last words may still be in the pipe; they end with the process.
     std::unique_lock lock(mutex_);
     errorsEnded_.wait_for(lock, std::chrono::duration<double>(kEndWait), [this] { return errorsDone_; });

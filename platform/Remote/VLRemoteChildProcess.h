@@ -37,8 +37,9 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   int writeFD() const override { return stdin_; }
   std::string name() const override { return name_; }
   // Says how the process ended ("exited with status 3", "was killed by signal 9 (…)"),
-  // quoting its last lines of standard error, or, when it has not exited within a moment of
-  // its output closing, that it closed its standard output but is still running.
+  // quoting its last lines of standard error, or, when the kernel shows it neither exiting
+  // nor exited, that it closed its standard output but is still running. Called once its
+  // output has ended; it waits for an exit under way, never for a process that runs on.
   std::string endReason() override;
   // Closes the provider's standard input, waits up to five seconds for it to exit, then sends
   // SIGTERM and, two seconds later, SIGKILL.

@@ -15,8 +15,7 @@ void VLRemoteCollection::startObserving() {
   observing_ = true;
   ++generation_;
   loaded_ = failed_ = false;
-  model_.reload({});
-  delivered_ = model_.snapshot();
+  current_ = delivered_ = std::make_shared<const std::vector<VLItemRef>>();
   if (unavailable_) {
     failLocked(unavailable_);
     return;
@@ -25,7 +24,7 @@ void VLRemoteCollection::startObserving() {
   auto [feed, attachment] = session_->subscribe(std::static_pointer_cast<VLRemoteCollection>(shared_from_this()), scope_);
   feed_ = std::move(feed);
   token_ = attachment.token;
-  if (attachment.members) loadLocked(std::move(*attachment.members));
+  if (attachment.loaded) loadLocked();
 }
 
 void VLRemoteCollection::stopObserving() {
@@ -52,33 +51,49 @@ std::vector<VLItemRef> VLRemoteCollection::items() const {
 
 void VLRemoteCollection::reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) {
   std::lock_guard lock(mutex_);
-  model_.setDescriptors(descriptors);
-  if (observing_ && loaded_ && !failed_)
-    postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
+  descriptors_ = descriptors;
+  if (observing_ && loaded_ && !failed_) loadLocked();
 }
 
 bool VLRemoteCollection::isCurrentLocked(uint64_t token) const {
   return observing_ && token != 0 && token == token_ && !failed_;
 }
 
-void VLRemoteCollection::receiveLoad(uint64_t token, const std::vector<VLItemRef>& members) {
+void VLRemoteCollection::receiveLoad(uint64_t token) {
   std::lock_guard lock(mutex_);
-  if (isCurrentLocked(token)) loadLocked(members);
+  if (isCurrentLocked(token)) loadLocked();
 }
 
-void VLRemoteCollection::loadLocked(std::vector<VLItemRef> items) {
-  model_.reload(std::move(items));
+void VLRemoteCollection::loadLocked() {
+  auto sorted = feed_ ? feed_->sorted(descriptors_) : nullptr;
+  if (!sorted) return;  // the feed has ended meanwhile: its failure follows
+  current_ = std::move(sorted);
   loaded_ = true;
-  postLocked({Posting::Kind::Reload, 0, model_.snapshot(), {}, nullptr, nullptr});
+  postLocked({Posting::Kind::Reload, 0, current_, {}, nullptr, nullptr});
 }
 
-void VLRemoteCollection::receiveChanges(uint64_t token, const std::vector<std::string>& deleted,
-                                        const std::vector<VLItemRef>& updated, const VLItemRef& observed) {
+void VLRemoteCollection::receiveChanges(uint64_t token, const VLRemoteFeed::Batches& batches,
+                                        const VLItemRef& observed) {
   std::lock_guard lock(mutex_);
   // The feed hands changes only after the members, so an unloaded collection is a stale one.
   if (!isCurrentLocked(token) || !loaded_) return;
-  auto changes = model_.apply(deleted, updated);
-  if (!changes.empty()) postLocked({Posting::Kind::Batch, 0, model_.snapshot(), std::move(changes), nullptr, nullptr});
+  auto batch = batches.find(VLRemoteFeed::orderingKey(descriptors_));
+  if (batch == batches.end()) {
+    // A reorder asked for this ordering after the batch was worked out: its list has it.
+    auto sorted = feed_ ? feed_->sorted(descriptors_) : nullptr;
+    if (sorted && sorted != current_) {
+      current_ = std::move(sorted);
+      postLocked({Posting::Kind::Reload, 0, current_, {}, nullptr, nullptr});
+    }
+  } else if (batch->second.before == current_) {
+    current_ = batch->second.after;
+    if (!batch->second.changes.empty())
+      postLocked({Posting::Kind::Batch, 0, current_, batch->second.changes, nullptr, nullptr});
+  } else if (batch->second.after != current_) {
+    // A reorder took the feed's list between two batches: the list as it is now, whole.
+    current_ = batch->second.after;
+    postLocked({Posting::Kind::Reload, 0, current_, {}, nullptr, nullptr});
+  }
   if (observed) postLocked({Posting::Kind::Observed, 0, {}, {}, observed, nullptr});
 }
 

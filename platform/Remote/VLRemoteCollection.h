@@ -8,7 +8,8 @@
 // one), followed by collectionDidUpdateObservedItem when the container itself changed. A failed subscription, a failure
 // report or the end of the provider is delivered as one error, after which the collection is silent. Everything reaches
 // the delegate on the working queue, never inside the call that caused it; stopObserving() ends delivery (no callback
-// starts after it returns). Thread-safe; made by make().
+// starts after it returns). The ordered lists and their index-path changes are the feed's,
+// shared with every collection over the scope in the same ordering. Thread-safe; made by make().
 #pragma once
 
 #include <cstdint>
@@ -36,10 +37,10 @@ class VLRemoteCollection : public VLItemCollection {
   void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) override;
 
   // For the feed, on the reader thread, with the token of the collection's attachment: the
-  // scope's members, a reported batch of changes (already decoded), and the feed's end.
-  void receiveLoad(uint64_t token, const std::vector<VLItemRef>& members);
-  void receiveChanges(uint64_t token, const std::vector<std::string>& deleted, const std::vector<VLItemRef>& updated,
-                      const VLItemRef& observed);
+  // scope's members have come (the collection takes the feed's list in its ordering), a
+  // reported batch in every ordering the feed keeps, and the feed's end.
+  void receiveLoad(uint64_t token);
+  void receiveChanges(uint64_t token, const VLRemoteFeed::Batches& batches, const VLItemRef& observed);
   void receiveFailure(uint64_t token, const VLErrorRef& error);
 
  private:
@@ -58,8 +59,8 @@ class VLRemoteCollection : public VLItemCollection {
   // Returns whether `token` is the live attachment's (caller holds mutex_).
   bool isCurrentLocked(uint64_t token) const;
   void failLocked(const VLErrorRef& error);
-  // Makes `items` the members and posts the first reload.
-  void loadLocked(std::vector<VLItemRef> items);
+  // Takes the feed's list in the collection's ordering and posts it as a reload.
+  void loadLocked();
   void postLocked(Posting posting);
   void deliver(const Posting& posting);
 
@@ -78,6 +79,7 @@ class VLRemoteCollection : public VLItemCollection {
   uint64_t token_ = 0;                           // guarded by mutex_: the attachment's, 0 when none
   bool loaded_ = false;                          // guarded by mutex_: the members have come
   bool failed_ = false;                          // guarded by mutex_: the error was posted
-  VLRemoteCollectionModel model_;                // guarded by mutex_: the latest state reported
+  std::vector<VLSortDescriptor> descriptors_;    // guarded by mutex_: the ordering asked for
+  VLRemoteCollectionModel::Snapshot current_;    // guarded by mutex_: the list as of the latest posting
   VLRemoteCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw
 };

@@ -1,6 +1,7 @@
-// VLRemoteCollectionModel: the host's copy of one collection's members, kept from the
-// item-level changes a provider reports, in the order the library asked for, and the
-// index-path changes each report makes. A plain value; its owner serialises access.
+// VLRemoteCollectionModel: the host's copy of one scope's members in one ordering, kept from
+// the item-level changes a provider reports, and the index-path changes each report makes.
+// VLRemoteFeed keeps one per ordering its collections ask for and shares its snapshots with
+// all of them. A plain value; its owner serialises access.
 //
 // Cost: a reported batch of k changes to n members costs O(k log n) comparisons (each changed
 // member is found and put back by binary search) plus the O(n) pass that works out the

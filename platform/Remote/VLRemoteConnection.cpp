@@ -34,7 +34,7 @@ VLErrorRef VLRemoteConnection::Answer::decode(const std::function<void(const VLR
   try {
     read(VLRemoteJSONReader(result, "result"));
   } catch (const VLRemoteJSONError& invalid) {
-    if (onFault) onFault(invalid.what());
+    if (onFault) onFault("answer to " + request + ": " + invalid.what());
     return vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
                                     "The provider's answer to " + request + " is not valid: " + invalid.what());
   }

@@ -42,11 +42,19 @@ std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteT
     session->close();
     throw;
   }
-  if (options.watchWorkingSet) {
-    // An enumeration that fails or takes longer is left to the cases that watch the working set.
-    if (auto feed = session->watch(workingSetScope())) feed->waitUntilSettled(options.requestTimeout);
-  }
   return session;
+}
+
+void VLRemoteSession::learnWorkingSet(bool hasWorkingSet) {
+  if (!options_.watchWorkingSet || !hasWorkingSet) return;
+  {
+    std::lock_guard lock(mutex_);
+    if (workingSetWatched_) return;
+    workingSetWatched_ = true;
+  }
+  // Half the request time-out, so that the eligibility question this delays still gets its
+  // answer in time; an enumeration that fails or takes longer is left to the cases.
+  if (auto feed = watch(workingSetScope())) feed->waitUntilSettled(options_.requestTimeout / 2);
 }
 
 void VLRemoteSession::handshake() {

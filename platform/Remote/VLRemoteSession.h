@@ -35,10 +35,14 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
     double requestTimeout = 30.0;    // seconds for the answer to every other request
     // When set, every line of the session in both directions is recorded here.
     std::shared_ptr<VLRemoteProtocolLog> protocolLog;
-    // Subscribes to the working set right after the handshake and waits (at most the request
-    // time-out) until the provider has enumerated it, so that a big working set is ready
-    // before the first case and does not eat that case's time.
+    // Subscribes to the working set once the provider's validation properties say it has
+    // one (see learnWorkingSet), and waits until the provider has enumerated it, so that a
+    // big working set is ready before the first case and does not eat that case's time.
     bool watchWorkingSet = false;
+    // A paged answer to collections.subscribe must end within the request time-out and
+    // these bounds, or its subscription fails naming which one it passed.
+    size_t maximumPages = 10'000;
+    size_t maximumPagedMembers = 1'000'000;
   };
   using Answer = VLRemoteConnection::Answer;
 
@@ -79,6 +83,11 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   void forgetFeed(uint64_t number);
   // The scope of the working set.
   static nlohmann::json workingSetScope() { return {{"kind", "workingSet"}}; }
+  // From the answer to validation.allowValidation: whether the provider declared that it has
+  // a working set. With watchWorkingSet and a working set, subscribes to it (once per
+  // session) and waits up to half the request time-out for its enumeration; a provider
+  // without one, or one that never said, is never asked for it here.
+  void learnWorkingSet(bool hasWorkingSet);
 
   // Ends the session; every later request fails with VLProviderProtocolErrorClosed.
   void close();
@@ -121,5 +130,6 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   std::map<std::string, uint64_t> feedsByScope_;    // guarded by mutex_: the scope's compact JSON
   uint64_t nextSubscription_ = 1;                   // guarded by mutex_
   uint64_t idleClock_ = 0;                          // guarded by mutex_
+  bool workingSetWatched_ = false;                  // guarded by mutex_
   const std::shared_ptr<VLProviderFacts> facts_;
 };

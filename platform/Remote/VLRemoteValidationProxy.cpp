@@ -2,6 +2,7 @@
 
 #include "Core/VLLog.h"
 #include "Remote/VLProtocolMethod.h"
+#include "Vaultline/KsVaultlineValidationServiceV1.h"
 
 std::shared_ptr<VLRemoteValidationProxy> VLRemoteValidationProxy::make(
     std::shared_ptr<VLRemoteServiceConnection> connection, std::function<void(VLErrorRef)> errorHandler) {
@@ -31,6 +32,9 @@ void VLRemoteValidationProxy::validation_allowValidation(AllowReply reply) {
           }
         });
         if (!error) {
+          // Only a provider that said it has a working set is asked for it.
+          auto none = options.find(VLValidationOptionHasNoWorkingSet);
+          session->learnWorkingSet(none != options.end() && !none->second.boolValue());
           reply(allowed, options);
         } else if (handler) {
           handler(error);

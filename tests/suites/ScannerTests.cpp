@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <latch>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -63,12 +64,13 @@ VLItemRef folder(const std::string& name) {
 struct Walk {
   std::shared_ptr<ValidationCollectionScanner> scanner = ValidationCollectionScanner::make();
   std::vector<std::shared_ptr<HandDrivenCollection>> queued;  // every folder collection, in queuing order
+  std::map<std::string, std::vector<VLItemRef>> contents;    // a folder's items, by its identifier (set before start)
   std::atomic<int> leaves{0}, finished{0};
 
   Walk() {
     scanner->setLeafItemFound([this](const VLItemRef&, const VLItemRef&) { ++leaves; });
     scanner->setContainerItemFound([this](const VLItemRef&, const VLItemRef& item) {
-      auto collection = std::make_shared<HandDrivenCollection>(std::vector<VLItemRef>{});
+      auto collection = std::make_shared<HandDrivenCollection>(contents[item->itemIdentifier()]);
       queued.push_back(collection);
       scanner->addCollectionToScan(collection, item);
     });
@@ -115,6 +117,38 @@ TEST(ValidationCollectionScanner, StopsAfterTheFirstDeliveryPastFiveHundredItems
   EXPECT_EQ(walk.finished, 2);  // finished among all active ones, then on its own
   EXPECT_EQ(walk.scanner->finishedCollectionCount(), 2u);
   EXPECT_EQ(root->stops, 2);
+}
+
+TEST(ValidationCollectionScanner, TheLimitIsFiveHundredItemsCountedAcrossCollections) {
+  // One delivery on each side of the limit: at 500 the walk goes on, at 501 it is cut off.
+  for (int count : {500, 501}) {
+    Walk walk;
+    auto root = walk.start(files("root", count));
+    root->deliver();
+    bool cut = count > 500;
+    EXPECT_EQ(root->stops, cut ? 2 : 1) << count;
+    EXPECT_EQ(walk.finished, cut ? 2 : 1) << count;
+  }
+  // The count carries from one collection to the next: 300 + 200 reach the limit without
+  // passing it, so the third collection is still read; its one item passes it.
+  Walk walk;
+  auto rootItems = files("root", 298);
+  rootItems.push_back(folder("a"));
+  rootItems.push_back(folder("b"));
+  walk.contents["a"] = files("a", 200);
+  walk.contents["b"] = files("b", 1);
+  auto root = walk.start(rootItems);
+  root->deliver();
+  ASSERT_EQ(walk.queued.size(), 2u);
+  walk.queued[0]->deliver();
+  walk.queued[1]->workingQueue()->sync([] {});
+  EXPECT_EQ(walk.scanner->totalItemsSeen(), 500u);
+  EXPECT_EQ(walk.queued[1]->stops, 0);  // not cut off at exactly 500
+  EXPECT_EQ(walk.finished, 0);
+  walk.queued[1]->deliver();
+  EXPECT_EQ(walk.scanner->totalItemsSeen(), 501u);
+  EXPECT_EQ(walk.queued[1]->stops, 2);  // finished by the cut-off and on its own
+  EXPECT_EQ(walk.finished, 2);
 }
 
 TEST(ValidationCollectionScanner, ACollectionErrorEndsOnlyThatCollection) {

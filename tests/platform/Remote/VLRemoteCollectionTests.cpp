@@ -211,6 +211,57 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   fourth.stop();
 }
 
+// Collections over one scope in different orderings share the feed's sorted lists: each
+// batch reaches each collection at its own rows, and one that changes its ordering between
+// batches goes on from the list in its new ordering.
+TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
+  json request = observe();  // newest first
+  subscription = request["params"]["subscription"];
+  provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
+  auto reloaded = [](const Event& e) { return e.kind == "reload"; };
+  ASSERT_GE(recorder->waitFor(reloaded), 0);
+
+  auto byName = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
+                                                                         std::nullopt, "org.example.fake", {});
+  auto named = std::make_shared<Recorder>();
+  byName->setWorkingQueue(VLDispatchQueue::make("by-name-queue"));
+  byName->reorderItemsWithSortDescriptors({VLSortDescriptor{"filename", false}});  // z to a
+  byName->setDelegate(named);
+  byName->workingQueue()->sync([&] { byName->startObserving(); });
+  ASSERT_GE(named->waitFor(reloaded), 0);
+  auto identifiers = [](const std::shared_ptr<VLItemCollection>& c) {
+    std::vector<std::string> out;
+    for (const auto& item : c->items()) out.push_back(item->itemIdentifier());
+    return out;
+  };
+  EXPECT_EQ(identifiers(byName), (std::vector<std::string>{"b", "a"}));
+
+  // "c" goes between the two by date and first by name: each collection hears of it at its
+  // own row (an insert names the item at its row of the new list).
+  changed({{"updated", {ScriptedProvider::item("c", 15)}}});
+  auto eventOf = [](const std::string& kind, const std::string& identifier) {
+    return [kind, identifier](const Event& e) {
+      return e.kind == kind && e.item && e.item->itemIdentifier() == identifier;
+    };
+  };
+  auto insertOf = [&](const std::string& identifier) { return eventOf("insert", identifier); };
+  ASSERT_GE(named->waitFor(insertOf("c")), 0);
+  ASSERT_GE(recorder->waitFor(insertOf("c")), 0);
+  EXPECT_EQ(identifiers(collection), (std::vector<std::string>{"b", "c", "a"}));
+  EXPECT_EQ(identifiers(byName), (std::vector<std::string>{"c", "b", "a"}));
+
+  // Now from a to z, then a batch: the reorder is a reload, the batch lands at a-to-z rows.
+  byName->reorderItemsWithSortDescriptors({VLSortDescriptor{"filename", true}});
+  size_t afterReorder = named->count();
+  changed({{"updated", {ScriptedProvider::item("bb", 5)}}, {"deleted", {"a"}}});
+  ASSERT_GE(named->waitFor(insertOf("bb"), afterReorder), 0);
+  ASSERT_GE(recorder->waitFor(insertOf("bb")), 0);
+  EXPECT_EQ(identifiers(byName), (std::vector<std::string>{"b", "bb", "c"}));
+  EXPECT_EQ(identifiers(collection), (std::vector<std::string>{"b", "c", "bb"}));
+  EXPECT_GE(named->waitFor(eventOf("delete", "a"), afterReorder), 0);
+  byName->workingQueue()->sync([&] { byName->stopObserving(); });
+}
+
 TEST_F(VLRemoteCollections, EarlyReportsAreIgnored) {
   json request = observe();
   subscription = request["params"]["subscription"];

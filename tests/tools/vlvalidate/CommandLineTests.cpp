@@ -139,6 +139,10 @@ TEST(EndToEnd, ExitStatusesForEligibilityAndBadInput) {
       {{"--seed", "3"}, 2, "--seed requires --shuffle"},
       {{"-j", "0"}, 2, "--jobs"},
       {{"--timeout", "0"}, 2, "--timeout"},
+      {{"--handshake-timeout", "0"}, 2, "--handshake-timeout"},
+      {{"serve", "--handshake-timeout", "nan"}, 2, "--handshake-timeout"},
+      // A provider that reads the greeting and never answers: the time-out asked for is the one used.
+      {{"--provider", "exec:sh -c 'read line; read line'", "--handshake-timeout", "0.3"}, 4, "0.3"},
       {{"--shard-index", "2", "--total-shards", "2"}, 2, "shard index"},
       {{}, 2, "GTEST_TOTAL_SHARDS", {{"GTEST_TOTAL_SHARDS", "two"}, {"GTEST_SHARD_INDEX", "0"}}},
       {{"describe", "NoSuchCase"}, 2, "no case matches NoSuchCase"},

@@ -111,6 +111,23 @@ TEST(RemoteProvider, AProviderThatDiesMidRunFailsTheRemainingCasesAtOnceNamingIt
   EXPECT_EQ(report["summary"]["notRun"], 0);
 }
 
+// An invalid answer to items.root keeps the validation service from being asked: the run
+// names that answer and its field as the cause (not a refusal), and shows the properties it
+// never obtained as unknown rather than as their defaults.
+TEST(RemoteProvider, AnInvalidRootItemIsNamedAsTheCauseOfIneligibility) {
+  const std::string proxy = std::string(VL_TEST_PROVIDERS_DIR) + "/mangling_proxy.py";
+  auto result = e2e::run({"--provider", "exec:python3 '" + proxy + "' root-count '" + VL_PROVIDER_SIM + "'",
+                          "--filter", "VLContainerValidation.ImportAddsToContainer/RootContainer"});
+  EXPECT_EQ(result.status, 3) << result.out << result.err;
+  for (const char* words : {"  answer to items.root", "result.item.childItemCount: expected an integer",
+                            "hasNoWorkingSet         unknown", "eligibleForValidation   unknown",
+                            "Its answers broke the provider protocol"}) {
+    EXPECT_NE(result.out.find(words), std::string::npos) << words << " in " << result.out;
+  }
+  EXPECT_EQ(result.out.find("refused validation"), std::string::npos) << result.out;
+  EXPECT_EQ(result.out.find("hasNoWorkingSet         yes"), std::string::npos) << result.out;
+}
+
 // A subscription answer with a mistyped field, or a line that is not UTF-8: the check that
 // waited on that collection fails at once with the fault's words (no time-out), the run logs an
 // [ERROR], the trace has the fault, and the protocol log holds the spoiled line.

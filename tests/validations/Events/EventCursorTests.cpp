@@ -70,6 +70,19 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
                 "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
                 "\ntrashed: got 0, but expected 1");
   EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
+
+  // A collection that ends in an error after a near miss: the check ends at the error, at
+  // once, and says both.
+  stream->addEvent(VLEvent::make("encountered-error: the provider went away", nullptr));
+  auto again = VLExpectedEvent::eventWithType(VLEventInsert, [](VLExpectedItem& item) {
+    item.setFilename("c");
+    item.setDocumentSize(6);
+  });
+  EXPECT_EQ(cursor->check(again, 60), nullptr);
+  EXPECT_EQ(lastHandled()->comment(),
+            "the stream ended with an error before the event came: the provider went away\n"
+            "Closest match was\n" + vl_prettyDescription(sized->item()) +
+                "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6");
 }
 
 TEST_F(EventCursorTest, MissingArgumentsThrowAtTheCall) {

@@ -40,7 +40,7 @@ TEST(LoggingItemManager, SettlesByOutcomeAndWhetherFailureWasExpected) {
   EXPECT_EQ(schedule(error, true)->result(), VLValidationResultPassed);
   auto unexpectedSuccess = schedule(nullptr, true);
   EXPECT_EQ(unexpectedSuccess->result(), VLValidationResultFailed);
-  EXPECT_EQ(unexpectedSuccess->comment(), "Operation was expected to fail");
+  EXPECT_EQ(unexpectedSuccess->comment(), "Operation was expected to fail, but it succeeded");
 }
 
 TEST(LoggingItemManager, ActionThatNeverCompletesTimesOut) {

@@ -32,4 +32,6 @@ class VLCommand {
  protected:
   // Adds --provider to `command`, bound to `provider`, with the help of every provider kind.
   static void addProviderOption(CLI::App& command, std::string& provider);
+  // Adds --handshake-timeout SECONDS to `command`, bound to `seconds` (above 0, at most a day).
+  static void addHandshakeTimeoutOption(CLI::App& command, double& seconds);
 };

@@ -99,6 +99,7 @@ void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
                   "Record every protocol message in both directions in FILE, one JSON line each with its time "
                   "and direction (exec: and unix: providers)")
       ->type_name("FILE");
+  addHandshakeTimeoutOption(command, options_.run.handshakeTimeout);
   command.add_flag("--trace", options_.run.trace,
                    "Show the whole trace (events, actions, expectations, checks) of every case that did not pass");
   command
@@ -238,14 +239,23 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   auto reporters = makeReporters(terminal);
 
   // 1. The provider and its eligibility.
-  const VLInstalledProvider installed = choice.install({.protocolLog = run.protocolLog});
-  const bool eligible = VLEligibility::decide(installed.provider);
-  const auto properties = VLProviderProperties::of(*installed.provider);
+  const VLInstalledProvider installed =
+      choice.install({.protocolLog = run.protocolLog, .handshakeTimeout = run.handshakeTimeout});
+  const auto [eligible, faults] =
+      VLEligibility::decideNamingFaults(installed.provider, *installed.platform->providerFacts());
+  auto properties = VLProviderProperties::of(*installed.provider);
+  properties.known = eligible || faults.empty();
   if (!eligible && !run.ignoreEligibility) {
+    // An invalid answer on the way to the validation service is the cause, not a refusal.
+    std::string why = "Its validation service refused validation or could not be reached.";
+    if (!faults.empty()) {
+      why = "Its answers broke the provider protocol, so its validation service could not be asked:\n";
+      for (const auto& fault : faults) why += "  " + fault + "\n";
+    }
     terminal->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
                     ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
-                    "Its validation service refused validation or could not be reached. Pass "
-                    "--ignore-eligibility to run anyway.\n");
+                    VLTerminal::printable(why) + (faults.empty() ? " " : "") +
+                    "Pass --ignore-eligibility to run anyway.\n");
     return VLExitNotEligible;
   }
 

@@ -36,13 +36,15 @@ void VLServeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
                       VLProviderChoice::kindsHelp())
       ->type_name("PROVIDER");
   command.add_flag("--open", options_.open, "Open the page in the desktop's browser (xdg-open)");
+  addHandshakeTimeoutOption(command, options_.handshakeTimeout);
   output.addTo(command, false);
 }
 
 int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   for (const auto& provider : options_.providers) VLProviderChoice::parse(provider);  // a typo is found now
   auto server = VLLiveServer::make(
-      {.address = options_.listen, .port = options_.port, .providers = options_.providers, .token = ""});
+      {.address = options_.listen, .port = options_.port, .providers = options_.providers, .token = "",
+       .handshakeTimeout = options_.handshakeTimeout});
   if (!VLLiveGuard::isLoopback(options_.listen)) {
     std::cerr << "vlvalidate: warning: listening on " << options_.listen
               << ", not a loopback address: other machines can reach the live UI. The first to open its "

@@ -17,6 +17,7 @@ struct VLServeOptions {
   std::vector<std::string> providers;  // --provider (repeatable): the page's default first; the
                                       // exec: and unix: choices a page may run
   bool open = false;               // --open: open the page in the desktop's browser (xdg-open)
+  double handshakeTimeout = 10.0;  // --handshake-timeout: for every provider a page starts
 };
 
 class VLServeCommand : public VLCommand {

@@ -92,7 +92,7 @@ struct VLLiveServer::Parts {
   int port = 0;
   std::optional<VLLiveGuard> guard;
   std::shared_ptr<VLLiveEventLog> events = std::make_shared<VLLiveEventLog>();
-  std::unique_ptr<VLLiveSession> session = std::make_unique<VLLiveSession>(events);
+  std::unique_ptr<VLLiveSession> session;  // made by make(), with the options
   std::mutex stopping;     // orders stop() against the start of listening
   bool listening = false;  // guarded by stopping
   bool stopped = false;    // guarded by stopping
@@ -101,6 +101,7 @@ struct VLLiveServer::Parts {
 std::unique_ptr<VLLiveServer> VLLiveServer::make(const Options& options) {
   auto parts = std::make_unique<Parts>();
   parts->options = options;
+  parts->session = std::make_unique<VLLiveSession>(parts->events, options.handshakeTimeout);
   if (options.port < 0 || options.port > 65535) {
     throw VLUsageError("--port must be 0 to 65535, not " + std::to_string(options.port));
   }

@@ -26,6 +26,7 @@ class VLLiveServer {
     std::vector<std::string> providers;  // --provider: the first is the page's default; the
                                          // exec: and unix: choices a page may run
     std::string token;                   // "" for a fresh one (tests give their own)
+    double handshakeTimeout = 10.0;      // --handshake-timeout: for every provider a run starts
   };
 
   // The largest request body taken; the page's requests are a few hundred bytes.

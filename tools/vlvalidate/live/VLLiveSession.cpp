@@ -72,7 +72,8 @@ VLLiveRunRequest VLLiveRunRequest::parse(const std::string& body) {
   return request;
 }
 
-VLLiveSession::VLLiveSession(std::shared_ptr<VLLiveEventLog> events) : events_(std::move(events)) {}
+VLLiveSession::VLLiveSession(std::shared_ptr<VLLiveEventLog> events, double handshakeTimeout)
+    : events_(std::move(events)), handshakeTimeout_(handshakeTimeout) {}
 
 VLLiveSession::~VLLiveSession() { shutdown(); }
 
@@ -97,7 +98,7 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
       installed_.reset();
       plan_.reset();
     }
-    VLInstalledProvider installed = choice.install();
+    VLInstalledProvider installed = choice.install({.protocolLog = {}, .handshakeTimeout = handshakeTimeout_});
     const bool eligible = VLEligibility::decide(installed.provider);
     VLRunOptions options;
     options.filter = request.filter;

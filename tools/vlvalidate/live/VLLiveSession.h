@@ -52,8 +52,9 @@ class VLLiveSession : public VLRunListener {
     std::string error;
   };
 
-  // Appends its events to `events`.
-  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events);
+  // Appends its events to `events`; providers it starts have `handshakeTimeout` seconds to
+  // answer the protocol's initialize.
+  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events, double handshakeTimeout = 10.0);
   ~VLLiveSession() override;
   VLLiveSession(const VLLiveSession&) = delete;
   VLLiveSession& operator=(const VLLiveSession&) = delete;
@@ -98,6 +99,7 @@ class VLLiveSession : public VLRunListener {
   std::vector<VLCaseRecord> recordsLocked() const;
 
   const std::shared_ptr<VLLiveEventLog> events_;
+  const double handshakeTimeout_;
   std::mutex mutex_;
   State state_ = State::Idle;                  // guarded by mutex_
   std::optional<VLInstalledProvider> installed_;  // guarded by mutex_; kept until the next run

@@ -5,6 +5,7 @@
 
 #include "Validations/VLMarkAnnotator.h"
 #include "Validations/VLTraceExcerpt.h"
+#include "Validations/VLValidationErrors.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLTimeText.h"
 
@@ -12,6 +13,11 @@ namespace {
 
 const char* const kMarkColors[] = {"36", "35", "34", "33", "96", "95", "94", "93"};
 constexpr size_t kWordWidth = 13;  // "INCONCLUSIVE" and a space
+
+// Whether `error` is the one a failure made from a comment carries (the comment says it all).
+bool isCommentFailure(const VLErrorRecord& error) {
+  return error.domain == KsVaultlineValidationErrorDomain && error.code == VLValidationErrorFailure;
+}
 constexpr size_t kEventsUnderACheck = 8;
 constexpr size_t kProviderFactsShown = 8;
 
@@ -134,7 +140,9 @@ std::string VLConsoleReporter::attemptDetails(const VLAttemptRecord& attempt) co
     text += "    " + word + hanging(show(expectation.description), indent) + "\n";
     const std::string comment = expectation.comment.value_or("");
     if (!comment.empty()) text += indent + hanging(show(comment), indent) + "\n";
-    if (const auto& error = expectation.error) {
+    // A failure made from a comment carries a code-0 error of the validations' own domain only
+    // so that reports have an error; it is no error the provider returned, so it is not shown.
+    if (const auto& error = expectation.error; error && !isCommentFailure(*error)) {
       std::string line = "error domain " + error->domain + ", code " + std::to_string(error->code);
       if (!error->description.empty() && error->description != comment) line += ": " + error->description;
       text += indent + hanging(show(line), indent) + "\n";

@@ -1,6 +1,7 @@
 #include "vlvalidate/VLEligibility.h"
 
 #include <atomic>
+#include <mutex>
 
 #include "Choice/VLProviderUnavailable.h"
 #include "Core/VLFormat.h"
@@ -22,4 +23,18 @@ bool VLEligibility::decide(const std::shared_ptr<VLProvider>& provider, double s
                                 VLFormat("%g", seconds) + " s");
   }
   return answer->eligible;
+}
+
+std::pair<bool, std::vector<std::string>> VLEligibility::decideNamingFaults(const std::shared_ptr<VLProvider>& provider,
+                                                                           VLProviderFacts& facts, double seconds) {
+  auto faults = std::make_shared<std::pair<std::mutex, std::vector<std::string>>>();
+  auto subscription = facts.subscribe([faults](const VLProviderFact& fact) {
+    if (fact.kind != VLProviderFact::Kind::ProtocolFault) return;
+    std::lock_guard lock(faults->first);
+    faults->second.push_back(fact.text);
+  });
+  const bool eligible = decide(provider, seconds);
+  subscription.reset();
+  std::lock_guard lock(faults->first);
+  return {eligible, faults->second};
 }

@@ -4,8 +4,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "Vaultline/VLProvider.h"
+#include "Vaultline/VLProviderFacts.h"
 
 class VLEligibility {
  public:
@@ -16,4 +20,9 @@ class VLEligibility {
   // at most `seconds`. Returns whether it is eligible; throws VLProviderUnavailable when no
   // answer comes in time.
   static bool decide(const std::shared_ptr<VLProvider>& provider, double seconds = kTimeout);
+  // As decide(), and returns beside the answer the protocol faults `facts` reported while it
+  // was asked: why a provider whose answers were invalid could not be asked at all.
+  static std::pair<bool, std::vector<std::string>> decideNamingFaults(const std::shared_ptr<VLProvider>& provider,
+                                                                      VLProviderFacts& facts,
+                                                                      double seconds = kTimeout);
 };

@@ -12,6 +12,13 @@ VLProviderProperties VLProviderProperties::of(const VLProvider& provider) {
 }
 
 std::string VLProviderProperties::lines() const {
+  // Defaults the provider never stated are not shown as if it had.
+  if (!known) {
+    return "  alternateRootContainer  unknown\n"
+           "  syncingProvider         unknown\n"
+           "  hasNoWorkingSet         unknown\n"
+           "  eligibleForValidation   unknown\n";
+  }
   return "  alternateRootContainer  " + alternateRootContainer + "\n" +  //
          "  syncingProvider         " + yesNo(syncingProvider) + "\n" +  //
          "  hasNoWorkingSet         " + yesNo(hasNoWorkingSet) + "\n" +  //

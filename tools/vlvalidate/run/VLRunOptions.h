@@ -29,4 +29,5 @@ struct VLRunOptions {
   bool trace = false;                   // --trace: the whole trace of every case that did not pass, on the console
   size_t traceLimit = 2000;             // --trace-limit: JSON and JUnit keep a trace's last N records and first N/10
   std::string protocolLog;              // --protocol-log: file for every protocol line (exec: and unix: only)
+  double handshakeTimeout = 10.0;       // --handshake-timeout: seconds for the answer to "initialize"
 };

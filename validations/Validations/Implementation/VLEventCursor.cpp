@@ -56,6 +56,8 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   if (collectionFailed) {
     reason = VLFormat("%@ ended with an error before the event came: %@", streamName,
                       (*stoppedBy)->type().substr(std::string_view(kCollectionErrorType).size()));
+    // An earlier event that nearly matched says as much about the fault as the error does.
+    if (auto closest = expected->closestMatch()) reason += "\n" + closest->nonmatchingReasonForExpectedEvent(*expected);
   } else if (!match) {
     auto closest = expected->closestMatch();
     reason = closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);

@@ -37,7 +37,7 @@ void VLValidationLoggingItemManager::scheduleAction(const std::shared_ptr<VLActi
       if (!expectedToFail && error) {
         expectation->failWithError(error);
       } else if (expectedToFail && !error) {
-        expectation->failWithComment("Operation was expected to fail");
+        expectation->failWithComment("Operation was expected to fail, but it succeeded");
       } else {
         expectation->fulfill();
       }

@@ -1,9 +1,9 @@
 """A provider that makes protocol mistakes: it passes every line between the host and a real
-provider (the command after the mode) and spoils the first answer to collections.subscribe
-that lists items, in one of two ways:
+provider (the command after the mode) and spoils one answer, in one of these ways:
 
-  mistyped   the first documentSize becomes a string
-  not-utf8   the first filename gets a byte that is not UTF-8
+  mistyped    the first documentSize of the first subscription answer listing items becomes a string
+  not-utf8    the first filename of that answer gets a byte that is not UTF-8
+  root-count  the root's childItemCount in the first answer to items.root becomes a string
 """
 import re
 import subprocess
@@ -24,7 +24,11 @@ def forward_requests():
 threading.Thread(target=forward_requests, daemon=True).start()
 spoiled = False
 for line in provider.stdout:
-    if not spoiled and b'"result":{"items":[{' in line:
+    if mode == "root-count":
+        if not spoiled and b'"result":{"item":{' in line and b'"childItemCount":' in line:
+            spoiled = True
+            line = re.sub(rb'"childItemCount":(\d+)', rb'"childItemCount":"\1"', line, count=1)
+    elif not spoiled and b'"result":{"items":[{' in line:
         spoiled = True
         if mode == "mistyped":
             line = re.sub(rb'"documentSize":(\d+)', rb'"documentSize":"\1"', line, count=1)
