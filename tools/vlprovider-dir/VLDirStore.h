@@ -23,6 +23,7 @@
 #include "Core/VLData.h"
 #include "Core/VLDate.h"
 #include "Core/VLError.h"
+#include "Vaultline/VLConstants.h"
 #include "Vaultline/VLItem.h"
 #include "Vaultline/VLTag.h"
 #include "Vaultline/VLTypeDatabase.h"
@@ -64,7 +65,8 @@ class VLDirStore {
   // Whether the item belongs to the scope as things are now.
   bool contains(Scope scope, const std::string& container, const VLItem& item);
 
-  // ── Actions ── (each returns the error that stopped it, or null)
+  // ── Actions ── (each returns the error that stopped it, or null). An import copies what is
+  // at `source`, a file or a folder tree, whatever `isDirectory` says.
   VLItemRef importItem(const std::string& source, bool isDirectory, const std::string& destination, VLErrorRef* error);
   VLItemRef createFolder(const std::string& parent, const std::string& name, VLErrorRef* error);
   VLErrorRef rename(const std::string& identifier, const std::string& newName);

@@ -80,13 +80,11 @@ VLItemRef VLDirStore::importItem(const std::string& source, bool isDirectory, co
       *error = posixError(errno, source);
       return nullptr;
     }
-    if (S_ISDIR(status.st_mode) != isDirectory) {
-      *error = posixError(isDirectory ? ENOTDIR : EISDIR, source);
-      return nullptr;
-    }
+    // The disk decides, not the flag: a package written as a document comes flagged as a file.
+    (void)isDirectory;
     std::string target = pathLocked(destination) + "/" + name;
     std::error_code code;
-    if (isDirectory) {
+    if (S_ISDIR(status.st_mode)) {
       fs::copy(source, target, fs::copy_options::recursive, code);
     } else {
       fs::copy_file(source, target, fs::copy_options::none, code);
