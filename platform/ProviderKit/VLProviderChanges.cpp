@@ -11,8 +11,9 @@ void VLProviderChanges::everythingChanged() { publish({}, true); }
 std::shared_ptr<void> VLProviderChanges::listen(Listener listener) {
   auto shared = std::make_shared<Listener>(std::move(listener));
   std::lock_guard lock(mutex_);
-  listeners_.erase(std::remove_if(listeners_.begin(), listeners_.end(), [](const auto& weak) { return weak.expired(); }),
-                   listeners_.end());
+  listeners_.erase(
+      std::remove_if(listeners_.begin(), listeners_.end(), [](const auto& weak) { return weak.expired(); }),
+      listeners_.end());
   listeners_.push_back(shared);
   return shared;
 }

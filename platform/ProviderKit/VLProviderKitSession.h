@@ -115,10 +115,10 @@ class VLProviderKitSession : public std::enable_shared_from_this<VLProviderKitSe
   std::mutex writeMutex_;  // one whole line at a time
   std::mutex mutex_;
   std::condition_variable idle_;
-  bool initialized_ = false;                                                   // guarded by mutex_
-  bool ended_ = false;                                                         // guarded by mutex_
-  int inFlight_ = 0;                                                           // guarded by mutex_
+  bool initialized_ = false;                                                     // guarded by mutex_
+  bool ended_ = false;                                                           // guarded by mutex_
+  int inFlight_ = 0;                                                             // guarded by mutex_
   std::map<int64_t, std::shared_ptr<VLProviderKitSubscription>> subscriptions_;  // guarded by mutex_
-  std::shared_ptr<void> listening_;                                            // guarded by mutex_
+  std::shared_ptr<void> listening_;                                              // guarded by mutex_
   std::thread poller_;  // started by initialize, joined by finish
 };

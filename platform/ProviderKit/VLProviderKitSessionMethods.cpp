@@ -76,9 +76,9 @@ namespace {
 // Lists that go with `items` element by element must be as long.
 VLErrorRef kitUnequalLists(size_t items, size_t values, const char* what) {
   if (items == values) return nullptr;
-  return VLError::makeWithDescription(VLPOSIXErrorDomain, 22,
-                                      "There are " + std::to_string(items) + " items but " + std::to_string(values) +
-                                          " " + what + ".");
+  return VLError::makeWithDescription(
+      VLPOSIXErrorDomain, 22,
+      "There are " + std::to_string(items) + " items but " + std::to_string(values) + " " + what + ".");
 }
 
 }  // namespace
@@ -260,6 +260,7 @@ std::string VLProviderKitSession::materialize(const VLRemoteJSONReader& params) 
 
 std::string VLProviderKitSession::allowValidation(const VLRemoteJSONReader& params) {
   VLStoreValidationAnswer answer = store_->allowValidation(params.field("service").string());
+  if (answer.error) return errorResult(answer.error);
   std::string out;
   VLProviderKitObject object(out);
   object.boolean("allowed", answer.allowed);

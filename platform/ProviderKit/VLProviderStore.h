@@ -55,8 +55,8 @@ struct VLProviderIdentity {
     std::optional<std::string> identifier;
     std::string displayName;
   };
-  std::optional<Domain> domain;  // none: the default domain
-  bool olderPlatformRevision = false;       // "older" instead of "current"; for testing the library only
+  std::optional<Domain> domain;                  // none: the default domain
+  bool olderPlatformRevision = false;            // "older" instead of "current"; for testing the library only
   std::map<std::string, bool> deviceProperties;  // e.g. {"InternalBuild", false}
 };
 
@@ -131,6 +131,7 @@ struct VLStoreServicesResult {
 struct VLStoreValidationAnswer {
   bool allowed = true;
   VLValue::Dictionary options;
+  VLErrorRef error;  // the service could not be reached: answered instead of the rest
 };
 
 class VLProviderStore {
@@ -153,7 +154,8 @@ class VLProviderStore {
 
   // ── Look-ups ──
   // The root container (identifier KsVaultlineRootContainerItemIdentifier, its own parent).
-  virtual VLStoreItemResult rootItem() = 0;
+  // The default is lookup() of that identifier.
+  virtual VLStoreItemResult rootItem();
   // The item with this identifier, or "no such item" (KsVaultlineErrorDomain -1005).
   virtual VLStoreItemResult lookup(const std::string& identifier) = 0;
   // The action form of lookup(); the default is lookup().
@@ -175,10 +177,10 @@ class VLProviderStore {
   // trashed folders (found by looking up the item's ancestors). Override for speed.
   virtual bool contains(const VLProviderScope& scope, const VLItem& item);
   // For a store that keeps each scope's list itself: start reporting `scope` to `sink` and
-  // return a handle whose destruction (or stop()) ends the reports. The default returns
+  // return a handle whose stop() ends the reports. The default returns
   // nullptr, and the kit works the scope out from enumerate(), contains() and the changes.
   virtual std::shared_ptr<VLProviderScopeFeed> openScope(const VLProviderScope& scope,
-                                                               std::shared_ptr<VLProviderScopeSink> sink) {
+                                                         std::shared_ptr<VLProviderScopeSink> sink) {
     (void)scope;
     (void)sink;
     return nullptr;
@@ -202,17 +204,27 @@ class VLProviderStore {
   virtual VLErrorRef evict(const Items& items) = 0;
 
   // ── Thumbnails and local files ──
-  virtual VLStoreThumbnail thumbnail(const VLItemRef& item, double width, double height, double scale) = 0;
-  virtual VLStoreFileState fileState(const std::string& path) = 0;
+  // The default answers the bytes of a PNG or JPEG file at the item's location(), else no
+  // thumbnail (and no reason).
+  virtual VLStoreThumbnail thumbnail(const VLItemRef& item, double width, double height, double scale);
+  // The default: materialized when something is at `path`, a placeholder when the kit's
+  // placeholder is beside it (VLStorePlaceholders), else absent.
+  virtual VLStoreFileState fileState(const std::string& path);
   // Makes the content be at `path` (a path that is not yours, or already local, needs nothing).
-  virtual VLErrorRef materialize(const std::string& path) = 0;
+  // The default does nothing: every file is local.
+  virtual VLErrorRef materialize(const std::string& path);
 
   // ── The validation service ──
-  virtual VLStoreServicesResult services(const std::string& path) = 0;
-  // Throw VLProviderStoreBadRequest for a token services() never gave.
-  virtual VLStoreValidationAnswer allowValidation(const std::string& token) = 0;
-  virtual VLErrorRef evictDocument(const std::string& token) = 0;
-  virtual VLErrorRef shareDocument(const std::string& token) = 0;
+  // The default lists the validation service for the item at `path` (itemAtPath()), with
+  // the item's identifier as the token.
+  virtual VLStoreServicesResult services(const std::string& path);
+  // Throw VLProviderStoreBadRequest for a token services() never gave. The default allows
+  // validation of a provider with a working set that does not sync (IsSyncingProvider false).
+  virtual VLStoreValidationAnswer allowValidation(const std::string& token);
+  // The defaults take the token for an item identifier: evict() of that item, and "not
+  // supported" for sharing.
+  virtual VLErrorRef evictDocument(const std::string& token);
+  virtual VLErrorRef shareDocument(const std::string& token);
 };
 
 // The kit's side of a store-kept scope (see VLProviderStore::openScope): where the store
@@ -231,8 +243,8 @@ class VLProviderScopeSink {
                        const VLItemRef& observedItem) = 0;
 };
 
-// A store-kept scope's handle: stop() (also run by the destructor) ends its reports; no sink
-// call starts after it returns.
+// A store-kept scope's handle: stop() ends its reports; no sink call starts after it returns.
+// The kit calls it from its own queue, never from a sink call.
 class VLProviderScopeFeed {
  public:
   virtual ~VLProviderScopeFeed() = default;

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include "ProviderKit/VLProviderChanges.h"
-#include "Vaultline/KsVaultlineValidationServiceV1.h"
 #include "Vaultline/VLConstants.h"
 
 const std::string VLDirProvider::kProviderIdentifier = "org.vaultline.provider.dir";
@@ -175,34 +174,10 @@ VLStoreThumbnail VLDirProvider::thumbnail(const VLItemRef& item, double, double,
   return result;
 }
 
-VLStoreFileState VLDirProvider::fileState(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0 ? VLStoreFileState::Materialized : VLStoreFileState::Absent;
-}
-
-VLErrorRef VLDirProvider::materialize(const std::string& path) {
-  (void)path;
-  return nullptr;
-}
-
-VLStoreServicesResult VLDirProvider::services(const std::string& path) {
-  VLStoreServicesResult result;
-  VLItemRef item = store_->itemAtPath(path, &result.error);
-  if (item) result.services.push_back({KsVaultlineValidationServiceV1Name, item->itemIdentifier()});
-  return result;
-}
-
 VLStoreValidationAnswer VLDirProvider::allowValidation(const std::string& token) {
   (void)token;
-  return {true, {{"IsSyncingProvider", false}, {"HasNoWorkingSet", false}}};
+  // Said outright rather than left to the kit's default: the cases that only apply to syncing
+  // providers depend on it.
+  return {true, {{"IsSyncingProvider", false}, {"HasNoWorkingSet", false}}, nullptr};
 }
 
-VLErrorRef VLDirProvider::evictDocument(const std::string& token) {
-  (void)token;
-  return notSupported("A local folder keeps every file; there is no other copy to fall back on.");
-}
-
-VLErrorRef VLDirProvider::shareDocument(const std::string& token) {
-  (void)token;
-  return notSupported("A local folder is not shared.");
-}

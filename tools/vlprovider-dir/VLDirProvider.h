@@ -2,7 +2,8 @@
 // interface from a VLDirStore and passes the store's change reports on to the kit.
 //
 // The folder holds every file, so this is not a syncing provider: its validation service says
-// so, every item is downloaded and uploaded, and eviction is not supported.
+// so, every item is downloaded and uploaded, and eviction is not supported. The root, local
+// files and the service listing are the kit's defaults.
 // Thread-safe, as the kit requires: every call goes to the store, which has its own lock.
 #pragma once
 
@@ -24,7 +25,6 @@ class VLDirProvider : public VLProviderStore {
   void attach(std::shared_ptr<VLProviderChanges> changes) override;
   VLProviderIdentity identity() const override;
 
-  VLStoreItemResult rootItem() override { return lookup(KsVaultlineRootContainerItemIdentifier); }
   VLStoreItemResult lookup(const std::string& identifier) override;
   VLStoreItemResult itemAtPath(const std::string& path) override;
   VLStoreLocation location(const VLItemRef& item, std::optional<bool> creatingPlaceholder) override;
@@ -45,14 +45,10 @@ class VLDirProvider : public VLProviderStore {
   VLStoreItemsResult download(const Items& items) override;
   VLErrorRef evict(const Items& items) override;
 
+  // The picture's own bytes, bounded so that the answer stays well inside one protocol line.
   VLStoreThumbnail thumbnail(const VLItemRef& item, double width, double height, double scale) override;
-  VLStoreFileState fileState(const std::string& path) override;
-  VLErrorRef materialize(const std::string& path) override;
 
-  VLStoreServicesResult services(const std::string& path) override;
   VLStoreValidationAnswer allowValidation(const std::string& token) override;
-  VLErrorRef evictDocument(const std::string& token) override;
-  VLErrorRef shareDocument(const std::string& token) override;
 
  private:
   std::shared_ptr<VLDirStore> store_;
