@@ -45,8 +45,8 @@ std::string VLDirAttributes::fileSystemName(const std::string& path) {
       {XFS_SUPER_MAGIC, "xfs"},             {OVERLAYFS_SUPER_MAGIC, "overlayfs"},
       {NFS_SUPER_MAGIC, "nfs"},             {MSDOS_SUPER_MAGIC, "vfat"}, {0x65735546UL, "fuse"},
       {0x01021997UL, "9p"},                 {0x794c7630UL, "overlayfs"}, {0x2011BAB0UL, "exfat"},
-      {0x5346544eUL, "ntfs"},               {SQUASHFS_MAGIC, "squashfs"}, {RAMFS_MAGIC, "ramfs"},
-      {0x73717368UL, "squashfs"},           {0xFF534D42UL, "cifs"},     {0xca451a4eUL, "bcachefs"}};
+      {0x5346544eUL, "ntfs"},               {SYSFS_MAGIC, "sysfs"},               {SQUASHFS_MAGIC, "squashfs"}, {RAMFS_MAGIC, "ramfs"},
+      {PROC_SUPER_MAGIC, "proc"},           {0xFF534D42UL, "cifs"},     {0xca451a4eUL, "bcachefs"}};
   auto type = static_cast<unsigned long>(info.f_type) & 0xffffffffUL;
   auto found = names.find(type);
   if (found != names.end()) return found->second;

@@ -96,6 +96,7 @@ class VLDirStore {
 
   // Index upkeep (VLDirStoreIndex.cpp), all with mutex_ held.
   void scanLocked(Touched& touched);
+  void rescanLocked(Touched& touched);
   void syncFolderLocked(const std::string& folder, Touched& touched, Deferred* deferred);
   void reconcileLocked(const std::string& folder, const std::string& name, Touched& touched, Deferred* deferred);
   VLDirNode* adoptLocked(const std::string& folder, const std::string& name, const std::string& path,

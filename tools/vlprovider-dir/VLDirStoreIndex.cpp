@@ -236,8 +236,7 @@ void VLDirStore::applyChanges(const std::vector<VLDirChange>& changes) {
       switch (change.kind) {
         case VLDirChange::Overflow:
           touched.everything = true;
-          syncFolderLocked(KsVaultlineRootContainerItemIdentifier, touched, nullptr);
-          syncFolderLocked(kTrashIdentifier, touched, nullptr);
+          rescanLocked(touched);
           break;
         case VLDirChange::Gone:
           watches_.erase(change.watch);
@@ -284,8 +283,12 @@ void VLDirStore::rescan() {
   Touched touched;
   {
     std::lock_guard lock(mutex_);
-    syncFolderLocked(KsVaultlineRootContainerItemIdentifier, touched, nullptr);
-    syncFolderLocked(kTrashIdentifier, touched, nullptr);
+    rescanLocked(touched);
   }
   publish(touched);
+}
+
+void VLDirStore::rescanLocked(Touched& touched) {
+  syncFolderLocked(KsVaultlineRootContainerItemIdentifier, touched, nullptr);
+  syncFolderLocked(kTrashIdentifier, touched, nullptr);
 }
