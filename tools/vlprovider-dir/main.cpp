@@ -22,10 +22,16 @@ int main(int argc, char** argv) {
       std::fputs(usage.c_str(), stdout);
       return 0;
     }
-    if (argument == "--socket") {
+    // Every argument is checked before the folder is touched: opening it writes identifiers
+    // into every item and makes the trash folder.
+    bool positional = !argument.empty() && argument[0] != '-';
+    if (argument == "--socket" && i + 1 < argc) {
       ++i;
-    } else if (!argument.empty() && argument[0] != '-' && root.empty()) {
+    } else if (positional && root.empty()) {
       root = argument;
+    } else if (argument != "--trace") {
+      std::fprintf(stderr, "vlprovider-dir: unknown argument %s\n%s", argument.c_str(), usage.c_str());
+      return 2;
     }
   }
   if (root.empty()) {

@@ -195,8 +195,8 @@ TEST_F(DirStoreFixture, ChangesMadeByOtherProgramsReachTheIndexAndTheChangeHandl
   shell("mv '" + root_ + "/created.txt' '" + root_ + "/new/moved.txt'");
   ASSERT_TRUE(waitUntil([&] { return at("new/moved.txt") != nullptr && !at("created.txt"); }));
   EXPECT_EQ(at("new/moved.txt")->itemIdentifier(), created);
-  EXPECT_TRUE(heard(created));
-  EXPECT_TRUE(heard(KsVaultlineRootContainerItemIdentifier));
+  // The index changes before the report goes out, so the report is waited for on its own.
+  EXPECT_TRUE(waitUntil([&] { return heard(created) && heard(KsVaultlineRootContainerItemIdentifier); }));
 
   // Attributes set by another program are read back.
   shell("python3 -c \"import os; os.setxattr('" + root_ + "/before.txt', 'user.vaultline.rank', b'7')\"");
@@ -205,7 +205,7 @@ TEST_F(DirStoreFixture, ChangesMadeByOtherProgramsReachTheIndexAndTheChangeHandl
   forgetHeard();
   shell("rm -r '" + root_ + "/new'");
   ASSERT_TRUE(waitUntil([&] { return !store_->item(created); }));
-  EXPECT_TRUE(heard(created));
+  EXPECT_TRUE(waitUntil([&] { return heard(created); }));
 }
 
 TEST_F(DirStoreFixture, TagsRanksAndDatesLiveInExtendedAttributes) {
