@@ -25,34 +25,52 @@ class VLJsonInput {
   // What a member must be. Members a shape does not list may hold anything; a member it
   // lists may be absent (readers fall back to a default) unless `required`, and may be null
   // where `nullable`.
+  struct ShapeMember;
   struct Shape {
     enum class Kind { Any, String, Number, Integer, Count, Boolean, Object, Array };  // Count: 0 or more
     Kind kind = Kind::Any;
     bool required = false;
     bool nullable = false;
-    std::vector<std::pair<std::string, Shape>> members;  // for Object
+    std::vector<ShapeMember> members;  // for Object
     std::shared_ptr<Shape> element;                      // for Array: the shape of each element
 
-    static Shape of(Kind kind) { return Shape{kind, false, false, {}, nullptr}; }
-    static Shape object(std::vector<std::pair<std::string, Shape>> members) {
-      return Shape{Kind::Object, false, false, std::move(members), nullptr};
-    }
-    static Shape arrayOf(Shape element) {
-      return Shape{Kind::Array, false, false, {}, std::make_shared<Shape>(std::move(element))};
-    }
-    Shape orNull() const {
-      Shape copy = *this;
-      copy.nullable = true;
-      return copy;
-    }
-    Shape needed() const {
-      Shape copy = *this;
-      copy.required = true;
-      return copy;
-    }
+    // A shape of `kind` with no members listed.
+    static Shape of(Kind kind);
+    // An object whose listed members have these shapes.
+    static Shape object(std::vector<ShapeMember> members);
+    // An array each of whose elements has the shape `element`.
+    static Shape arrayOf(Shape element);
+    // This shape, also allowing null.
+    Shape orNull() const;
+    // This shape, as a member that must be present.
+    Shape needed() const;
+  };
+  // One listed member of an object's shape: its name and its shape. A struct of its own, not a
+  // std::pair, whose traits would need Shape complete inside Shape.
+  struct ShapeMember {
+    std::string name;
+    Shape shape;
   };
 
   // Checks `value` against `shape`. Throws VLUsageError naming `what`, the member's path
   // ("cases[3].attempts[0].verdict") and what it should have been.
   static void check(const nlohmann::ordered_json& value, const Shape& shape, const std::string& what);
 };
+
+inline VLJsonInput::Shape VLJsonInput::Shape::of(Kind kind) { return Shape{kind, false, false, {}, nullptr}; }
+inline VLJsonInput::Shape VLJsonInput::Shape::object(std::vector<ShapeMember> members) {
+  return Shape{Kind::Object, false, false, std::move(members), nullptr};
+}
+inline VLJsonInput::Shape VLJsonInput::Shape::arrayOf(Shape element) {
+  return Shape{Kind::Array, false, false, {}, std::make_shared<Shape>(std::move(element))};
+}
+inline VLJsonInput::Shape VLJsonInput::Shape::orNull() const {
+  Shape copy = *this;
+  copy.nullable = true;
+  return copy;
+}
+inline VLJsonInput::Shape VLJsonInput::Shape::needed() const {
+  Shape copy = *this;
+  copy.required = true;
+  return copy;
+}
