@@ -35,11 +35,14 @@ endfunction()
 
 # Every library an exported target links, as Vaultline::NAME, with its headers except for
 # vlrunner: the runner is linked (by Vaultline::gtest) but offers no interface outside.
-set(VL_PACKAGE_LIBRARIES vlplatform vlsimulated vlremote vlchoice validations vlfaults)
+set(VL_PACKAGE_LIBRARIES vlplatform vlsimulated vlremote vlproviderkit vlchoice validations vlfaults)
 foreach(library ${VL_PACKAGE_LIBRARIES})
   vl_install_public_tree(${library})
   add_library(Vaultline::${library} ALIAS ${library})
 endforeach()
+# The provider kit is what provider authors link: exported under the shorter name.
+set_target_properties(vlproviderkit PROPERTIES EXPORT_NAME providerkit)
+add_library(Vaultline::providerkit ALIAS vlproviderkit)
 install(TARGETS ${VL_PACKAGE_LIBRARIES} EXPORT VaultlineValidationsTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS vlrunner EXPORT VaultlineValidationsTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -8,20 +8,15 @@
 // program serves one session and exits when its input ends; with --socket it serves every
 // connection (each a session of its own, all on one provider) until SIGINT or SIGTERM.
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "ProviderKit/VLProviderKit.h"
 #include "Simulated/Simulated.h"
-#include "VLProviderServer.h"
+#include "VLSimulatedProviderStore.h"
 
 namespace {
 
@@ -39,23 +34,6 @@ const char* kUsage =
   std::filesystem::remove_all(service->temporaryDirectory().path(), ignored);
   std::fflush(stderr);
   std::_Exit(status);
-}
-
-int listenOn(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof(address.sun_path)) {
-    std::fprintf(stderr, "vlprovider-sim: the socket path is too long: %s\n", path.c_str());
-    return -1;
-  }
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ::unlink(path.c_str());
-  if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 || ::listen(fd, 16) != 0) {
-    std::fprintf(stderr, "vlprovider-sim: cannot listen on %s: %s\n", path.c_str(), std::strerror(errno));
-    return -1;
-  }
-  return fd;
 }
 
 }  // namespace
@@ -88,36 +66,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   service->install();
-
+  auto kit = VLProviderKit::make(std::make_shared<VLSimulatedProviderStore>(service, service->provider()));
   if (socketPath.empty()) {
-    VLProviderServer::make(STDIN_FILENO, STDOUT_FILENO, service, service->provider(), trace)->run();
+    kit->serve(STDIN_FILENO, STDOUT_FILENO, trace);
     finish(service, 0);
   }
-
-  // Signals are taken by sigwait() below, so block them before any thread starts.
-  sigset_t stopping;
-  sigemptyset(&stopping);
-  sigaddset(&stopping, SIGINT);
-  sigaddset(&stopping, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &stopping, nullptr);
-  int listener = listenOn(socketPath);
-  if (listener < 0) finish(service, 1);
-  std::thread([listener, service, trace] {
-    for (;;) {
-      int client = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-      if (client < 0) {
-        if (errno == EINTR || errno == ECONNABORTED) continue;
-        return;
-      }
-      std::thread([client, service, trace] {
-        VLProviderServer::make(client, client, service, service->provider(), trace)->run();
-        ::close(client);
-      }).detach();
-    }
-  }).detach();
-  std::fprintf(stderr, "vlprovider-sim: listening on %s\n", socketPath.c_str());
-  int received = 0;
-  sigwait(&stopping, &received);
-  ::unlink(socketPath.c_str());
-  finish(service, 0);
+  finish(service, kit->serveSocket(socketPath, trace));
 }
