@@ -76,6 +76,9 @@ VLErrorRef VLWebDAVStore::connect() {
   if (!probe.error && probe.status == 207) statuses = VLWebDAVMultistatus::propstatStatuses(probe.body, error);
   deadProperties_ = !error && !statuses.empty() &&
                     std::all_of(statuses.begin(), statuses.end(), [](long status) { return status == 200; });
+  if (deadProperties_)
+    client_.request("PROPPATCH", kTrashCollection + "/", {{"Content-Type", "application/xml"}},
+                    VLWebDAVMultistatus::proppatchBody({{"probe", std::nullopt}}));
   return nullptr;
 }
 
@@ -114,43 +117,40 @@ VLStoreLocation VLWebDAVStore::location(const VLItemRef& target, std::optional<b
 }
 
 VLStoreItemsResult VLWebDAVStore::enumerate(const VLProviderScope& scope) {
-  // What the refresh found changed reaches the other subscriptions too (the kit queues it).
+  std::vector<VLItemRef> candidates;
   std::vector<std::string> found;
-  auto report = [&] {
-    if (changes_ && !found.empty()) changes_->itemsChanged(std::move(found));
-  };
-  struct Reporter {
-    std::function<void()> report;
-    ~Reporter() { report(); }
-  } reporter{report};
-  std::vector<VLItemRef> all, members;
+  VLStoreItemsResult result;
   {
     std::lock_guard lock(mutex_);
-    struct Drain {
-      std::vector<std::string>& from;
-      std::vector<std::string>& to;
-      ~Drain() { to = std::move(from), from.clear(); }
-    } drain{touched_, found};
-    if (scope.kind == VLProviderScope::Kind::Container) {
-      if (scope.container == kTrashID) {
-        for (auto& [id, node] : nodes_)
-          if (node.parent == kTrashID) members.push_back(item(node));
-        return {members, nullptr};
-      }
-      Node* container = find(scope.container);
-      if (!container || !container->isContainer()) return {{}, E::noSuchItem(scope.container)};
-      if (auto error = refresh(scope.container)) return {{}, error};
-      for (Node* child : childrenOf(scope.container)) members.push_back(item(*child));
-      return {members, nullptr};
-    }
-    if (scope.kind == VLProviderScope::Kind::WorkingSet && !deadProperties_)
-      return {{}, E::notSupported("This provider has no working set: the WebDAV server does not keep dead properties.")};
-    if (auto error = refreshTree(kRootID)) return {{}, error};
-    for (auto& [id, node] : nodes_) all.push_back(item(node));
+    result = members(scope, candidates);
+    found.swap(touched_);
   }
-  for (auto& candidate : all)
-    if (contains(scope, *candidate)) members.push_back(candidate);  // looks items up: outside the lock
-  return {members, nullptr};
+  // What the refresh found changed reaches the other subscriptions too (the kit queues it).
+  if (changes_ && !found.empty()) changes_->itemsChanged(std::move(found));
+  for (auto& candidate : candidates)
+    if (contains(scope, *candidate)) result.items.push_back(candidate);  // looks items up: outside the lock
+  return result;
+}
+
+VLStoreItemsResult VLWebDAVStore::members(const VLProviderScope& scope, std::vector<VLItemRef>& candidates) {
+  VLStoreItemsResult result;
+  if (scope.kind == VLProviderScope::Kind::Container) {
+    if (scope.container == kTrashID) {  // the bridge alone moves items into the trash
+      for (auto& [id, node] : nodes_)
+        if (node.parent == kTrashID) result.items.push_back(item(node));
+      return result;
+    }
+    Node* container = find(scope.container);
+    if (!container || !container->isContainer()) return {{}, E::noSuchItem(scope.container)};
+    if ((result.error = refresh(scope.container))) return result;
+    for (Node* child : childrenOf(scope.container)) result.items.push_back(item(*child));
+    return result;
+  }
+  if (scope.kind == VLProviderScope::Kind::WorkingSet && !deadProperties_)
+    return {{}, E::notSupported("This provider has no working set: the WebDAV server does not keep dead properties.")};
+  if ((result.error = refreshTree(kRootID))) return result;
+  for (auto& [id, node] : nodes_) candidates.push_back(item(node));
+  return result;
 }
 
 VLStoreThumbnail VLWebDAVStore::thumbnail(const VLItemRef& target, double, double, double) {

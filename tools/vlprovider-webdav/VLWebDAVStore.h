@@ -106,11 +106,13 @@ class VLWebDAVStore : public VLProviderStore {
   void touch(const std::string& id) { touched_.push_back(id); }
 
   // The server (under mutex_).
+  // A scope's members (containers), or the candidates to filter with contains() (the others).
+  VLStoreItemsResult members(const VLProviderScope& scope, std::vector<VLItemRef>& candidates);
   VLErrorRef refresh(const std::string& containerId);
   VLErrorRef refreshTree(const std::string& containerId);
   void adopt(Node& node, const VLWebDAVEntry& entry);
   VLErrorRef checkName(const std::string& parent, const std::string& name, const std::string& self);
-  VLErrorRef moveOnServer(const std::string& from, const std::string& to, bool isCollection, Node* collided);
+  VLErrorRef moveOnServer(const std::string& from, const std::string& to, bool isCollection);
   VLErrorRef relocate(Node& node, const std::string& parent, const std::string& name, const std::string& trashedFrom);
   VLErrorRef setProperties(Node& node, const std::vector<std::pair<std::string, std::optional<std::string>>>& values);
   VLErrorRef fetch(Node& node);

@@ -38,12 +38,11 @@ std::string formatNumber(double value) {
 
 }  // namespace
 
-VLErrorRef VLWebDAVStore::moveOnServer(const std::string& from, const std::string& to, bool isCollection,
-                                       Node* collided) {
+VLErrorRef VLWebDAVStore::moveOnServer(const std::string& from, const std::string& to, bool isCollection) {
   std::string suffix = isCollection ? "/" : "";
   auto answer = client_.request("MOVE", from + suffix, {{"Destination", client_.urlOf(to) + suffix}, {"Overwrite", "F"}});
   if (answer.error) return answer.error;
-  if (answer.status == 412) return collided ? Errors::collision(item(*collided)) : Errors::posix(EEXIST, "The name is taken on the server.");
+  if (answer.status == 412) return Errors::posix(EEXIST, "\"" + to + "\" exists on the server.");
   if (answer.status != 201 && answer.status != 204) return unexpected(answer, "MOVE of \"" + from + "\"");
   return nullptr;
 }
@@ -61,7 +60,13 @@ VLErrorRef VLWebDAVStore::relocate(Node& node, const std::string& parent, const 
     if (made.error) return made.error;
     if (made.status != 201 && made.status != 405) return unexpected(made, "MKCOL in the trash");
   }
-  if (auto error = moveOnServer(from, to, node.kind != Node::File, nullptr)) return error;
+  if (auto error = moveOnServer(from, to, node.kind != Node::File)) {
+    if (!trashedFrom.empty()) client_.request("DELETE", parentOfTrashed(node.id) + "/");  // no empty slot left behind
+    // Another client may have taken the name since the check: then say who has it.
+    if (trashedFrom.empty() && error->code() == EEXIST)
+      if (auto collision = checkName(parent, name, node.id)) return collision;
+    return error;
+  }
   if (!node.trashedFrom.empty() && trashedFrom.empty()) client_.request("DELETE", parentOfTrashed(node.id) + "/");
   touch(node.parent), touch(parent);
   node.parent = parent, node.name = name, node.trashedFrom = trashedFrom;

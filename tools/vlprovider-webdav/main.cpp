@@ -47,9 +47,8 @@ int main(int argc, char** argv) {
   std::vector<char*> kitArguments{argv[0]};
   for (int i = 1; i < argc; ++i) {
     std::string argument = argv[i];
-    auto value = [&](const char* name) -> std::optional<std::string> {
+    auto value = [&]() -> std::optional<std::string> {  // the option's argument
       if (i + 1 >= argc) return std::nullopt;
-      (void)name;
       return std::string(argv[++i]);
     };
     if (argument == "--help" || argument == "-h") {
@@ -57,15 +56,15 @@ int main(int argc, char** argv) {
       return 0;
     }
     if (argument == "--poll" || argument == "--timeout") {
-      auto text = value(argument.c_str());
+      auto text = value();
       auto& into = argument == "--poll" ? options.pollInterval : options.requestTimeout;
       if (!text || !positiveSeconds(*text, into)) return fail(argument + " needs a number of seconds above 0");
     } else if (argument == "--credentials") {
-      auto text = value("--credentials");
+      auto text = value();
       if (!text) return fail("--credentials needs a file");
       credentialsFile = *text;
     } else if (argument == "--cache") {
-      auto text = value("--cache");
+      auto text = value();
       if (!text) return fail("--cache needs a folder");
       cache = *text;
     } else if (argument.rfind("http://", 0) == 0 || argument.rfind("https://", 0) == 0) {
