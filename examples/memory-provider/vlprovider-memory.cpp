@@ -1,12 +1,10 @@
 // vlprovider-memory: a minimal provider on the provider kit. Items live in memory; their local
 // copies (which the host reads) live in a private temporary folder. It syncs with a pretend
-// server that has every file at once, so files can be evicted and downloaded again.
-//
+// server that has every file at once, so files can be evicted and downloaded again:
 //   vlvalidate --provider "exec:vlprovider-memory" --strict
-#include <stdlib.h>
-
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -15,6 +13,7 @@
 
 #include "ProviderKit/VLProviderKit.h"
 #include "ProviderKit/VLStoreErrors.h"
+#include "ProviderKit/VLStorePlaceholders.h"
 #include "ProviderKit/VLStoreTypes.h"
 #include "Vaultline/VLConstants.h"
 
@@ -23,6 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using E = VLStoreErrors;
+using P = VLStorePlaceholders;  // local copies, and placeholders for evicted ones
 const std::string kRoot = "KsVaultlineRootContainerItemIdentifier", kTrash = "trash", kProvider = "org.example.memory";
 
 struct Node {
@@ -35,27 +35,19 @@ struct Node {
   std::optional<int64_t> rank;
   std::optional<VLDate> lastUsed;
   bool isContainer() const { return kind == Root || kind == Folder; }
-  Node() = default;
-  Node(Kind k, std::string i, std::string p, std::string n, std::string t) : kind(k), id(i), parent(p), name(n), type(t) {}
+  Node(Kind k, std::string i, std::string p, std::string n, std::string t)
+      : kind(k), id(i), parent(p), name(n), type(t) {}
 };
 
 std::string folded(std::string name) {  // names collide regardless of (ASCII) letter case
   for (auto& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return name;
 }
-std::string readAll(const fs::path& path) {
-  return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}};
-}
-void writeAll(const fs::path& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
-fs::path placeholderOf(const fs::path& path) {
-  return path.parent_path() / ("." + path.filename().string() + ".placeholder");
-}
 
 class MemoryStore : public VLProviderStore {
  public:
-  using Work = std::function<VLErrorRef(Node&)>;
   explicit MemoryStore(fs::path directory) : directory_(std::move(directory)) {
-    nodes_[kRoot] = Node(Node::Root, kRoot, kRoot, "Memory", "public.folder");
+    nodes_.emplace(kRoot, Node(Node::Root, kRoot, kRoot, "Memory", "public.folder"));
     fs::create_directories(directory_ / "local");
   }
   void attach(std::shared_ptr<VLProviderChanges> changes) override { changes_ = std::move(changes); }
@@ -75,44 +67,39 @@ class MemoryStore : public VLProviderStore {
     std::lock_guard lock(mutex_);
     Node* node = find(target->itemIdentifier());
     if (!node) return {std::nullopt, false, E::noSuchItem(target->itemIdentifier())};
-    fs::path path = pathOf(*node);
-    bool there = fs::exists(path) || fs::exists(placeholderOf(path));
-    if (creating == false && !there) return {std::nullopt, false, E::posix(ENOENT, "Nothing is there.")};
-    if (creating == true && !there && node->kind == Node::File) writeAll(placeholderOf(path), "");
-    return {path.string(), node->kind != Node::File, nullptr};
+    return P::locate(pathOf(*node), node->kind != Node::File, creating);
   }
   VLStoreItemsResult enumerate(const VLProviderScope& scope) override {
     std::vector<VLItemRef> all, members;
-    {
-      std::lock_guard lock(mutex_);
-      Node* container = find(scope.kind == VLProviderScope::Kind::Container ? scope.container : kRoot);
-      if (!container || !container->isContainer()) return {{}, E::noSuchItem(scope.container)};
-      for (auto& [id, node] : nodes_) all.push_back(item(node));
-    }
+    std::unique_lock lock(mutex_);
+    Node* container = find(scope.kind == VLProviderScope::Kind::Container ? scope.container : kRoot);
+    if (!container || !container->isContainer()) return {{}, E::noSuchItem(scope.container)};
+    for (auto& [id, node] : nodes_) all.push_back(item(node));
+    lock.unlock();
     for (auto& candidate : all)
       if (contains(scope, *candidate)) members.push_back(candidate);  // outside the lock
     return {members, nullptr};
   }
-
   VLStoreCopyResult importItems(const std::vector<VLStoreSource>& sources, const VLItemRef& destination) override {
     VLStoreCopyResult result;
-    change([&] {
+    each({destination}, [&](Node& folder) {
       for (const auto& source : sources) {
         VLItemRef made;
-        VLErrorRef error = import(source.path, destination->itemIdentifier(), made);
+        VLErrorRef error = import(source.path, folder.id, made);
         if (made) result.created.emplace_back(source.path, made);
         if (error) result.failed.emplace_back(source.path, error), result.error = result.error ? result.error : error;
       }
+      return VLErrorRef();
     });
     return result;
   }
   VLStoreItemResult createFolder(const VLItemRef& parent, const std::string& name) override {
     VLStoreItemResult result;
-    change([&] {
-      if ((result.error = checkName(parent->itemIdentifier(), name, ""))) return;
-      Node& node = add(Node::Folder, parent->itemIdentifier(), name, "public.folder");
+    result.error = each({parent}, [&](Node& folder) {
+      if (VLErrorRef error = checkName(folder.id, name, "")) return error;
+      Node& node = add(Node::Folder, folder.id, name, "public.folder");
       fs::create_directory(pathOf(node));
-      result.item = item(node);
+      return result.item = item(node), VLErrorRef();
     });
     return result;
   }
@@ -142,13 +129,13 @@ class MemoryStore : public VLProviderStore {
     return each(items, [&](Node& node) {
       if (node.trashedFrom.empty()) return VLErrorRef();
       Node* target = find(restoreDirectory ? restoreDirectory->itemIdentifier() : node.trashedFrom);
-      return moveInto(node, !target || !target->isContainer() || underTrash(*target) ? kRoot : target->id);
+      return moveInto(node, !target || !target->isContainer() || !target->trashedFrom.empty() ? kRoot : target->id);
     });
   }
   VLErrorRef remove(const Items& items) override {
     return each(items, [&](Node& node) {
       if (node.kind == Node::Root) return E::notSupported("The root cannot be deleted.");
-      fs::remove_all(pathOf(node)), fs::remove(placeholderOf(pathOf(node))), touch(node.parent);
+      P::remove(pathOf(node)), touch(node.parent);
       for (const auto& id : subtree(node.id)) touched_.push_back(id), nodes_.erase(id);
       return VLErrorRef();
     });
@@ -171,21 +158,9 @@ class MemoryStore : public VLProviderStore {
   VLErrorRef evict(const Items& items) override {
     return each(items, [&](Node& node) {
       if (node.kind != Node::File) return E::notSupported("Only files can be evicted.");
-      if (node.downloaded) fs::remove(pathOf(node)), writeAll(placeholderOf(pathOf(node)), ""), node.downloaded = false;
+      if (node.downloaded) P::evict(pathOf(node)), node.downloaded = false;
       return VLErrorRef();
     });
-  }
-  VLStoreThumbnail thumbnail(const VLItemRef& target, double, double, double) override {
-    std::lock_guard lock(mutex_);
-    Node* node = find(target->itemIdentifier());
-    if (!node) return {std::nullopt, "", E::noSuchItem(target->itemIdentifier())};
-    if (node->content.rfind("\x89PNG", 0) != 0 && node->content.rfind("\xFF\xD8", 0) != 0) return {};  // no image
-    return {VLData(node->content.data(), node->content.size()), VLThumbnailFormatUndecorated,
-            nullptr};  // the host scales it
-  }
-  VLStoreFileState fileState(const std::string& path) override {
-    if (fs::exists(path)) return VLStoreFileState::Materialized;
-    return fs::exists(placeholderOf(path)) ? VLStoreFileState::Placeholder : VLStoreFileState::Absent;
   }
   VLErrorRef materialize(const std::string& path) override {
     if (auto found = itemAtPath(path); found.item)
@@ -197,10 +172,7 @@ class MemoryStore : public VLProviderStore {
   }
 
  private:
-  Node* find(const std::string& id) {
-    auto found = nodes_.find(id);
-    return found == nodes_.end() ? nullptr : &found->second;
-  }
+  Node* find(const std::string& id) { return nodes_.count(id) ? &nodes_.at(id) : nullptr; }
   std::vector<std::string> subtree(const std::string& id) {  // id and everything inside it
     std::vector<std::string> found{id};
     for (size_t i = 0; i < found.size(); ++i) {
@@ -208,11 +180,6 @@ class MemoryStore : public VLProviderStore {
         if (node.parent == found[i] && other != found[i]) found.push_back(other);
     }
     return found;
-  }
-  bool underTrash(Node& node) {
-    Node* at = &node;
-    while (at && at->kind != Node::Root && at->trashedFrom.empty()) at = find(at->parent);
-    return at && !at->trashedFrom.empty();
   }
   fs::path pathOf(Node& node) {
     if (node.kind == Node::Root) return directory_ / "local";
@@ -223,25 +190,20 @@ class MemoryStore : public VLProviderStore {
     touched_.push_back(id);
     if (Node* node = find(id)) node->modified = VLDate::now();
   }
-  // Runs `work` under the lock, then reports every item it touched as one change.
-  void change(const std::function<void()>& work) {
-    std::unique_lock lock(mutex_);
-    work();
-    std::vector<std::string> touched = std::move(touched_);
-    touched_.clear(), lock.unlock();
-    if (changes_) changes_->itemsChanged(std::move(touched));
-  }
-  // Attempts `work` on every item, as one change; answers the first failure.
-  VLErrorRef each(const Items& items, const Work& work) {
+  // Attempts `work` on every item under the lock, then reports what it touched as one change;
+  // answers the first failure.
+  VLErrorRef each(const Items& items, const std::function<VLErrorRef(Node&)>& work) {
     VLErrorRef first;
-    change([&] {
-      for (const auto& target : items) {
-        Node* node = find(target->itemIdentifier());
-        VLErrorRef error = node ? work(*node) : E::noSuchItem(target->itemIdentifier());
-        if (node && !error) touched_.push_back(target->itemIdentifier());
-        first = first ? first : error;
-      }
-    });
+    std::unique_lock lock(mutex_);
+    for (const auto& target : items) {
+      Node* node = find(target->itemIdentifier());
+      VLErrorRef error = node ? work(*node) : E::noSuchItem(target->itemIdentifier());
+      if (node && !error) touched_.push_back(target->itemIdentifier());
+      first = first ? first : error;
+    }
+    std::vector<std::string> touched;
+    touched.swap(touched_), lock.unlock();
+    if (changes_) changes_->itemsChanged(std::move(touched));
     return first;
   }
   VLErrorRef checkName(const std::string& parent, const std::string& name, const std::string& self) {
@@ -249,20 +211,16 @@ class MemoryStore : public VLProviderStore {
     if (!folder || !folder->isContainer()) return E::noSuchItem(parent);
     if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos)
       return E::posix(EINVAL, "Bad name.");
-    for (auto& [id, node] : nodes_) {
+    for (auto& [id, node] : nodes_)
       if (node.parent == parent && id != self && id != parent && folded(node.name) == folded(name))
         return E::collision(item(node));
-    }
     return nullptr;
   }
   // Changes a node's name or place and moves its local copy (or placeholder) along.
   VLErrorRef relocate(Node& node, const std::function<void()>& how) {
     fs::path before = pathOf(node);
     touch(node.parent), how(), touch(node.parent);
-    fs::path after = pathOf(node);
-    fs::create_directories(after.parent_path());
-    for (auto [from, to] : {std::pair{before, after}, std::pair{placeholderOf(before), placeholderOf(after)}})
-      if (fs::exists(from)) fs::rename(from, to);
+    P::move(before, pathOf(node));
     if (before.parent_path().parent_path() == directory_ / "trash") fs::remove(before.parent_path());
     for (const auto& id : subtree(node.id)) touched_.push_back(id);  // their membership follows the folder's
     return nullptr;
@@ -281,7 +239,9 @@ class MemoryStore : public VLProviderStore {
     bool directory = fs::is_directory(source, problem);
     Node::Kind kind = !directory ? Node::File : types_.isPackage(name) ? Node::Package : Node::Folder;
     Node& node = add(kind, parent, name, types_.typeFor(name, directory));
-    if (kind == Node::File) node.content = readAll(source), writeAll(pathOf(node), node.content);
+    if (kind == Node::File)
+      node.content = std::string(std::istreambuf_iterator<char>(std::ifstream(source).rdbuf()), {}),
+      P::restore(pathOf(node), node.content);
     if (kind == Node::Package) fs::copy(source, pathOf(node), fs::copy_options::recursive, problem);
     if (kind == Node::Folder) fs::create_directory(pathOf(node), problem);
     if (problem) return E::posix(problem.value(), problem.message());
@@ -296,12 +256,11 @@ class MemoryStore : public VLProviderStore {
   Node& add(Node::Kind kind, const std::string& parent, const std::string& name, const std::string& type) {
     std::string id = "item-" + std::to_string(next_++);
     touched_.push_back(id), touch(parent);
-    return nodes_[id] = Node(kind, id, parent, name, type);
+    return nodes_.insert_or_assign(id, Node(kind, id, parent, name, type)).first->second;
   }
   void fetch(Node& node) {  // downloads again what was evicted
     if (node.kind != Node::File || node.downloaded) return;
-    writeAll(pathOf(node), node.content), fs::remove(placeholderOf(pathOf(node)));
-    node.downloaded = true;
+    P::restore(pathOf(node), node.content), node.downloaded = true;
   }
   VLItemRef item(Node& node) {
     VLItemAttributes a;
@@ -319,7 +278,6 @@ class MemoryStore : public VLProviderStore {
     a.trashed = !node.trashedFrom.empty(), a.favoriteRank = node.rank, a.tags = node.tags;
     return VLItem::make(std::move(a));
   }
-
   const fs::path directory_;
   const VLStoreTypes types_;
   std::shared_ptr<VLProviderChanges> changes_;

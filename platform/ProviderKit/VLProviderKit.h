@@ -19,7 +19,8 @@
 
 class VLProviderKit : public std::enable_shared_from_this<VLProviderKit> {
  public:
-  // Makes a kit for `store` and calls store->attach() with its change hub.
+  // Makes a kit for `store` and calls store->attach() with its change hub. The first call
+  // limits the process to two malloc arenas (see VLProviderKit.cpp).
   static std::shared_ptr<VLProviderKit> make(std::shared_ptr<VLProviderStore> store);
 
   // Serves the store as the command line asks ([--socket PATH] [--trace] [--help]) and

@@ -139,8 +139,17 @@ void VLProviderKitSession::replyError(const std::string& id, int64_t code, const
 }
 
 void VLProviderKitSession::drop(int64_t number) {
-  std::lock_guard lock(mutex_);
-  subscriptions_.erase(number);
+  std::shared_ptr<VLProviderKitSubscription> ended;
+  {
+    std::lock_guard lock(mutex_);
+    auto found = subscriptions_.find(number);
+    if (found == subscriptions_.end()) return;
+    ended = std::move(found->second);
+    subscriptions_.erase(found);
+  }
+  // A store's feed may report the failure from inside its own callback: the subscription (and
+  // the feed it owns) is stopped and let go on the session's queue, never inside that callback.
+  queue_->async([ended] { ended->stop(); });
 }
 
 void VLProviderKitSession::handleLine(std::string_view line) {

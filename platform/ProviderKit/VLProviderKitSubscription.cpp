@@ -135,7 +135,7 @@ void VLProviderKitSubscription::changed(const std::vector<VLItemRef>& updated, c
   if (observedItem) session->encoder().item(observed, *observedItem);
   std::lock_guard lock(mutex_);
   if (over_ || !answered_) return;
-  sendChanges(*session, list, updated.size(), deleted, observed);
+  sendChanges(*session, list, deleted, observed);
 }
 
 std::string VLProviderKitSubscription::observedIfChanged(VLProviderKitSession& session, const VLItemRef& container) {
@@ -181,7 +181,7 @@ void VLProviderKitSubscription::apply(const Lookups& lookups) {
     }
   }
   std::lock_guard lock(mutex_);
-  if (!over_) sendChanges(*session, updated, updatedCount, deleted, observed);
+  if (!over_) sendChanges(*session, updated, deleted, observed);
 }
 
 void VLProviderKitSubscription::rescan() {
@@ -226,14 +226,12 @@ void VLProviderKitSubscription::rescan() {
     observed = observedIfChanged(*session, container.item);
   }
   std::lock_guard lock(mutex_);
-  if (!over_) sendChanges(*session, updated, updatedCount, deleted, observed);
+  if (!over_) sendChanges(*session, updated, deleted, observed);
 }
 
 void VLProviderKitSubscription::sendChanges(VLProviderKitSession& session, const std::string& updated,
-                                            size_t updatedCount, const std::vector<std::string>& deleted,
-                                            const std::string& observed) {
+                                            const std::vector<std::string>& deleted, const std::string& observed) {
   if (updated.empty() && deleted.empty() && observed.empty()) return;
-  (void)updatedCount;
   std::string body;
   VLProviderKitObject object(body);
   object.integer("subscription", number_);

@@ -54,8 +54,10 @@ class VLProviderKitSubscription : public std::enable_shared_from_this<VLProvider
  private:
   // Encodes `item` into `out` and returns the hash of its text.
   uint64_t encode(VLProviderKitSession& session, std::string& out, const VLItem& item) const;
-  void sendChanges(VLProviderKitSession& session, const std::string& updated, size_t updatedCount,
-                   const std::vector<std::string>& deleted, const std::string& observed);
+  // Sends one "collections.changed" (`updated`: the encoded items, comma-separated), unless
+  // there is nothing to say.
+  void sendChanges(VLProviderKitSession& session, const std::string& updated, const std::vector<std::string>& deleted,
+                   const std::string& observed);
   // The container's current state for "observedItem", when it changed since last reported.
   std::string observedIfChanged(VLProviderKitSession& session, const VLItemRef& container);
 

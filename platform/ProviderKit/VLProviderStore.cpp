@@ -1,8 +1,10 @@
 #include "ProviderKit/VLProviderStore.h"
 
-#include <sys/stat.h>
+#include <fstream>
+#include <iterator>
 
 #include "ProviderKit/VLStoreErrors.h"
+#include "ProviderKit/VLStorePlaceholders.h"
 #include "Vaultline/KsVaultlineValidationServiceV1.h"
 #include "Vaultline/VLConstants.h"
 
@@ -40,14 +42,20 @@ bool VLProviderStore::contains(const VLProviderScope& scope, const VLItem& item)
   return false;
 }
 
-VLStoreThumbnail VLProviderStore::thumbnail(const VLItemRef&, double, double, double) {
-  return {std::nullopt, "", nullptr};
+VLStoreThumbnail VLProviderStore::thumbnail(const VLItemRef& item, double, double, double) {
+  // A picture's own PNG or JPEG bytes will do: the host scales what it gets.
+  VLStoreLocation where = location(item, false);
+  if (!where.path || where.isDirectory) return {std::nullopt, "", nullptr};
+  std::ifstream file(*where.path, std::ios::binary);
+  std::string bytes(8, '\0');
+  bytes.resize(static_cast<size_t>(file.read(bytes.data(), 8).gcount()));
+  bool png = bytes == "\x89PNG\r\n\x1a\n", jpeg = bytes.rfind("\xFF\xD8\xFF", 0) == 0;
+  if (!png && !jpeg) return {std::nullopt, "", nullptr};
+  bytes.append(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  return {VLData(bytes.data(), bytes.size()), VLThumbnailFormatUndecorated, nullptr};
 }
 
-VLStoreFileState VLProviderStore::fileState(const std::string& path) {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 ? VLStoreFileState::Materialized : VLStoreFileState::Absent;
-}
+VLStoreFileState VLProviderStore::fileState(const std::string& path) { return VLStorePlaceholders::stateOf(path); }
 
 VLErrorRef VLProviderStore::materialize(const std::string&) { return nullptr; }
 

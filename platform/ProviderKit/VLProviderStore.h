@@ -204,9 +204,11 @@ class VLProviderStore {
   virtual VLErrorRef evict(const Items& items) = 0;
 
   // ── Thumbnails and local files ──
-  // The default has no thumbnail (and no reason).
+  // The default answers the bytes of a PNG or JPEG file at the item's location(), else no
+  // thumbnail (and no reason).
   virtual VLStoreThumbnail thumbnail(const VLItemRef& item, double width, double height, double scale);
-  // The default: materialized when something is at `path`, else absent (no placeholders).
+  // The default: materialized when something is at `path`, a placeholder when the kit's
+  // placeholder is beside it (VLStorePlaceholders), else absent.
   virtual VLStoreFileState fileState(const std::string& path);
   // Makes the content be at `path` (a path that is not yours, or already local, needs nothing).
   // The default does nothing: every file is local.
