@@ -265,6 +265,7 @@ void VLWebDAVStore::forget(const std::string& id) {
   if (!node) return;
   std::error_code ignored;
   fs::remove_all(localPath(*node), ignored), fs::remove(placeholderFor(localPath(*node)), ignored);
+  if (!node->trashedFrom.empty()) fs::remove_all(localPath(*node).parent_path(), ignored);  // its slot in the trash
   touch(node->parent);
   for (const auto& inner : subtree(id)) touch(inner), nodes_.erase(inner);
 }
@@ -281,7 +282,10 @@ void VLWebDAVStore::adopt(Node& node, const VLWebDAVEntry& entry) {
   node.size = entry.size;
   if (entry.modified) node.modified = entry.modified;
   if (entry.created) node.created = entry.created;
-  std::string version = !entry.etag.empty() ? entry.etag
+  // Apache calls an ETag weak while the file is less than a second old and strong after, with
+  // the same tag: only the tag tells whether the content changed.
+  std::string etag = entry.etag.rfind("W/", 0) == 0 ? entry.etag.substr(2) : entry.etag;
+  std::string version = !etag.empty() ? etag
                                             : std::to_string(entry.size.value_or(-1)) + "@" +
                                                   std::to_string(entry.modified ? entry.modified->timeIntervalSince1970() : 0);
   if (node.kind == Node::File && !node.cachedVersion.empty() && node.version != version && !node.version.empty()) {

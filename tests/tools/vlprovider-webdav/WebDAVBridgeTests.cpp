@@ -283,7 +283,7 @@ TEST_F(WebDAVBridge, DeadPropertiesAreUsedOnlyWhereTheServerKeepsThem) {
 TEST_F(WebDAVBridge, ChangesByOthersShowAtTheNextPoll) {
   std::mutex mutex;
   std::vector<std::string> members{"kept.txt", "gone.txt"};
-  std::string etag = "\"1\"";
+  std::string etag = "W/\"1\"";  // weak while new, as Apache says of a file under a second old
   auto& store = start([&](const Request& request) {
     std::lock_guard lock(mutex);
     if (request.method == "GET") return Reply{200, "bytes"};
@@ -294,6 +294,11 @@ TEST_F(WebDAVBridge, ChangesByOthersShowAtTheNextPoll) {
   VLItemRef kept = named("kept.txt");
   ASSERT_TRUE(kept && named("gone.txt"));
   ASSERT_EQ(store.download({kept}).error, nullptr);
+  {
+    std::lock_guard lock(mutex);
+    etag = "\"1\"";  // the same tag, now strong: the same content
+  }
+  ASSERT_EQ(store.enumerate({VLProviderScope::Kind::Container, kRoot}).error, nullptr);
   EXPECT_TRUE(store.lookup(kept->itemIdentifier()).item->isDownloaded());
   {
     std::lock_guard lock(mutex);
