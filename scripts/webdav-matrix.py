@@ -39,6 +39,12 @@ STATIC_NOTES = """## What each server does differently, and what the bridge does
   let through.
 - **Dead properties.** Only Apache keeps them (`PROPPATCH` answers 207 with 200 for each property);
   see the lessons above for the cases this decides.
+- **Versions.** Apache calls a file's ETag weak (`W/"…"`) while the file is under a second old
+  and strong afterwards, with the same tag. A bridge that compares ETags whole takes that for an
+  edit by someone else and drops its local copy; the runner caught this bridge doing so (a
+  renamed file reported not downloaded, 2 times in 300 repeats, only under load). Compare the
+  tag without the weakness mark. rclone's ETags are strong from the start; nginx lists no
+  `getetag` at all, so there the bridge falls back to size and modification date.
 - **Identity.** None of the three offers a stable resource identifier the bridge could rely on, so
   identifiers are the bridge's own and follow its own renames, moves and trash. A rename made by
   another client looks like a deletion and a creation, which is what the host then sees.
