@@ -65,7 +65,7 @@ struct Crafted {
   const char* name;
   std::string report;                  // the file given to report, merge and --baseline
   const char* words;                   // what their message says
-  std::optional<std::string> runBody;  // the same fault in a body for /api/run
+  std::optional<std::string> runBody = std::nullopt;  // the same fault in a body for /api/run
   int runStatus = 400;
   const char* runWords = "";
 };
