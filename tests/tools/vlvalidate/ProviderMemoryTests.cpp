@@ -16,6 +16,15 @@
 
 namespace {
 
+// An instrumented build's processes keep shadow memory and quarantined blocks, so their peak
+// says nothing of the run's own: there the rows check verdicts and reports, and the plain build
+// holds the bound.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kPeakIsTheRunsOwn = false;
+#else
+constexpr bool kPeakIsTheRunsOwn = true;
+#endif
+
 std::string memoryPath(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-memory-" + name; }
 
 // The largest peak resident size of any child waited for so far, in MB: each row's run is
@@ -64,7 +73,7 @@ TEST(ProviderMemory, OversizedAnswersLeaveTheRunSmall) {
                             "--filter", row.filter, "--json", json, "--junit", memoryPath(row.name + ".xml")});
     const long peak = largestChildPeakMB();
     std::cout << "[ peak    ] " << row.name << ": " << peak << " MB\n";
-    EXPECT_LT(peak, 300) << result.out << result.err;
+    if (kPeakIsTheRunsOwn) EXPECT_LT(peak, 300) << result.out << result.err;
     EXPECT_LE(result.status, 1) << result.out << result.err;
 
     const auto report = e2e::readJson(json);
