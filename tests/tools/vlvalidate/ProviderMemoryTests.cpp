@@ -52,6 +52,11 @@ struct Row {
 };
 
 TEST(ProviderMemory, OversizedAnswersLeaveTheRunSmall) {
+#if defined(__SANITIZE_THREAD__)
+  // 16 MB through the proxy under ThreadSanitizer outlasts the case's time-out, so the rows'
+  // verdicts would say nothing; the plain and AddressSanitizer builds run them.
+  GTEST_SKIP() << "too slow under ThreadSanitizer to reach the provider's answer in time";
+#endif
   for (bool png : {true, false}) {
     auto bytes = support::pictureClaiming(png, 50000, 50000);
     std::ofstream(memoryPath(png ? "huge.png" : "huge.jpeg"), std::ios::binary)
