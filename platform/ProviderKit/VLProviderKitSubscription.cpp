@@ -46,8 +46,18 @@ uint64_t VLProviderKitSubscription::encode(VLProviderKitSession& session, std::s
 void VLProviderKitSubscription::start() {
   auto session = session_.lock();
   if (!session) return;
-  feed_ = session->store().openScope(scope_, std::make_shared<VLProviderKitFeedSink>(weak_from_this()));
-  if (feed_) return;
+  auto feed = session->store().openScope(scope_, std::make_shared<VLProviderKitFeedSink>(weak_from_this()));
+  if (feed) {
+    // The feed may already deliver on its own thread, and stop() may come from another.
+    bool over = false;
+    {
+      std::lock_guard lock(mutex_);
+      feed_ = feed;
+      over = over_;
+    }
+    if (over) feed->stop();
+    return;
+  }
   VLStoreItemsResult members = session->store().enumerate(scope_);
   if (members.error) {
     fail(members.error);
@@ -61,11 +71,13 @@ void VLProviderKitSubscription::start() {
 }
 
 void VLProviderKitSubscription::stop() {
+  std::shared_ptr<VLProviderScopeFeed> feed;
   {
     std::lock_guard lock(mutex_);
     over_ = true;
+    feed = feed_;
   }
-  if (feed_) feed_->stop();
+  if (feed) feed->stop();
 }
 
 void VLProviderKitSubscription::answer(const std::vector<VLItemRef>& members) {

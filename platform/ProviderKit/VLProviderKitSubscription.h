@@ -65,7 +65,7 @@ class VLProviderKitSubscription : public std::enable_shared_from_this<VLProvider
   const int64_t number_;
   const VLProviderScope scope_;
   const std::string requestID_;
-  std::shared_ptr<VLProviderScopeFeed> feed_;  // set once by start()
+  std::shared_ptr<VLProviderScopeFeed> feed_;  // set once by start(); guarded by mutex_
 
   std::mutex mutex_;
   bool answered_ = false;  // guarded by mutex_
