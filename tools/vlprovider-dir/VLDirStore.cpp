@@ -169,6 +169,14 @@ VLItemRef VLDirStore::item(const std::string& identifier, VLErrorRef* error) {
 VLItemRef VLDirStore::itemAtPath(const std::string& path, VLErrorRef* error) {
   std::string clean = path;
   while (clean.size() > 1 && clean.back() == '/') clean.pop_back();
+  Touched touched;
+  VLItemRef found = lookUpPath(clean, touched, error);
+  // The path may name what another program made a moment ago, before the watcher reported it.
+  publish(touched);
+  return found;
+}
+
+VLItemRef VLDirStore::lookUpPath(const std::string& clean, Touched& touched, VLErrorRef* error) {
   std::lock_guard lock(mutex_);
   std::string current;
   std::string rest;
@@ -186,11 +194,15 @@ VLItemRef VLDirStore::itemAtPath(const std::string& path, VLErrorRef* error) {
     std::string name = rest.substr(0, slash);
     rest = slash == std::string::npos ? std::string() : rest.substr(slash + 1);
     const VLDirNode* node = tree_.child(current, name);
+    if (!node) {
+      reconcileLocked(current, name, touched, nullptr);
+      node = tree_.child(current, name);
+    }
     current = node ? node->identifier : std::string();
   }
   const VLDirNode* node = current.empty() ? nullptr : tree_.find(current);
   if (!node || node->kind == VLDirNode::Trash) {
-    if (error) *error = noSuchItem(path);
+    if (error) *error = noSuchItem(clean);
     return nullptr;
   }
   return makeItemLocked(*node);

@@ -94,6 +94,10 @@ class VLDirStore {
   };
   using Deferred = std::vector<std::pair<std::string, std::string>>;  // (folder, name) seen as copies
 
+  // Walks `path` (without a trailing slash) under the lock, adopting any step the watcher has
+  // not reported yet; what it adopted is left in `touched` for the caller to publish.
+  VLItemRef lookUpPath(const std::string& path, Touched& touched, VLErrorRef* error);
+
   // Index upkeep (VLDirStoreIndex.cpp), all with mutex_ held.
   void scanLocked(Touched& touched);
   void rescanLocked(Touched& touched);
