@@ -60,8 +60,13 @@ void VLPlatform::install(std::shared_ptr<VLPlatform> platform) {
 
 void VLPlatform::removeTemporaryDirectory() {
   if (scratchOwner == ::getpid() && !scratchPath.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(scratchPath, ignored);
+    // A thread abandoned at an interrupt may still be writing inside: a file it makes
+    // between the walk and the folder's removal fails that pass, so go again a few times.
+    std::error_code error;
+    for (int pass = 0; pass < 5; ++pass) {
+      std::filesystem::remove_all(scratchPath, error);
+      if (!error) break;
+    }
   }
 }
 
