@@ -1,5 +1,7 @@
 #include "Remote/VLRemoteCollection.h"
 
+#include "Core/VLFormat.h"
+
 
 using nlohmann::json;
 
@@ -55,6 +57,18 @@ void VLRemoteCollection::reorderItemsWithSortDescriptors(const std::vector<VLSor
   if (observing_ && loaded_ && !failed_) loadLocked();
 }
 
+std::string VLRemoteCollection::silenceNote() const {
+  std::lock_guard lock(mutex_);
+  if (!observing_ || failed_ || !feed_) return {};
+  const std::string subscription = VLFormat("subscription %@ (scope %@)", feed_->number(), scope_.dump());
+  if (!loaded_) return "The provider has not finished its answer to \"collections.subscribe\" for " + subscription + ".";
+  const uint64_t changes = feed_->changeCount();
+  if (changes > changesAtLoad_) return {};
+  return changes == 0 ? "The provider sent no \"collections.changed\" for " + subscription + " since its answer."
+                      : "The provider sent no \"collections.changed\" for " + subscription +
+                            " since this collection took its members (its last came before).";
+}
+
 bool VLRemoteCollection::isCurrentLocked(uint64_t token) const {
   return observing_ && token != 0 && token == token_ && !failed_;
 }
@@ -68,6 +82,7 @@ void VLRemoteCollection::loadLocked() {
   auto sorted = feed_ ? feed_->sorted(descriptors_) : nullptr;
   if (!sorted) return;  // the feed has ended meanwhile: its failure follows
   current_ = std::move(sorted);
+  if (!loaded_) changesAtLoad_ = feed_->changeCount();
   loaded_ = true;
   postLocked({Posting::Kind::Reload, 0, current_, {}, nullptr, nullptr});
 }

@@ -35,6 +35,9 @@ class VLRemoteCollection : public VLItemCollection {
   void stopObserving() override;
   std::vector<VLItemRef> items() const override;
   void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) override;
+  // In the protocol's words: the subscription has not finished its answer, or has had no
+  // "collections.changed" since the collection took its members.
+  std::string silenceNote() const override;
 
   // For the feed, on the reader thread, with the token of the collection's attachment: the
   // scope's members have come (the collection takes the feed's list in its ordering), a
@@ -78,6 +81,7 @@ class VLRemoteCollection : public VLItemCollection {
   std::shared_ptr<VLRemoteFeed> feed_;           // guarded by mutex_: null when not attached
   uint64_t token_ = 0;                           // guarded by mutex_: the attachment's, 0 when none
   bool loaded_ = false;                          // guarded by mutex_: the members have come
+  uint64_t changesAtLoad_ = 0;                   // guarded by mutex_: the feed's changeCount() then
   bool failed_ = false;                          // guarded by mutex_: the error was posted
   std::vector<VLSortDescriptor> descriptors_;    // guarded by mutex_: the ordering asked for
   VLRemoteCollectionModel::Snapshot current_;    // guarded by mutex_: the list as of the latest posting

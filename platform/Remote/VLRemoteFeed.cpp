@@ -39,6 +39,11 @@ bool VLRemoteFeed::isLoaded() const {
   return state_ == State::Loaded;
 }
 
+uint64_t VLRemoteFeed::changeCount() const {
+  std::lock_guard lock(mutex_);
+  return changeCount_;
+}
+
 bool VLRemoteFeed::waitUntilSettled(double seconds) {
   if (!settled_->wait(seconds)) return false;
   settled_->signal();
@@ -264,6 +269,7 @@ void VLRemoteFeed::receiveChanges(const VLRemoteJSONReader& params, const std::s
                    session->name(), what, state_ == State::Paging ? "the last page of the answer to" : "answering");
       return;
     }
+    ++changeCount_;
     for (const auto& identifier : deleted) members_.erase(identifier);
     for (const auto& item : updated) members_[item->itemIdentifier()] = item;
     for (auto& [key, ordering] : orderings_) {

@@ -66,6 +66,8 @@ class VLRemoteFeed : public std::enable_shared_from_this<VLRemoteFeed> {
   bool hasEnded() const;
   // Whether the scope's members have come.
   bool isLoaded() const;
+  // How many batches of changes the provider has reported since its answer.
+  uint64_t changeCount() const;
   // Waits until the members have come or the feed has ended, for at most `seconds`; returns
   // whether it did.
   bool waitUntilSettled(double seconds);
@@ -125,6 +127,7 @@ class VLRemoteFeed : public std::enable_shared_from_this<VLRemoteFeed> {
   State state_ = State::Pending;                         // guarded by mutex_
   std::vector<VLItemRef> pages_;                         // guarded by mutex_: members the pages so far gave
   size_t pageCount_ = 0;                                 // guarded by mutex_: collections.items received
+  uint64_t changeCount_ = 0;                             // guarded by mutex_: collections.changed taken
   std::unordered_map<std::string, VLItemRef> members_;   // guarded by mutex_: by identifier, once loaded
   std::map<std::string, VLRemoteCollectionModel> orderings_;  // guarded by mutex_: by orderingKey(), once asked for
   Attached attached_;                                    // guarded by mutex_

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "Dispatch/VLDispatchQueue.h"
@@ -33,6 +34,11 @@ class VLItemCollection : public std::enable_shared_from_this<VLItemCollection> {
   virtual std::vector<VLItemRef> items() const = 0;
   // Orders the items by `descriptors` from now on.
   virtual void reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) = 0;
+  // A sentence, in the words of the collection's source, saying that the source has reported
+  // nothing to this collection since its members came (or that they never came); empty when
+  // it has, or when the source cannot tell. A check that waited in vain shows it beside its own
+  // reason, so that a provider that never reports changes reads as such.
+  virtual std::string silenceNote() const { return {}; }
 
  protected:
   VLItemCollection() = default;

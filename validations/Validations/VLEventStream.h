@@ -66,6 +66,12 @@ class VLEventStream {
   std::string streamDescription() const;
   void setStreamDescription(std::string description);
 
+  // Sets where the stream asks, when a check has waited in vain, whether its source has been
+  // silent (VLItemCollection::silenceNote()); none at creation.
+  void setSilenceNote(std::function<std::string()> note);
+  // The source's note, or "" when it has none or reported something.
+  std::string silenceNote() const;
+
   VLEventStream(const VLEventStream&) = delete;
   VLEventStream& operator=(const VLEventStream&) = delete;
 
@@ -86,5 +92,6 @@ class VLEventStream {
   std::vector<std::shared_ptr<Waiter>> waiters_;
   std::string streamDescription_;
   TraceSink traceSink_;
+  std::function<std::string()> silenceNote_;
   uint64_t traceID_ = 0;
 };

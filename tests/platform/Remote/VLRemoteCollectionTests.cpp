@@ -211,6 +211,33 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   fourth.stop();
 }
 
+// A collection says, in the protocol's words, when the provider has sent nothing for it: so
+// that a provider that never reports changes reads as such in a failed check.
+TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent) {
+  json request = observe();
+  subscription = request["params"]["subscription"];
+  const std::string named = "subscription " + subscription.dump() + " (scope " + request["params"]["scope"].dump() + ")";
+  EXPECT_EQ(collection->silenceNote(), "The provider has not finished its answer to \"collections.subscribe\" for " + named + ".");
+  provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}});
+  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
+  EXPECT_EQ(collection->silenceNote(), "The provider sent no \"collections.changed\" for " + named + " since its answer.");
+  changed({{"updated", {ScriptedProvider::item("b", 15)}}});
+  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "insert"; }), 0);
+  EXPECT_EQ(collection->silenceNote(), "");
+
+  // A later collection over the shared subscription counts from its own start.
+  auto later = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
+                                                                       std::nullopt, "org.example.fake", {});
+  auto laterRecorder = std::make_shared<Recorder>();
+  later->setDelegate(laterRecorder);
+  later->workingQueue()->sync([&] { later->startObserving(); });
+  ASSERT_GE(laterRecorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
+  EXPECT_EQ(later->silenceNote(), "The provider sent no \"collections.changed\" for " + named +
+                                      " since this collection took its members (its last came before).");
+  later->workingQueue()->sync([&] { later->stopObserving(); });
+  EXPECT_EQ(later->silenceNote(), "") << "a stopped collection waits for nothing";
+}
+
 // Collections over one scope in different orderings share the feed's sorted lists: each
 // batch reaches each collection at its own rows, and one that changes its ordering between
 // batches goes on from the list in its new ordering.

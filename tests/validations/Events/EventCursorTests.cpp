@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <thread>
 
@@ -83,6 +84,32 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
             "the stream ended with an error before the event came: the provider went away\n"
             "Closest match was\n" + vl_prettyDescription(sized->item()) +
                 "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6");
+}
+
+// What the stream's source says about its own silence stands beside a failed check's words,
+// and only when the source has one to say.
+TEST_F(EventCursorTest, ASilentSourceIsNamedBesideTheCasesOwnWords) {
+  std::atomic<bool> silent = true;
+  stream->setSilenceNote([&] { return silent ? std::string("no reports since the answer") : std::string(); });
+  EXPECT_EQ(cursor->check(insertNamed("a"), 0), nullptr);
+  EXPECT_EQ(lastHandled()->comment(), "Timed out (0s)\nno reports since the answer");
+  auto near = add(VLEventInsert, "b");
+  auto named = [&](const std::string& name) {
+    return VLExpectedEvent::eventWithType(VLEventInsert, [&](VLExpectedItem& item) {
+      item.setFilename("b");
+      item.setDocumentSize(name.size());
+    });
+  };
+  EXPECT_EQ(cursor->check(named("xyz"), 0), nullptr);
+  std::string nearMiss = lastHandled()->comment().value_or("");
+  EXPECT_EQ(nearMiss.rfind("Closest match was\n", 0), 0u) << nearMiss;
+  EXPECT_EQ(nearMiss.substr(nearMiss.rfind('\n') + 1), "no reports since the answer");
+  silent = false;
+  EXPECT_EQ(cursor->check(insertNamed("a"), 0), nullptr);
+  EXPECT_EQ(lastHandled()->comment(), "Timed out (0s)");
+  silent = true;
+  EXPECT_EQ(cursor->check(insertNamed("b"), 0), near);
+  EXPECT_EQ(lastHandled()->comment(), "Fulfilled by insert on " + vl_prettyDescription(near->item()));
 }
 
 TEST_F(EventCursorTest, MissingArgumentsThrowAtTheCall) {

@@ -61,6 +61,9 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   } else if (!match) {
     auto closest = expected->closestMatch();
     reason = closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);
+    // The case's words stay as they are; a provider that never reported a change is named
+    // beside them in its own protocol's words.
+    if (std::string note = stream_->silenceNote(); !note.empty()) reason += "\n" + note;
   }
   // The check's end is recorded before the expectation it settles.
   if (ended) {

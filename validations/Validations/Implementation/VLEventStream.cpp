@@ -128,3 +128,15 @@ std::string VLEventStream::streamDescription() const {
 void VLEventStream::setStreamDescription(std::string description) {
   onQueue([&] { streamDescription_ = std::move(description); });
 }
+
+void VLEventStream::setSilenceNote(std::function<std::string()> note) {
+  onQueue([&] { silenceNote_ = std::move(note); });
+}
+
+std::string VLEventStream::silenceNote() const {
+  std::function<std::string()> note;
+  onQueue([&] { note = silenceNote_; });
+  // Off the queue: the source takes its own locks, which may be held by a thread that is
+  // waiting to append.
+  return note ? note() : std::string();
+}

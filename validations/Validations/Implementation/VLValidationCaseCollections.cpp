@@ -108,6 +108,11 @@ std::shared_ptr<VLEventStream> VLValidationCase::observe(const std::shared_ptr<V
       if (auto validator = weak.lock()) validator->trace(std::move(record));
     });
   }
+  std::weak_ptr<VLItemCollection> source = collection;
+  stream->setSilenceNote([source] {
+    auto collection = source.lock();
+    return collection ? collection->silenceNote() : std::string();
+  });
   collections_.push_back(collection);
   delegates_.push_back(observer);
   auto queue = VLDispatchQueue::make("collection-queue");
