@@ -29,8 +29,8 @@ constexpr const char* kFilter = "VLAttributeValidation.Rename/*:VLContainerValid
 // A server on a free loopback port, serving on a thread of its own until the test ends.
 class LiveServer {
  public:
-  explicit LiveServer(std::vector<std::string> providers = {kQuirk})
-      : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .providers = providers, .token = kToken})) {
+  explicit LiveServer(const std::vector<std::string>& providers = {kQuirk})
+      : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .providers = parsed(providers), .token = kToken})) {
     thread_ = std::thread([this] { server_->serve(); });
     // As the page does first: the URL's token for the session's credential.
     auto opened = httplib::Client("127.0.0.1", port()).Post("/api/session", json{{"token", kToken}}.dump(), "application/json");
@@ -40,6 +40,11 @@ class LiveServer {
   ~LiveServer() {
     server_->stop();
     thread_.join();
+  }
+  static std::vector<VLProviderChoice> parsed(const std::vector<std::string>& texts) {
+    std::vector<VLProviderChoice> choices;
+    for (const auto& text : texts) choices.push_back(VLProviderChoice::parse(text));
+    return choices;
   }
   int port() const { return server_->port(); }
   std::string origin() const { return "http://127.0.0.1:" + std::to_string(port()); }
