@@ -173,6 +173,7 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
       {"/api/run", huge, 413, ""},
       {"/api/run", R"({"provider": "exec:/bin/sh -c 'touch /tmp/owned'"})", 403, "--provider"},
       {"/api/run", R"({"provider": "unix:/tmp/some.sock"})", 403, "--provider"},
+      {"/api/run", R"({"provider": "exec:/bin/true --and-more"})", 403, "--provider"},
       {"/api/run", R"({"provider": )" + json(longText).dump() + "}", 400, ""},
       {"/api/run", R"({"filter": )" + json(longText).dump() + "}", 400, ""},
       {"/api/run", R"({"provider": ["sim"]})", 400, "\"provider\" has the wrong type"},
@@ -186,10 +187,13 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
     EXPECT_NE(said.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
     EXPECT_LT(answer->body.size(), 1000u) << each.body.substr(0, 60);
   }
-  // The allowed exec: provider is let through (and then fails its handshake: /bin/true says nothing).
-  auto allowed = server.post("/api/run", {{"provider", "exec:/bin/true"}});
-  ASSERT_TRUE(allowed);
-  EXPECT_EQ(allowed->status, 502) << allowed->body;
+  // The allowed exec: provider is let through, however its words are quoted (and then fails
+  // its handshake: /bin/true says nothing).
+  for (const char* same : {"exec:/bin/true", "exec:'/bin/true'", "exec:  \"/bin/true\" "}) {
+    auto allowed = server.post("/api/run", {{"provider", same}});
+    ASSERT_TRUE(allowed);
+    EXPECT_EQ(allowed->status, 502) << same << ": " << allowed->body;
+  }
   EXPECT_EQ(server.client().Get("/api/choices")->status, 200) << "the server goes on";
 }
 

@@ -232,26 +232,17 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   // 1. The provider and its eligibility.
   const VLInstalledProvider installed =
       choice.install({.protocolLog = run.protocolLog, .handshakeTimeout = run.handshakeTimeout});
-  const auto [eligible, faults] =
-      VLEligibility::decideNamingFaults(installed.provider, *installed.platform->providerFacts());
-  auto properties = VLProviderProperties::of(*installed.provider);
-  properties.known = eligible || faults.empty();
-  if (!eligible && !run.ignoreEligibility) {
-    // An invalid answer on the way to the validation service is the cause, not a refusal.
-    std::string why = "Its validation service refused validation or could not be reached.";
-    if (!faults.empty()) {
-      why = "Its answers broke the provider protocol, so its validation service could not be asked:\n";
-      for (const auto& fault : faults) why += "  " + fault + "\n";
-    }
+  const auto eligibility = VLEligibility::ask(*installed.platform, installed.provider);
+  if (!eligibility.eligible && !run.ignoreEligibility) {
     terminal->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
-                    ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
-                    VLTerminal::printable(why) + (faults.empty() ? " " : "") +
+                    ") is not eligible for validation:\n" + VLTerminal::printable(eligibility.properties.lines()) +
+                    VLTerminal::printable(eligibility.reason()) + (eligibility.faults.empty() ? " " : "") +
                     "Pass --ignore-eligibility to run anyway.\n");
     return VLExitNotEligible;
   }
 
   // 2. Its cases, selected and ordered.
-  const VLRunPlan plan = VLRunPlan::make(choice, installed.provider, properties, run);
+  const VLRunPlan plan = VLRunPlan::make(choice, installed.provider, eligibility.properties, run);
   for (auto& reporter : reporters) reporter->runStarting(plan.info);
   if (plan.info.selectedCases == 0) {
     terminal->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +

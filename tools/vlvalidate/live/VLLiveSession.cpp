@@ -99,14 +99,13 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
       plan_.reset();
     }
     VLInstalledProvider installed = choice.install({.protocolLog = {}, .handshakeTimeout = handshakeTimeout_});
-    const bool eligible = VLEligibility::decide(installed.provider);
-    if (!eligible && !request.options.ignoreEligibility) {
+    const auto eligibility = VLEligibility::ask(*installed.platform, installed.provider);
+    if (!eligibility.eligible && !request.options.ignoreEligibility) {
       return refuse(422, "Provider " + installed.provider->identifier() + " (" + choice.text() +
-                             ") is not eligible for validation: its validation service refused or could not be "
-                             "reached. Tick \"ignore eligibility\" to run anyway.");
+                             ") is not eligible for validation. " + eligibility.reason() +
+                             (eligibility.faults.empty() ? " " : "") + "Tick \"ignore eligibility\" to run anyway.");
     }
-    VLRunPlan plan =
-        VLRunPlan::make(choice, installed.provider, VLProviderProperties::of(*installed.provider), request.options);
+    VLRunPlan plan = VLRunPlan::make(choice, installed.provider, eligibility.properties, request.options);
     std::lock_guard<std::mutex> lock(mutex_);
     plan_ = std::move(plan);
     installed_ = std::move(installed);
