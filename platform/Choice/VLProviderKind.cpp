@@ -16,6 +16,7 @@ const std::vector<VLProviderKind>& VLProviderKind::all() {
        .argumentExample = "upload-latency=200ms",
        .argumentIsSettings = true,
        .parse = VLSimulatedProviderArgument::parse,
+       .inProcess = true,
        .takesSettings = true},
       {.prefix = "exec",
        .help = {{"exec:COMMAND",

@@ -37,6 +37,10 @@ struct VLProviderKind {
   // Whether the provider is reached through the provider protocol (and so can have its
   // conversation recorded).
   bool speaksProtocol = false;
+  // Whether the provider lives in this process and starts or reaches nothing outside it, so
+  // that a live page may choose it with any argument (others only as serve's command line
+  // names them).
+  bool inProcess = false;
   // Whether its arguments take the simulated provider's settings
   // (VLProviderArgument::withSettings): a kind that starts a reference provider.
   bool takesSettings = false;

@@ -71,11 +71,11 @@ void answerAsset(httplib::Response& response, const std::string& name) {
   response.set_content(std::string(asset->content), std::string(VLWebAssets::contentType(name)));
 }
 
-// Why a page may not run `choice`, or none when it may: the simulated provider with any
-// quirks, and the other choices the command line named (the same words, however quoted). A
-// token opens a page, not a shell.
+// Why a page may not run `choice`, or none when it may: a provider in this process (the
+// simulated one with any quirks), and the other choices the command line named (the same
+// words, however quoted). A token opens a page, not a shell.
 std::optional<std::string> refusalOf(const VLProviderChoice& choice, const std::vector<VLProviderChoice>& allowed) {
-  if (choice.kind().prefix == "sim") return std::nullopt;
+  if (choice.kind().inProcess) return std::nullopt;
   for (const auto& each : allowed) {
     if (each == choice) return std::nullopt;
   }
