@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 
 #include "Choice/VLExecProviderArgument.h"
@@ -42,9 +43,11 @@ TEST(VLProviderChoice, EachKindAcceptsWhatItCanBringUpAndNamesWhatItCannot) {
       {"", "", "unknown provider kind ''"},
       {"Sim", "", "unknown provider kind 'Sim'"},
   };
+  std::set<std::string> accepted;
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);
     if (!row.prefix.empty()) {
+      accepted.insert(row.prefix);
       const auto choice = VLProviderChoice::parse(row.text);
       EXPECT_EQ(choice.kind().prefix, row.prefix);
       EXPECT_EQ(choice.text(), row.text);
@@ -65,7 +68,8 @@ TEST(VLProviderChoice, EachKindAcceptsWhatItCanBringUpAndNamesWhatItCannot) {
     } catch (const VLUsageError& error) {
       EXPECT_NE(std::string(error.what()).find(row.words), std::string::npos) << error.what();
     }
-  }
+  }  // A new kind gets its rows here: the round trip above is what lets choices compare.
+  for (const auto& kind : VLProviderKind::all()) EXPECT_TRUE(accepted.count(kind.prefix)) << kind.prefix << " has no row";
 }
 
 TEST(VLProviderChoice, SettingsAreAddedAsEachKindTakesThem) {
