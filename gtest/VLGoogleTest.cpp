@@ -4,9 +4,12 @@
 
 #include <atomic>
 
+#include "CaseRun/VLCaseRunner.h"
 #include "Choice/VLProviderChoice.h"
 #include "vlgtest/VLGoogleTestName.h"
 #include "vlgtest/VLGoogleTestProvider.h"
+
+const double VLGoogleTestOptions::kDefaultTimeout = VLCaseRunOptions::kDefaultTimeout;
 
 namespace {
 

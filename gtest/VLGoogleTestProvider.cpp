@@ -34,11 +34,11 @@ std::shared_ptr<VLGoogleTestProvider> VLGoogleTestProvider::unavailable(std::str
 std::optional<std::string> VLGoogleTestProvider::blocker() {
   std::call_once(decided_, [this] {
     try {
-      if (VLEligibility::decide(provider_) || options_.ignoreEligibility) return;
-      blocker_ = "Provider " + label_ + " is not eligible for validation:\n" +
-                 VLProviderProperties::of(*provider_).lines() +
-                 "Its validation service refused validation or could not be reached "
-                 "(VLGoogleTestOptions::ignoreEligibility runs the cases anyway).";
+      const auto eligibility = VLEligibility::ask(*platform_, provider_);
+      if (eligibility.eligible || options_.ignoreEligibility) return;
+      blocker_ = "Provider " + label_ + " is not eligible for validation:\n" + eligibility.properties.lines() +
+                 eligibility.reason() + (eligibility.faults.empty() ? " " : "") +
+                 "VLGoogleTestOptions::ignoreEligibility runs the cases anyway.";
     } catch (const VLProviderUnavailable& error) {
       blocker_ = "Provider " + label_ + " could not be reached: " + error.what();
     }

@@ -15,8 +15,13 @@
 
 // What a runner sets on each validator.
 struct VLCaseRunOptions {
-  bool strict = false;          // the suites' stricter optional checks (the validator's strict mode)
-  double defaultTimeout = 5.0;  // the validator's default time-out, seconds
+  // What every runner sets unless asked otherwise: the default time-out (seconds) and how
+  // many trace records the reports keep (the last N and the first N / 10).
+  static constexpr double kDefaultTimeout = 5.0;
+  static constexpr size_t kDefaultTraceLimit = 2000;
+
+  bool strict = false;                     // the suites' stricter optional checks (the validator's strict mode)
+  double defaultTimeout = kDefaultTimeout;  // the validator's default time-out, seconds
   // Called on the validator's queue for every settled expectation (see VLValidator).
   VLValidator::StatusBlock statusBlock;
   // Whether the case's trace is recorded (VLCaseOutcome::trace).
@@ -25,7 +30,7 @@ struct VLCaseRunOptions {
   // default what the reports keep by default), so that memory does not grow with the
   // provider's size; a caller that shows whole traces turns it off.
   bool boundTrace = true;
-  size_t traceFirst = 200, traceLast = 2000;
+  size_t traceFirst = kDefaultTraceLimit / 10, traceLast = kDefaultTraceLimit;
   // Also called with every trace record as it happens, under the validator's trace lock
   // (see VLValidator::TraceBlock), whether or not the trace is recorded: a live view's feed.
   VLValidator::TraceBlock traceListener;

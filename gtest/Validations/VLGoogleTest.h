@@ -21,10 +21,13 @@ class VLProvider;
 
 // How the registered tests run their cases.
 struct VLGoogleTestOptions {
-  bool strict = false;             // the suites' stricter optional checks (vlvalidate --strict)
-  double timeout = 5.0;            // the validators' default time-out, seconds (vlvalidate --timeout)
-  std::string filter = "*";        // register only the cases this pattern selects (vlvalidate --filter)
-  bool ignoreEligibility = false;  // run the cases although the provider is not eligible
+  // vlvalidate's default time-out, seconds.
+  static const double kDefaultTimeout;
+
+  bool strict = false;               // the suites' stricter optional checks (vlvalidate --strict)
+  double timeout = kDefaultTimeout;  // the validators' default time-out, seconds (vlvalidate --timeout)
+  std::string filter = "*";          // register only the cases this pattern selects (vlvalidate --filter)
+  bool ignoreEligibility = false;    // run the cases although the provider is not eligible
 };
 
 // Registers one test per case of `provider`, written as `vlvalidate --provider` takes it:

@@ -18,9 +18,9 @@ VLRemotePlatform::Options VLProviderInstallOptions::remoteOptions() const {
 
 double VLProviderInstallOptions::checkedHandshakeTimeout(double seconds) {
   // NaN fails both comparisons, so it is refused too.
-  if (!(seconds > 0 && seconds <= 86400)) {
-    throw VLUsageError("--handshake-timeout: expected a number of seconds above 0 and at most 86400, not " +
-                       VLFormat("%g", seconds));
+  if (!(seconds > 0 && seconds <= kLongestHandshakeTimeout)) {
+    throw VLUsageError(VLFormat("--handshake-timeout: expected a number of seconds above 0 and at most %g, not %g",
+                                kLongestHandshakeTimeout, seconds));
   }
   return seconds;
 }

@@ -14,9 +14,10 @@ struct VLProviderInstallOptions {
   // loads a large index before it answers needs more than the default.
   double handshakeTimeout = kDefaultHandshakeTimeout;
   static constexpr double kDefaultHandshakeTimeout = 10.0;
+  static constexpr double kLongestHandshakeTimeout = 86400;  // a day; the least is anything above 0
 
-  // Checks `seconds` as a handshake time-out (a positive number of at most a day); throws
-  // VLUsageError naming --handshake-timeout otherwise.
+  // Checks `seconds` as a handshake time-out (above 0, at most kLongestHandshakeTimeout);
+  // throws VLUsageError naming --handshake-timeout otherwise.
   static double checkedHandshakeTimeout(double seconds);
 
   // Returns the protocol platform's options for these: opens the protocol log. Throws

@@ -1,8 +1,8 @@
 #include "Choice/VLProviderKind.h"
 
-#include "Choice/VLExecProviderKind.h"
-#include "Choice/VLSimulatedProviderKind.h"
-#include "Choice/VLUnixProviderKind.h"
+#include "Choice/VLExecProviderArgument.h"
+#include "Choice/VLSimulatedProviderArgument.h"
+#include "Choice/VLUnixProviderArgument.h"
 
 const std::vector<VLProviderKind>& VLProviderKind::all() {
   static const std::vector<VLProviderKind> kinds = {
@@ -15,9 +15,9 @@ const std::vector<VLProviderKind>& VLProviderKind::all() {
        .argumentLabel = "Settings",
        .argumentExample = "upload-latency=200ms",
        .argumentIsSettings = true,
-       .parse = VLSimulatedProviderKind::parse,
-       .install = VLSimulatedProviderKind::install,
-       .addSettings = VLSimulatedProviderKind::addSettings},
+       .parse = VLSimulatedProviderArgument::parse,
+       .inProcess = true,
+       .takesSettings = true},
       {.prefix = "exec",
        .help = {{"exec:COMMAND",
                  "a provider started as a child process speaking the provider protocol on its\n"
@@ -26,19 +26,17 @@ const std::vector<VLProviderKind>& VLProviderKind::all() {
        .label = "exec: a program",
        .argumentLabel = "Command",
        .argumentExample = "my-provider --verbose",
-       .parse = VLExecProviderKind::parse,
-       .install = VLExecProviderKind::install,
+       .parse = VLExecProviderArgument::parse,
        .speaksProtocol = true,
-       .addSettings = VLExecProviderKind::addSettings},
+       .takesSettings = true},
       {.prefix = "unix",
        .help = {{"unix:PATH", "a provider daemon listening on the Unix domain socket PATH"}},
        .label = "unix: a socket",
        .argumentLabel = "Socket path",
        .argumentExample = "/run/my-provider.sock",
-       .parse = VLUnixProviderKind::parse,
-       .install = VLUnixProviderKind::install,
+       .parse = VLUnixProviderArgument::parse,
        .speaksProtocol = true,
-       .addSettings = {}},  // a running daemon keeps the settings it was started with
+       .takesSettings = false},  // a running daemon keeps the settings it was started with
   };
   return kinds;
 }

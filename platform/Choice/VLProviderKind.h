@@ -1,8 +1,8 @@
 // VLProviderKind: one kind of provider a front end can be pointed at ("sim", "exec:COMMAND",
-// "unix:PATH"), as one row of a table: the prefix that names it, its help, how to check what
-// follows the prefix, how to bring the provider up, and how to give it the simulated
-// provider's settings. VLProviderChoice reads the table and nothing else, so a new kind is
-// its own file pair and one row in VLProviderKind.cpp.
+// "unix:PATH"), as one row of a table: the prefix that names it, its help, how its form is
+// offered, and how to parse what follows the prefix into the kind's VLProviderArgument (which
+// brings the provider up). VLProviderChoice reads the table and nothing else, so a new kind is
+// its own argument class and one row in VLProviderKind.cpp.
 //
 // The rows are immutable and live as long as the process; they may be read from any thread.
 #pragma once
@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Choice/VLInstalledProvider.h"
-#include "Choice/VLProviderInstallOptions.h"
+#include "Choice/VLProviderArgument.h"
 
 struct VLProviderKind {
   // One way to write a choice of this kind, for help texts.
@@ -32,18 +31,19 @@ struct VLProviderKind {
   std::string argumentLabel;    // "Command"
   std::string argumentExample;  // "my-provider --verbose"
   bool argumentIsSettings = false;
-  // Checks `argument` (what follows "prefix:", "" when nothing does) without starting
+  // Parses `argument` (what follows "prefix:", "" when nothing does) without starting
   // anything. Throws VLException saying what is wrong with it.
-  std::function<void(const std::string& argument)> parse;
-  // Brings the provider up and installs its platform as the current one. Throws VLException
-  // saying why when it cannot be started or reached.
-  std::function<VLInstalledProvider(const std::string& argument, const VLProviderInstallOptions& options)> install;
+  std::function<std::shared_ptr<const VLProviderArgument>(const std::string& argument)> parse;
   // Whether the provider is reached through the provider protocol (and so can have its
   // conversation recorded).
   bool speaksProtocol = false;
-  // Returns `argument` with the simulated provider's `settings` (non-empty) added, for a kind
-  // that can start a reference provider with settings; empty for a kind that cannot.
-  std::function<std::string(const std::string& argument, const std::string& settings)> addSettings;
+  // Whether the provider lives in this process and starts or reaches nothing outside it, so
+  // that a live page may choose it with any argument (others only as serve's command line
+  // names them).
+  bool inProcess = false;
+  // Whether its arguments take the simulated provider's settings
+  // (VLProviderArgument::withSettings): a kind that starts a reference provider.
+  bool takesSettings = false;
 
   // Returns every kind, in help order.
   static const std::vector<VLProviderKind>& all();

@@ -145,10 +145,15 @@ std::unique_ptr<VLRemoteChildProcess> VLRemoteChildProcess::spawn(const std::str
     throw VLProviderProtocolException(VLProviderProtocolErrorCannotStart,
                                       std::string("cannot start the provider: ") + error.what());
   }
-  if (words.empty()) {
+  return spawn(words);
+}
+
+std::unique_ptr<VLRemoteChildProcess> VLRemoteChildProcess::spawn(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) {
     throw VLProviderProtocolException(VLProviderProtocolErrorCannotStart,
                                       "cannot start the provider: the command line is empty");
   }
+  std::vector<std::string> words = arguments;  // posix_spawnp takes writable strings
   ::signal(SIGPIPE, SIG_IGN);
 
   int input[2], output[2], errors[2];

@@ -31,6 +31,9 @@ class VLRemoteChildProcess : public VLRemoteTransport {
   // …), by the file name of the script it runs, if a later word names an existing file.
   // Throws VLProviderProtocolException (VLProviderProtocolErrorCannotStart) with the reason.
   static std::unique_ptr<VLRemoteChildProcess> spawn(const std::string& commandLine);
+  // Starts the program as above with `words` as its arguments, exactly as given (no quoting
+  // or splitting on the way).
+  static std::unique_ptr<VLRemoteChildProcess> spawn(const std::vector<std::string>& words);
   ~VLRemoteChildProcess() override;
 
   int readFD() const override { return stdout_; }

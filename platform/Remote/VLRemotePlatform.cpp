@@ -18,6 +18,10 @@ std::shared_ptr<VLRemotePlatform> VLRemotePlatform::launch(const std::string& co
   return open(VLRemoteChildProcess::spawn(commandLine), options);
 }
 
+std::shared_ptr<VLRemotePlatform> VLRemotePlatform::launch(const std::vector<std::string>& words, Options options) {
+  return open(VLRemoteChildProcess::spawn(words), options);
+}
+
 std::shared_ptr<VLRemotePlatform> VLRemotePlatform::connectToSocket(const std::string& path, Options options) {
   return open(VLRemoteSocket::connect(path), options);
 }

@@ -18,6 +18,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Remote/VLProviderProtocolError.h"
 #include "Remote/VLRemoteSession.h"
@@ -34,6 +35,8 @@ class VLRemotePlatform : public VLPlatform, public std::enable_shared_from_this<
   // Starts `commandLine` (split into words like a shell's, with quotes and backslashes) as a
   // child process speaking on its standard input and output, and greets it.
   static std::shared_ptr<VLRemotePlatform> launch(const std::string& commandLine, Options options = {});
+  // Starts the provider program with `words` as its arguments, exactly as given, and greets it.
+  static std::shared_ptr<VLRemotePlatform> launch(const std::vector<std::string>& words, Options options = {});
   // Connects to a provider daemon listening on the Unix domain socket at `path`, and greets it.
   static std::shared_ptr<VLRemotePlatform> connectToSocket(const std::string& path, Options options = {});
   // Greets a provider over an already open transport (tests, in-process servers).

@@ -18,8 +18,11 @@
 namespace fs = std::filesystem;
 
 std::shared_ptr<VLSimulatedProviderService> VLSimulatedProviderService::make(const std::string& settings) {
-  return std::shared_ptr<VLSimulatedProviderService>(
-      new VLSimulatedProviderService(VLSimulatedSettings::parse(settings)));
+  return make(VLSimulatedSettings::parse(settings));
+}
+
+std::shared_ptr<VLSimulatedProviderService> VLSimulatedProviderService::make(VLSimulatedSettings settings) {
+  return std::shared_ptr<VLSimulatedProviderService>(new VLSimulatedProviderService(std::move(settings)));
 }
 
 VLSimulatedProviderService::VLSimulatedProviderService(VLSimulatedSettings settings) : settings_(std::move(settings)) {

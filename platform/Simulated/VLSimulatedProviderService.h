@@ -36,6 +36,8 @@ class VLSimulatedProviderService : public VLPlatform, public std::enable_shared_
   // e.g. "case-sensitive-names,upload-latency=200ms" (every name is listed in the README).
   // Throws VLException naming an unknown name or a bad value and listing the valid names.
   static std::shared_ptr<VLSimulatedProviderService> make(const std::string& settings = "");
+  // Makes a service with `settings` as parsed.
+  static std::shared_ptr<VLSimulatedProviderService> make(VLSimulatedSettings settings);
 
   ~VLSimulatedProviderService() override;
 

@@ -29,8 +29,8 @@ constexpr const char* kFilter = "VLAttributeValidation.Rename/*:VLContainerValid
 // A server on a free loopback port, serving on a thread of its own until the test ends.
 class LiveServer {
  public:
-  explicit LiveServer(std::vector<std::string> providers = {kQuirk})
-      : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .providers = providers, .token = kToken})) {
+  explicit LiveServer(const std::vector<std::string>& providers = {kQuirk})
+      : server_(VLLiveServer::make({.address = "127.0.0.1", .port = 0, .providers = parsed(providers), .token = kToken})) {
     thread_ = std::thread([this] { server_->serve(); });
     // As the page does first: the URL's token for the session's credential.
     auto opened = httplib::Client("127.0.0.1", port()).Post("/api/session", json{{"token", kToken}}.dump(), "application/json");
@@ -40,6 +40,11 @@ class LiveServer {
   ~LiveServer() {
     server_->stop();
     thread_.join();
+  }
+  static std::vector<VLProviderChoice> parsed(const std::vector<std::string>& texts) {
+    std::vector<VLProviderChoice> choices;
+    for (const auto& text : texts) choices.push_back(VLProviderChoice::parse(text));
+    return choices;
   }
   int port() const { return server_->port(); }
   std::string origin() const { return "http://127.0.0.1:" + std::to_string(port()); }
@@ -168,6 +173,7 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
       {"/api/run", huge, 413, ""},
       {"/api/run", R"({"provider": "exec:/bin/sh -c 'touch /tmp/owned'"})", 403, "--provider"},
       {"/api/run", R"({"provider": "unix:/tmp/some.sock"})", 403, "--provider"},
+      {"/api/run", R"({"provider": "exec:/bin/true --and-more"})", 403, "--provider"},
       {"/api/run", R"({"provider": )" + json(longText).dump() + "}", 400, ""},
       {"/api/run", R"({"filter": )" + json(longText).dump() + "}", 400, ""},
       {"/api/run", R"({"provider": ["sim"]})", 400, "\"provider\" has the wrong type"},
@@ -181,10 +187,13 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
     EXPECT_NE(said.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
     EXPECT_LT(answer->body.size(), 1000u) << each.body.substr(0, 60);
   }
-  // The allowed exec: provider is let through (and then fails its handshake: /bin/true says nothing).
-  auto allowed = server.post("/api/run", {{"provider", "exec:/bin/true"}});
-  ASSERT_TRUE(allowed);
-  EXPECT_EQ(allowed->status, 502) << allowed->body;
+  // The allowed exec: provider is let through, however its words are quoted (and then fails
+  // its handshake: /bin/true says nothing).
+  for (const char* same : {"exec:/bin/true", "exec:'/bin/true'", "exec:  \"/bin/true\" "}) {
+    auto allowed = server.post("/api/run", {{"provider", same}});
+    ASSERT_TRUE(allowed);
+    EXPECT_EQ(allowed->status, 502) << same << ": " << allowed->body;
+  }
   EXPECT_EQ(server.client().Get("/api/choices")->status, 200) << "the server goes on";
 }
 

@@ -41,13 +41,14 @@ class RunPipeline : public ::testing::Test {
 
 TEST_F(RunPipeline, EveryListenerHearsEveryPlannedRunOnceUnderItsNames) {
   VLRegisterStandardSuites();
-  const auto installed = VLProviderChoice::parse("sim").install();
+  const auto choice = VLProviderChoice::parse("sim");
+  const auto installed = choice.install();
   VLRunOptions options;
   options.filter = "VLTrashValidation.*";
   options.repeat = 2;
   options.jobs = 2;
   const auto plan =
-      VLRunPlan::make("sim", installed.provider, VLProviderProperties::of(*installed.provider), options);
+      VLRunPlan::make(choice, installed.provider, VLProviderProperties::of(*installed.provider), options);
   ASSERT_EQ(plan.info.selectedCases, 2u);
   ASSERT_EQ(plan.runs.size(), 4u);
   EXPECT_EQ(plan.info.plannedRuns, 4u);

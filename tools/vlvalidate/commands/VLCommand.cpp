@@ -4,6 +4,7 @@
 
 #include "Choice/VLProviderChoice.h"
 #include "Choice/VLProviderInstallOptions.h"
+#include "Core/VLFormat.h"
 
 void VLCommand::addProviderOption(CLI::App& command, std::string& provider) {
   command
@@ -14,13 +15,17 @@ void VLCommand::addProviderOption(CLI::App& command, std::string& provider) {
 void VLCommand::addHandshakeTimeoutOption(CLI::App& command, double& seconds) {
   command
       .add_option("--handshake-timeout", seconds,
-                  "Seconds an exec: or unix: provider has to answer the protocol's initialize, above 0 and up to "
-                  "86400 (default 10)")
+                  VLFormat("Seconds an exec: or unix: provider has to answer the protocol's initialize, above 0 and "
+                           "up to %g (default %g)",
+                           VLProviderInstallOptions::kLongestHandshakeTimeout,
+                           VLProviderInstallOptions::kDefaultHandshakeTimeout))
       ->check([](const std::string& text) {
         try {
           VLProviderInstallOptions::checkedHandshakeTimeout(std::stod(text));
         } catch (const std::exception&) {
-          return std::string("expected a number of seconds above 0 and at most 86400, not ") + text;
+          return VLFormat("expected a number of seconds above 0 and at most %g, not ",
+                          VLProviderInstallOptions::kLongestHandshakeTimeout) +
+                 text;
         }
         return std::string();
       })

@@ -17,14 +17,14 @@ void VLEligibilityCommand::addOptions(CLI::App& command, VLOutputOptions& output
 int VLEligibilityCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   const auto choice = VLProviderChoice::parse(options_.provider);
   const auto installed = choice.install();
-  const bool eligible = VLEligibility::decide(installed.provider);
-  const auto properties = VLProviderProperties::of(*installed.provider);
+  const auto eligibility = VLEligibility::ask(*installed.platform, installed.provider);
   std::string text = "Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" +
                      VLTerminal::printable(choice.text()) + "), validation properties:\n" +
-                     VLTerminal::printable(properties.lines());
-  text += eligible ? terminal->paint("Eligible", "1;32") + " for validation.\n"
-                   : terminal->paint("Not eligible", "1;31") +
-                         " for validation: its validation service refused or could not be reached.\n";
+                     VLTerminal::printable(eligibility.properties.lines());
+  text += eligibility.eligible ? terminal->paint("Eligible", "1;32") + " for validation.\n"
+                               : terminal->paint("Not eligible", "1;31") + " for validation. " +
+                                     VLTerminal::printable(eligibility.reason()) +
+                                     (eligibility.faults.empty() ? "\n" : "");
   terminal->print(text);
-  return eligible ? VLExitPassed : VLExitNotEligible;
+  return eligibility.eligible ? VLExitPassed : VLExitNotEligible;
 }

@@ -7,7 +7,6 @@
 #include <ctime>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "Choice/VLProviderChoice.h"
 #include "Core/VLText.h"
@@ -29,26 +28,21 @@ void touchShardStatusFile() {
   if (const char* path = std::getenv("GTEST_SHARD_STATUS_FILE")) std::ofstream(path, std::ios::app);
 }
 
-// A number as help shows it: "0.01", "3600", "5".
-std::string shortNumber(double value) {
-  std::ostringstream text;
-  text << value;
-  return text.str();
-}
-
-const std::string kTimeoutRange =
-    shortNumber(VLRunOptions::kMinTimeout) + " to " + shortNumber(VLRunOptions::kMaxTimeout);
-
 CLI::Validator secondsValidator() {
   return CLI::Validator(
       [](const std::string& text) -> std::string {
         char* end = nullptr;
         double value = std::strtod(text.c_str(), &end);
-        bool ok = !text.empty() && *end == '\0' && value >= VLRunOptions::kMinTimeout &&
-                  value <= VLRunOptions::kMaxTimeout;
-        return ok ? "" : "'" + text + "' is not a number of seconds from " + kTimeoutRange;
+        bool ok = !text.empty() && *end == '\0' && VLRunOptions::kTimeout.contains(value);
+        return ok ? "" : "'" + text + "' is not a number of seconds from " + VLRunOptions::kTimeout.text();
       },
       "");
+}
+
+// The command line's check of a numeric option, without CLI11's own words (help says it).
+template <class T>
+CLI::Validator inRange(const VLOptionRange<T>& range) {
+  return CLI::Range(range.min, range.max).description("");
 }
 
 // Runs every planned run of `plan`, telling `reporters`, and stops starting cases on an
@@ -104,9 +98,9 @@ void VLRunCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
                    "Show the whole trace (events, actions, expectations, checks) of every case that did not pass");
   command
       .add_option("--trace-limit", options_.run.traceLimit,
-                  "Keep the last N trace records of each attempt in the JSON and JUnit reports, and the first N/10, "
-                  "0 to 10000000 (default 2000)")
-      ->check(CLI::Range(size_t{0}, size_t{10000000}).description(""))
+                  "Keep the last N trace records of each attempt in the JSON and JUnit reports, and the first N/10, " +
+                      VLRunOptions::kTraceLimit.help())
+      ->check(inRange(VLRunOptions::kTraceLimit))
       ->type_name("N");
   output.addTo(command, true);
 }
@@ -122,19 +116,16 @@ void VLRunCommand::addSelectionOptions(CLI::App& command) {
       ->check(CLI::IsMember({"1", "2"}).description(""))
       ->type_name("1|2");
   command.add_flag("--strict", run.strict, "Turn on the suites' stricter optional checks");
-  command.add_option("--timeout", run.timeout,
-                     "The validators' default time-out, " + kTimeoutRange + " (default " +
-                         shortNumber(VLRunOptions{}.timeout) + ")")
+  command.add_option("--timeout", run.timeout, "The validators' default time-out, " + VLRunOptions::kTimeout.help())
       ->check(secondsValidator())
       ->type_name("SECONDS");
   command
       .add_option("-j,--jobs", run.jobs,
-                  "Run up to N cases at once against the provider, 1 to " + std::to_string(VLRunOptions::kMaxJobs) +
-                      " (default " + std::to_string(VLRunOptions{}.jobs) + ")")
-      ->check(CLI::Range(1, VLRunOptions::kMaxJobs).description(""))
+                  "Run up to N cases at once against the provider, " + VLRunOptions::kJobs.help())
+      ->check(inRange(VLRunOptions::kJobs))
       ->type_name("N");
-  command.add_option("--repeat", run.repeat, "Run the selection N times, 1 to 1000 (default 1)")
-      ->check(CLI::Range(1, 1000).description(""))
+  command.add_option("--repeat", run.repeat, "Run the selection N times, " + VLRunOptions::kRepeat.help())
+      ->check(inRange(VLRunOptions::kRepeat))
       ->type_name("N");
   auto* shuffle = command.add_flag("--shuffle", options_.shuffle, "Run the cases in a random order (seed printed)");
   command.add_option("--seed", options_.seed, "The seed of --shuffle, to replay an order")
@@ -142,9 +133,9 @@ void VLRunCommand::addSelectionOptions(CLI::App& command) {
       ->type_name("N");
   command
       .add_option("--retries", run.retries,
-                  "Run a failed or inconclusive case again up to N times (0 to 100); a verdict that changes is "
-                  "reported as flaky (default 0)")
-      ->check(CLI::Range(0, 100).description(""))
+                  "Run a failed or inconclusive case again up to N times, " + VLRunOptions::kRetries.help() +
+                      "; a verdict that changes is reported as flaky")
+      ->check(inRange(VLRunOptions::kRetries))
       ->type_name("N");
   auto* shardIndex = command.add_option("--shard-index", options_.shardIndex,
                                         "Run only shard I (0-based) of --total-shards (or GTEST_SHARD_INDEX)");
@@ -241,26 +232,17 @@ int VLRunCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
   // 1. The provider and its eligibility.
   const VLInstalledProvider installed =
       choice.install({.protocolLog = run.protocolLog, .handshakeTimeout = run.handshakeTimeout});
-  const auto [eligible, faults] =
-      VLEligibility::decideNamingFaults(installed.provider, *installed.platform->providerFacts());
-  auto properties = VLProviderProperties::of(*installed.provider);
-  properties.known = eligible || faults.empty();
-  if (!eligible && !run.ignoreEligibility) {
-    // An invalid answer on the way to the validation service is the cause, not a refusal.
-    std::string why = "Its validation service refused validation or could not be reached.";
-    if (!faults.empty()) {
-      why = "Its answers broke the provider protocol, so its validation service could not be asked:\n";
-      for (const auto& fault : faults) why += "  " + fault + "\n";
-    }
+  const auto eligibility = VLEligibility::ask(*installed.platform, installed.provider);
+  if (!eligibility.eligible && !run.ignoreEligibility) {
     terminal->print("Provider " + VLTerminal::printable(installed.provider->identifier()) + " (" + choice.text() +
-                    ") is not eligible for validation:\n" + VLTerminal::printable(properties.lines()) +
-                    VLTerminal::printable(why) + (faults.empty() ? " " : "") +
+                    ") is not eligible for validation:\n" + VLTerminal::printable(eligibility.properties.lines()) +
+                    VLTerminal::printable(eligibility.reason()) + (eligibility.faults.empty() ? " " : "") +
                     "Pass --ignore-eligibility to run anyway.\n");
     return VLExitNotEligible;
   }
 
   // 2. Its cases, selected and ordered.
-  const VLRunPlan plan = VLRunPlan::make(choice.text(), installed.provider, properties, run);
+  const VLRunPlan plan = VLRunPlan::make(choice, installed.provider, eligibility.properties, run);
   for (auto& reporter : reporters) reporter->runStarting(plan.info);
   if (plan.info.selectedCases == 0) {
     terminal->print("Shard " + std::to_string(run.shardIndex) + " of " + std::to_string(run.totalShards) +

@@ -10,6 +10,7 @@
 #include "vlvalidate/VLExitCode.h"
 #include "vlvalidate/VLFaultMatrixCheck.h"
 #include "vlvalidate/VLOutputOptions.h"
+#include "vlvalidate/VLRunOptions.h"
 #include "vlvalidate/VLTerminal.h"
 #include "vlvalidate/VLTimeText.h"
 
@@ -51,8 +52,8 @@ void VLSelfTestCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
           "--rows", options_.rows,
           "Only the rows whose settings match one of these globs, separated by ':' (e.g. 'no-child-count:*-names')")
       ->type_name("PATTERN");
-  command.add_option("-j,--jobs", options_.jobs, "Run up to N cases of a row at once, 1 to 256 (default 1)")
-      ->check(CLI::Range(1, 256).description(""))
+  command.add_option("-j,--jobs", options_.jobs, "Run up to N cases of a row at once, " + VLRunOptions::kJobs.help())
+      ->check(CLI::Range(VLRunOptions::kJobs.min, VLRunOptions::kJobs.max).description(""))
       ->type_name("N");
   command.add_flag("--skip-slow", options_.skipSlow, "Leave out rows that wait out a long time-out");
   command.add_flag("-v,--verbose", options_.verbose, "List every case of every row");

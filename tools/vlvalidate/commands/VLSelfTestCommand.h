@@ -10,11 +10,12 @@
 #include <string>
 
 #include "vlvalidate/VLCommand.h"
+#include "vlvalidate/VLRunOptions.h"
 
 struct VLSelfTestOptions {
   std::string provider = "sim";  // sim, sim:SETTINGS or exec:COMMAND; each row's settings are added
   std::string rows = "*";  // the rows to run: globs over their settings, separated by ':' ("no-child-count:stale-*")
-  int jobs = 1;            // cases of a row run at once
+  int jobs = VLRunOptions::kJobs.fallback;  // cases of a row run at once
   bool skipSlow = false;   // leave out rows that wait out a long time-out of a case
   bool verbose = false;    // list the cases of every row, not only of rows that do not hold
 };

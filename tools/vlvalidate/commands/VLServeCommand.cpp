@@ -41,10 +41,13 @@ void VLServeCommand::addOptions(CLI::App& command, VLOutputOptions& output) {
 }
 
 int VLServeCommand::execute(const std::shared_ptr<VLTerminal>& terminal) {
-  for (const auto& provider : options_.providers) VLProviderChoice::parse(provider);  // a typo is found now
-  auto server = VLLiveServer::make(
-      {.address = options_.listen, .port = options_.port, .providers = options_.providers, .token = "",
-       .handshakeTimeout = options_.handshakeTimeout});
+  std::vector<VLProviderChoice> providers;
+  for (const auto& provider : options_.providers) providers.push_back(VLProviderChoice::parse(provider));
+  auto server = VLLiveServer::make({.address = options_.listen,
+                                    .port = options_.port,
+                                    .providers = providers,
+                                    .token = "",
+                                    .handshakeTimeout = options_.handshakeTimeout});
   if (!VLLiveGuard::isLoopback(options_.listen)) {
     std::cerr << "vlvalidate: warning: listening on " << options_.listen
               << ", not a loopback address: other machines can reach the live UI. The first to open its "

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Choice/VLProviderInstallOptions.h"
 #include "vlvalidate/VLCommand.h"
 
 // How `vlvalidate serve` was asked to serve.
@@ -17,7 +18,8 @@ struct VLServeOptions {
   std::vector<std::string> providers;  // --provider (repeatable): the page's default first; the
                                       // exec: and unix: choices a page may run
   bool open = false;               // --open: open the page in the desktop's browser (xdg-open)
-  double handshakeTimeout = 10.0;  // --handshake-timeout: for every provider a page starts
+  // --handshake-timeout: for every provider a page starts
+  double handshakeTimeout = VLProviderInstallOptions::kDefaultHandshakeTimeout;
 };
 
 class VLServeCommand : public VLCommand {

@@ -71,13 +71,13 @@ void answerAsset(httplib::Response& response, const std::string& name) {
   response.set_content(std::string(asset->content), std::string(VLWebAssets::contentType(name)));
 }
 
-// Why a page may not run `provider`, or none when it may: the simulated provider with any
-// quirks, and the other choices the command line named. A token opens a page, not a shell.
-std::optional<std::string> refusalOf(const std::string& provider, const std::vector<std::string>& allowed) {
-  const VLProviderChoice choice = VLProviderChoice::parse(provider);
-  if (choice.kind().prefix == "sim") return std::nullopt;
+// Why a page may not run `choice`, or none when it may: a provider in this process (the
+// simulated one with any quirks), and the other choices the command line named (the same
+// words, however quoted). A token opens a page, not a shell.
+std::optional<std::string> refusalOf(const VLProviderChoice& choice, const std::vector<VLProviderChoice>& allowed) {
+  if (choice.kind().inProcess) return std::nullopt;
   for (const auto& each : allowed) {
-    if (each == choice.text()) return std::nullopt;
+    if (each == choice) return std::nullopt;
   }
   return "This server does not run " + excerpt(choice.text()) + ": a page runs the simulated provider and the " +
          "providers named on serve's command line. Start vlvalidate serve with --provider '" + excerpt(choice.text()) +
@@ -114,8 +114,7 @@ std::unique_ptr<VLLiveServer> VLLiveServer::make(const Options& options) {
   }
   const std::string token = options.token.empty() ? VLLiveGuard::freshToken() : options.token;
   parts->guard.emplace(options.address, parts->port, token);
-  if (parts->options.providers.empty()) parts->options.providers.push_back("sim");
-  for (const auto& provider : parts->options.providers) VLProviderChoice::parse(provider);
+  if (parts->options.providers.empty()) parts->options.providers.push_back(VLProviderChoice::parse("sim"));
   std::unique_ptr<VLLiveServer> server(new VLLiveServer(std::move(parts)));
   server->addRoutes();
   return server;

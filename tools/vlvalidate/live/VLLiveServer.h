@@ -17,16 +17,20 @@
 #include <string>
 #include <vector>
 
+#include "Choice/VLProviderChoice.h"
+
 class VLLiveServer {
  public:
   // How the server is set up.
   struct Options {
     std::string address = "127.0.0.1";  // --listen: where to listen
     int port = 0;                       // --port: 0 picks a free port
-    std::vector<std::string> providers;  // --provider: the first is the page's default; the
-                                         // exec: and unix: choices a page may run
-    std::string token;                   // "" for a fresh one (tests give their own)
-    double handshakeTimeout = 10.0;      // --handshake-timeout: for every provider a run starts
+    // --provider: the first is the page's default (sim when there is none); the exec: and
+    // unix: choices a page may run
+    std::vector<VLProviderChoice> providers;
+    std::string token;  // "" for a fresh one (tests give their own)
+    // --handshake-timeout: for every provider a run starts
+    double handshakeTimeout = VLProviderInstallOptions::kDefaultHandshakeTimeout;
   };
 
   // The largest request body taken; the page's requests are a few hundred bytes.

@@ -44,31 +44,31 @@ T member(const json& body, const char* key, T fallback) {
   return value.get<T>();
 }
 
-json caseJson(const VLRunInfo& info, const VLCaseRecord& record) {
-  return VLJsonReporter::document(info, {record}, VLRunSummary{})["cases"][0];
-}
-
 }  // namespace
 
 VLLiveRunRequest VLLiveRunRequest::parse(const std::string& body) {
   const json document = VLJsonInput::parse(body, "the request");
   if (!document.is_object()) throw VLUsageError("the request is not a JSON object");
   VLLiveRunRequest request;
-  request.provider = member(document, "provider", request.provider);
-  request.filter = member(document, "filter", request.filter);
-  request.strict = member(document, "strict", request.strict);
-  request.timeout = member(document, "timeout", request.timeout);
-  request.jobs = member(document, "jobs", request.jobs);
-  request.ignoreEligibility = member(document, "ignoreEligibility", request.ignoreEligibility);
-  if (request.filter.empty()) request.filter = "*";
-  if (!(request.timeout >= VLRunOptions::kMinTimeout && request.timeout <= VLRunOptions::kMaxTimeout)) {
-    throw VLUsageError("the time-out must be " + json(VLRunOptions::kMinTimeout).dump() + " to " +
-                       json(VLRunOptions::kMaxTimeout).dump() + " seconds, not " + json(request.timeout).dump());
+  VLRunOptions& options = request.options;
+  // Parsed last, so that a wrong type or range anywhere is named before a bad choice.
+  std::optional<std::string> provider;
+  if (document.contains("provider") && !document["provider"].is_null())
+    provider = member(document, "provider", std::string());
+  options.filter = member(document, "filter", options.filter);
+  options.strict = member(document, "strict", options.strict);
+  options.timeout = member(document, "timeout", options.timeout);
+  options.jobs = member(document, "jobs", options.jobs);
+  options.ignoreEligibility = member(document, "ignoreEligibility", options.ignoreEligibility);
+  if (options.filter.empty()) options.filter = "*";
+  if (!VLRunOptions::kTimeout.contains(options.timeout)) {
+    throw VLUsageError("the time-out must be " + VLRunOptions::kTimeout.text() + " seconds, not " +
+                       json(options.timeout).dump());
   }
-  if (request.jobs < 1 || request.jobs > VLRunOptions::kMaxJobs) {
-    throw VLUsageError("jobs must be 1 to " + std::to_string(VLRunOptions::kMaxJobs) + ", not " +
-                       std::to_string(request.jobs));
+  if (!VLRunOptions::kJobs.contains(options.jobs)) {
+    throw VLUsageError("jobs must be " + VLRunOptions::kJobs.text() + ", not " + std::to_string(options.jobs));
   }
+  if (provider) request.provider = VLProviderChoice::parse(*provider);
   return request;
 }
 
@@ -91,7 +91,7 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
     return Reply{status, error};
   };
   try {
-    const VLProviderChoice choice = VLProviderChoice::parse(request.provider);
+    const VLProviderChoice& choice = request.provider;
     {
       // The previous provider goes first: one platform is current at a time.
       std::lock_guard<std::mutex> lock(mutex_);
@@ -99,20 +99,13 @@ VLLiveSession::Reply VLLiveSession::start(const VLLiveRunRequest& request) {
       plan_.reset();
     }
     VLInstalledProvider installed = choice.install({.protocolLog = {}, .handshakeTimeout = handshakeTimeout_});
-    const bool eligible = VLEligibility::decide(installed.provider);
-    VLRunOptions options;
-    options.filter = request.filter;
-    options.strict = request.strict;
-    options.timeout = request.timeout;
-    options.jobs = request.jobs;
-    options.ignoreEligibility = request.ignoreEligibility;
-    if (!eligible && !request.ignoreEligibility) {
+    const auto eligibility = VLEligibility::ask(*installed.platform, installed.provider);
+    if (!eligibility.eligible && !request.options.ignoreEligibility) {
       return refuse(422, "Provider " + installed.provider->identifier() + " (" + choice.text() +
-                             ") is not eligible for validation: its validation service refused or could not be "
-                             "reached. Tick \"ignore eligibility\" to run anyway.");
+                             ") is not eligible for validation. " + eligibility.reason() +
+                             (eligibility.faults.empty() ? " " : "") + "Tick \"ignore eligibility\" to run anyway.");
     }
-    VLRunPlan plan =
-        VLRunPlan::make(choice.text(), installed.provider, VLProviderProperties::of(*installed.provider), options);
+    VLRunPlan plan = VLRunPlan::make(choice, installed.provider, eligibility.properties, request.options);
     std::lock_guard<std::mutex> lock(mutex_);
     plan_ = std::move(plan);
     installed_ = std::move(installed);
@@ -184,19 +177,11 @@ void VLLiveSession::prepareAttempt(const VLCaseRecord& names, int attempt, VLCas
   const size_t order = names.order;
   caseOptions.statusBlock = [events, order, attempt](const std::shared_ptr<VLExpectation>& expectation,
                                                      const VLValidator::MarkTable&) {
-    const auto record = VLExpectationRecord::of(*expectation);
-    json error = nullptr;
-    if (record.error) {
-      error = {{"domain", record.error->domain}, {"code", record.error->code},
-               {"description", record.error->description}};
-    }
-    events->append("expectation", oneLine({{"order", order},
-                                           {"attempt", attempt},
-                                           {"description", record.description},
-                                           {"result", vl_resultName(record.result)},
-                                           {"comment", record.comment ? json(*record.comment) : json(nullptr)},
-                                           {"error", error},
-                                           {"sentAt", epochMilliseconds()}}));
+    // The expectation as the JSON report writes it, placed in its attempt.
+    json event = {{"order", order}, {"attempt", attempt}};
+    event.update(VLJsonReporter::expectationObject(VLExpectationRecord::of(*expectation)));
+    event["sentAt"] = epochMilliseconds();
+    events->append("expectation", oneLine(event));
   };
   // Trace calls come one at a time (the validator's trace lock), so a plain count will do.
   auto sent = std::make_shared<int>(0);
@@ -216,7 +201,8 @@ void VLLiveSession::caseStarting(const VLCaseRecord& record) {
 
 void VLLiveSession::caseFinished(const VLCaseRecord& record) {
   std::lock_guard<std::mutex> lock(mutex_);
-  events_->append("case", oneLine({{"order", record.order}, {"case", caseJson(plan_->info, record)}}));
+  events_->append("case", oneLine({{"order", record.order},
+                                   {"case", VLJsonReporter::caseObject(record, plan_->info.options.traceLimit)}}));
   records_[record.order] = record;
 }
 
@@ -252,7 +238,7 @@ std::optional<std::string> VLLiveSession::report(const std::string& reporter) {
   return row->render(VLJsonReporter::document(plan_->info, recordsLocked(), summaryLocked()));
 }
 
-std::string VLLiveSession::choicesJson(const std::vector<std::string>& allowed) {
+std::string VLLiveSession::choicesJson(const std::vector<VLProviderChoice>& allowed) {
   json kinds = json::array();
   for (const auto& kind : VLProviderKind::all()) {
     json forms = json::array();
@@ -269,14 +255,19 @@ std::string VLLiveSession::choicesJson(const std::vector<std::string>& allowed) 
   json reports = json::array();
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
-    reports.push_back({{"name", row.name}, {"label", row.label}, {"url", "/api/report." + row.extension}, {"file", row.downloadName}});
+    reports.push_back({{"name", row.name},
+                       {"label", row.label},
+                       {"url", "/api/report." + row.extension},
+                       {"file", row.downloadName}});
   }
-  const VLRunOptions defaults;
-  const json options = {
-      {"timeout", {{"min", VLRunOptions::kMinTimeout}, {"max", VLRunOptions::kMaxTimeout}, {"value", defaults.timeout}}},
-      {"jobs", {{"min", 1}, {"max", VLRunOptions::kMaxJobs}, {"value", defaults.jobs}}}};
-  return oneLine({{"defaultProvider", allowed.empty() ? std::string("sim") : allowed.front()},
-                  {"allowedProviders", allowed},
+  auto rangeJson = [](const auto& range) {
+    return json{{"min", range.min}, {"max", range.max}, {"value", range.fallback}};
+  };
+  const json options = {{"timeout", rangeJson(VLRunOptions::kTimeout)}, {"jobs", rangeJson(VLRunOptions::kJobs)}};
+  json texts = json::array();
+  for (const auto& choice : allowed) texts.push_back(choice.text());
+  return oneLine({{"defaultProvider", allowed.empty() ? std::string("sim") : allowed.front().text()},
+                  {"allowedProviders", texts},
                   {"options", options},
                   {"kinds", kinds},
                   {"reports", reports},

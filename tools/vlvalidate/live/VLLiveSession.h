@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "Choice/VLInstalledProvider.h"
+#include "Choice/VLProviderChoice.h"
 #include "vlvalidate/VLCaseRecord.h"
 #include "vlvalidate/VLRunListener.h"
 #include "vlvalidate/VLRunPlan.h"
@@ -28,18 +29,17 @@
 class VLLiveEventLog;
 class VLRunPipeline;
 
-// What a page asks to run, as its form sends it.
+// What a page asks to run, as its form sends it, parsed.
 struct VLLiveRunRequest {
-  std::string provider = "sim";    // as --provider takes it: "sim:case-sensitive-names", "exec:…", "unix:…"
-  std::string filter = "*";        // GoogleTest-style pattern, as --filter
-  bool strict = false;             // as --strict
-  double timeout = VLRunOptions{}.timeout;  // the validators' default time-out, in VLRunOptions' range
-  int jobs = VLRunOptions{}.jobs;            // cases at once, in VLRunOptions' range
-  bool ignoreEligibility = false;  // run although the provider refuses validation
+  // "provider", as --provider takes it: "sim:case-sensitive-names", "exec:…", "unix:…"
+  VLProviderChoice provider = VLProviderChoice::parse("sim");
+  // "filter", "strict", "timeout", "jobs" and "ignoreEligibility", as the run command's
+  // options of those names take them and in their ranges; the rest keep their defaults.
+  VLRunOptions options;
 
   // Reads a request from the page's JSON body (nested no deeper than VLJsonInput allows);
   // members left out keep their defaults. Throws VLUsageError naming the member that is of
-  // the wrong type or out of range.
+  // the wrong type or out of range, or what is wrong with the provider choice.
   static VLLiveRunRequest parse(const std::string& body);
 };
 
@@ -54,7 +54,8 @@ class VLLiveSession : public VLRunListener {
 
   // Appends its events to `events`; providers it starts have `handshakeTimeout` seconds to
   // answer the protocol's initialize.
-  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events, double handshakeTimeout = 10.0);
+  explicit VLLiveSession(std::shared_ptr<VLLiveEventLog> events,
+                         double handshakeTimeout = VLProviderInstallOptions::kDefaultHandshakeTimeout);
   ~VLLiveSession() override;
   VLLiveSession(const VLLiveSession&) = delete;
   VLLiveSession& operator=(const VLLiveSession&) = delete;
@@ -80,7 +81,7 @@ class VLLiveSession : public VLRunListener {
   // quirks (name and what goes wrong) and settings, the report downloads (one per file
   // reporter: name, label, URL), the numeric options' ranges and defaults, and the choices
   // `allowed` on the command line (the first is the default); as JSON.
-  static std::string choicesJson(const std::vector<std::string>& allowed);
+  static std::string choicesJson(const std::vector<VLProviderChoice>& allowed);
 
   // What the pipeline tells: each case's start and end, each attempt's live callbacks.
   void caseStarting(const VLCaseRecord& record) override;

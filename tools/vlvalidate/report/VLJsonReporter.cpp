@@ -39,10 +39,7 @@ json traceJson(const VLAttemptRecord& attempt, size_t limit) {
 json attemptJson(const VLAttemptRecord& attempt, size_t traceLimit) {
   json expectations = json::array();
   for (const auto& expectation : attempt.expectations) {
-    expectations.push_back({{"description", expectation.description},
-                            {"result", vl_resultName(expectation.result)},
-                            {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
-                            {"error", errorJson(expectation.error)}});
+    expectations.push_back(VLJsonReporter::expectationObject(expectation));
   }
   json marks = json::object();
   for (const auto& [name, mark] : attempt.marks) marks[name] = mark;
@@ -157,6 +154,15 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
       {"baseline", baselineJson(summary.baseline)},
       {"cases", cases},
   };
+}
+
+json VLJsonReporter::caseObject(const VLCaseRecord& record, size_t traceLimit) { return caseJson(record, traceLimit); }
+
+json VLJsonReporter::expectationObject(const VLExpectationRecord& expectation) {
+  return {{"description", expectation.description},
+          {"result", vl_resultName(expectation.result)},
+          {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
+          {"error", errorJson(expectation.error)}};
 }
 
 std::string VLJsonReporter::text(const json& document) {

@@ -36,6 +36,10 @@ class VLJsonReporter : public VLReporter {
   // Returns the report as a JSON value.
   static nlohmann::ordered_json document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
                                          const VLRunSummary& summary);
+  // Returns one case of the report (an element of its "cases"), its traces cut to `traceLimit`.
+  static nlohmann::ordered_json caseObject(const VLCaseRecord& record, size_t traceLimit);
+  // Returns one handled expectation as the report's attempts hold it.
+  static nlohmann::ordered_json expectationObject(const VLExpectationRecord& expectation);
   // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.
   static std::string text(const nlohmann::ordered_json& document);
 

@@ -250,7 +250,7 @@ VLReportReader::Run VLReportReader::run(const json& report) {
   run.info.properties.eligibleForValidation = properties.value("eligibleForValidation", false);
   run.info.options.filter = options.value("filter", "*");
   run.info.options.strict = options.value("strict", false);
-  run.info.options.timeout = options.value("timeout", 5.0);
+  run.info.options.timeout = options.value("timeout", VLRunOptions::kTimeout.fallback);
   run.info.options.jobs = options.value("jobs", 1);
   run.info.options.repeat = options.value("repeat", 1);
   run.info.options.retries = options.value("retries", 0);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <tuple>
 
 #include "Choice/VLProviderUnavailable.h"
 #include "Core/VLFormat.h"
@@ -23,6 +24,23 @@ bool VLEligibility::decide(const std::shared_ptr<VLProvider>& provider, double s
                                 VLFormat("%g", seconds) + " s");
   }
   return answer->eligible;
+}
+
+VLEligibility::Verdict VLEligibility::ask(VLPlatform& platform, const std::shared_ptr<VLProvider>& provider,
+                                          double seconds) {
+  Verdict verdict;
+  std::tie(verdict.eligible, verdict.faults) = decideNamingFaults(provider, *platform.providerFacts(), seconds);
+  verdict.properties = VLProviderProperties::of(*provider);
+  verdict.properties.known = verdict.eligible || verdict.faults.empty();
+  return verdict;
+}
+
+std::string VLEligibility::Verdict::reason() const {
+  // An invalid answer on the way to the validation service is the cause, not a refusal.
+  if (faults.empty()) return "Its validation service refused validation or could not be reached.";
+  std::string text = "Its answers broke the provider protocol, so its validation service could not be asked:\n";
+  for (const auto& fault : faults) text += "  " + fault + "\n";
+  return text;
 }
 
 std::pair<bool, std::vector<std::string>> VLEligibility::decideNamingFaults(const std::shared_ptr<VLProvider>& provider,

@@ -11,7 +11,7 @@
 struct VLRunInfo {
   std::string toolVersion;          // vlvalidate's version
   std::string startTime;            // UTC, "2024-05-01T12:00:00Z"
-  std::string providerChoice;       // as given to --provider: "sim:case-sensitive-names"
+  std::string providerChoice;       // the choice's text, as given to --provider: "sim:case-sensitive-names"
   std::string providerName;         // the provider's identifier
   VLProviderProperties properties;  // as eligibility left them
   VLRunOptions options;             // how the run was set up

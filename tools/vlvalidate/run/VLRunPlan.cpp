@@ -6,7 +6,7 @@
 #include "vlvalidate/VLTimeText.h"
 #include "vlvalidate/VLVersion.h"
 
-VLRunPlan VLRunPlan::make(const std::string& choiceText, const std::shared_ptr<VLProvider>& provider,
+VLRunPlan VLRunPlan::make(const VLProviderChoice& choice, const std::shared_ptr<VLProvider>& provider,
                           const VLProviderProperties& properties, const VLRunOptions& options) {
   VLRunPlan plan;
   auto catalog = std::make_shared<VLCaseCatalog>(VLCaseCatalog::of(provider));
@@ -18,7 +18,7 @@ VLRunPlan VLRunPlan::make(const std::string& choiceText, const std::shared_ptr<V
   VLRunInfo& info = plan.info;
   info.toolVersion = VLVersion::text();
   info.startTime = vl_utcTimestamp(std::time(nullptr));
-  info.providerChoice = choiceText;
+  info.providerChoice = choice.text();
   info.providerName = provider->identifier();
   info.properties = properties;
   info.options = options;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Choice/VLProviderChoice.h"
 #include "Vaultline/VLProvider.h"
 #include "vlvalidate/VLCaseCatalog.h"
 #include "vlvalidate/VLCaseSelection.h"
@@ -19,10 +20,10 @@ struct VLRunPlan {
   std::vector<VLPlannedRun> runs;                 // in running order; a run's order is its index
   VLRunInfo info;                                 // the options are info.options
 
-  // Plans a run of `provider` (chosen as `choiceText`, with `properties` as eligibility left
-  // them) under `options`: lists its cases, selects, shards and orders them, and describes
-  // the run as starting now. Throws VLUsageError for a bad filter.
-  static VLRunPlan make(const std::string& choiceText, const std::shared_ptr<VLProvider>& provider,
+  // Plans a run of `provider` (brought up from `choice`, with `properties` as eligibility
+  // left them) under `options`: lists its cases, selects, shards and orders them, and
+  // describes the run as starting now. Throws VLUsageError for a bad filter.
+  static VLRunPlan make(const VLProviderChoice& choice, const std::shared_ptr<VLProvider>& provider,
                         const VLProviderProperties& properties, const VLRunOptions& options);
 
   // Returns the names of the planned run `order`, with its repetition and order, no attempt.
