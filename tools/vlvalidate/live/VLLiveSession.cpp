@@ -196,6 +196,8 @@ void VLLiveSession::prepareAttempt(const VLCaseRecord& names, int attempt, VLCas
                                            {"result", vl_resultName(record.result)},
                                            {"comment", record.comment ? json(*record.comment) : json(nullptr)},
                                            {"error", error},
+                                           {"nearMiss", record.nearMiss ? VLJsonReporter::nearMissJson(*record.nearMiss)
+                                                                        : json(nullptr)},
                                            {"sentAt", epochMilliseconds()}}));
   };
   // Trace calls come one at a time (the validator's trace lock), so a plain count will do.

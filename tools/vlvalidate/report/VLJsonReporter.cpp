@@ -39,10 +39,13 @@ json traceJson(const VLAttemptRecord& attempt, size_t limit) {
 json attemptJson(const VLAttemptRecord& attempt, size_t traceLimit) {
   json expectations = json::array();
   for (const auto& expectation : attempt.expectations) {
-    expectations.push_back({{"description", expectation.description},
-                            {"result", vl_resultName(expectation.result)},
-                            {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
-                            {"error", errorJson(expectation.error)}});
+    json entry = {{"description", expectation.description},
+                  {"result", vl_resultName(expectation.result)},
+                  {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
+                  {"error", errorJson(expectation.error)}};
+    // Only a failed check has one: a report of thousands of expectations stays as it was.
+    if (expectation.nearMiss) entry["nearMiss"] = VLJsonReporter::nearMissJson(*expectation.nearMiss);
+    expectations.push_back(std::move(entry));
   }
   json marks = json::object();
   for (const auto& [name, mark] : attempt.marks) marks[name] = mark;
@@ -157,6 +160,25 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
       {"baseline", baselineJson(summary.baseline)},
       {"cases", cases},
   };
+}
+
+json VLJsonReporter::nearMissJson(const VLNearMiss& nearMiss) {
+  json keys = json::array();
+  for (const auto& key : nearMiss.keys) {
+    keys.push_back({{"key", key.key}, {"expected", key.expected}, {"got", key.got}, {"differs", key.differs}});
+  }
+  return {{"waitingFor", nearMiss.waitingFor}, {"closest", nearMiss.closest}, {"keys", keys}};
+}
+
+std::optional<VLNearMiss> VLJsonReporter::nearMissOf(const json& value) {
+  if (!value.is_object() || !value.contains("keys") || !value["keys"].is_array()) return std::nullopt;
+  VLNearMiss nearMiss{value.value("waitingFor", ""), value.value("closest", ""), {}};
+  for (const auto& key : value["keys"]) {
+    if (!key.is_object()) return std::nullopt;
+    nearMiss.keys.push_back(
+        {key.value("key", ""), key.value("expected", ""), key.value("got", ""), key.value("differs", false)});
+  }
+  return nearMiss;
 }
 
 std::string VLJsonReporter::text(const json& document) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,12 @@ class VLJsonReporter : public VLReporter {
   // Returns the report as a JSON value.
   static nlohmann::ordered_json document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
                                          const VLRunSummary& summary);
+  // Returns a failed check's near miss as the report writes it (an expectation's
+  // "nearMiss"): {"waitingFor", "closest", "keys": [{"key", "expected", "got", "differs"}, …]}.
+  static nlohmann::ordered_json nearMissJson(const VLNearMiss& nearMiss);
+  // Reads nearMissJson() back; none when `value` is not an object with an array "keys" of
+  // objects. Members are not checked here: VLReportReader checks a report's types on load.
+  static std::optional<VLNearMiss> nearMissOf(const nlohmann::ordered_json& value);
   // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.
   static std::string text(const nlohmann::ordered_json& document);
 
