@@ -139,6 +139,9 @@ TEST(Reporters, NearMissesSurviveReadingBack) {
     } catch (const VLUsageError& error) {
       EXPECT_NE(std::string(error.what()).find(row.named), std::string::npos) << error.what();
     }
+    // Read on its own (the live session, a caller that did not load a file), it is no near miss.
+    const auto& miss = broken[nlohmann::ordered_json::json_pointer("/cases/0/attempts/0/expectations/3/nearMiss")];
+    EXPECT_FALSE(VLJsonReporter::nearMissOf(miss)) << row.named;
   }
 }
 

@@ -172,12 +172,20 @@ json VLJsonReporter::nearMissJson(const VLNearMiss& nearMiss) {
 
 std::optional<VLNearMiss> VLJsonReporter::nearMissOf(const json& value) {
   if (!value.is_object() || !value.contains("keys") || !value["keys"].is_array()) return std::nullopt;
-  VLNearMiss nearMiss{value.value("waitingFor", ""), value.value("closest", ""), {}};
+  bool wellTyped = true;
+  // The text member `name` of `object`; "" when absent, and a wrong type spoils the whole.
+  auto textOf = [&wellTyped](const json& object, const char* name) {
+    if (!object.contains(name)) return std::string();
+    if (!object[name].is_string()) wellTyped = false;
+    return object[name].is_string() ? object[name].get<std::string>() : std::string();
+  };
+  VLNearMiss nearMiss{textOf(value, "waitingFor"), textOf(value, "closest"), {}};
   for (const auto& key : value["keys"]) {
-    if (!key.is_object()) return std::nullopt;
+    if (!key.is_object() || (key.contains("differs") && !key["differs"].is_boolean())) return std::nullopt;
     nearMiss.keys.push_back(
-        {key.value("key", ""), key.value("expected", ""), key.value("got", ""), key.value("differs", false)});
+        {textOf(key, "key"), textOf(key, "expected"), textOf(key, "got"), key.value("differs", false)});
   }
+  if (!wellTyped) return std::nullopt;
   return nearMiss;
 }
 

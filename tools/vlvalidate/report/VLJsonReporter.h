@@ -40,8 +40,9 @@ class VLJsonReporter : public VLReporter {
   // Returns a failed check's near miss as the report writes it (an expectation's
   // "nearMiss"): {"waitingFor", "closest", "keys": [{"key", "expected", "got", "differs"}, …]}.
   static nlohmann::ordered_json nearMissJson(const VLNearMiss& nearMiss);
-  // Reads nearMissJson() back; none when `value` is not an object with an array "keys" of
-  // objects. Members are not checked here: VLReportReader checks a report's types on load.
+  // Reads nearMissJson() back, taking absent texts as "" and an absent "differs" as false;
+  // none when `value` is not an object with an array "keys" of objects, or a member has
+  // another type.
   static std::optional<VLNearMiss> nearMissOf(const nlohmann::ordered_json& value);
   // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.
   static std::string text(const nlohmann::ordered_json& document);
