@@ -1,16 +1,19 @@
 // The live UI in a real browser: `vlvalidate serve` is started, the page opened through the
-// URL it prints, and a selection run against the simulated provider with a quirk. The
-// verdicts and the failed expectations must show while the run still goes on, a bad choice
-// and a second start must show their errors, and the page must reach nothing but its server.
-// Prints the median delay from a settled expectation to its display; with VL_SCREENSHOT_DIR
-// set, saves the screenshot the README shows.
+// URL it prints, and a selection run against the simulated provider with two quirks. The
+// verdicts and the failed expectations must show while the run still goes on, a failed
+// check's near miss as the report's table, a bad choice and a second start must show their
+// errors, and the page must reach nothing but its server. Prints the median delay from a
+// settled expectation to its display; with VL_SCREENSHOT_DIR set, saves the screenshot the
+// README shows and one of a failed case's details (live-near-miss.png).
 import { spawn } from 'node:child_process';
 import assert from 'node:assert/strict';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 import { launchBrowser, offlineContext, vlvalidatePath, watchPageErrors } from './support.mjs';
 
-const filter = 'VLAttributeValidation.Rename/*:VLContainerValidation.ItemCount/*';
+// Renames are refused and tags dropped (a near miss); the item counts pass.
+const filter = 'VLAttributeValidation.Rename/*:VLAttributeValidation.Tags/*:VLContainerValidation.ItemCount/*';
+const failing = /^VLAttributeValidation\.(Rename|Tags)/;
 let server;
 let url;
 
@@ -33,7 +36,7 @@ after(async () => {
   assert.equal(await ended, 0, 'Ctrl-C stops the server cleanly');
 });
 
-test('the live UI runs a selection against a quirk and shows the verdicts as they arrive', async () => {
+test('the live UI runs a selection against quirks and shows the verdicts and near misses as they arrive', async () => {
   const browser = await launchBrowser();
   const origin = new URL(url).origin;
   const { context, attempted } = await offlineContext(browser, { allow: (address) => address.startsWith(`${origin}/`) });
@@ -54,7 +57,8 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
     await page.check('input[name="kind"][value="sim"]');
     await page.click('#quirks-box summary');
     await page.check('#quirks input[value="rename-refused"]');
-    assert.equal(await page.textContent('#choice-text'), 'sim:rename-refused');
+    await page.check('#quirks input[value="tags-dropped"]');
+    assert.match(await page.textContent('#choice-text'), /^sim:(rename-refused,tags-dropped|tags-dropped,rename-refused)$/);
     await page.fill('#filter', filter);
     await page.fill('#timeout', '2');
     await page.fill('#jobs', '2');
@@ -72,8 +76,13 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
     const rows = await page.$$eval('.case', (list) => list.map((row) => [row.querySelector('.case-id').textContent, row.dataset.verdict]));
     assert.ok(rows.length >= 4, `planned cases shown: ${rows.length}`);
     for (const [id, verdict] of rows) {
-      assert.equal(verdict, id.startsWith('VLAttributeValidation.Rename') ? 'failed' : 'passed', id);
+      assert.equal(verdict, failing.test(id) ? 'failed' : 'passed', id);
     }
+    // A tag check's near miss shows under its failed expectation, as the report's table.
+    const tagsRow = page.locator('.case', { has: page.locator('.case-id', { hasText: 'VLAttributeValidation.Tags/' }) }).first();
+    const differing = await tagsRow.locator('.expectation.result-failed .vl-near-miss tr.vl-differs').allInnerTexts();
+    assert.ok(differing.some((text) => /^tags\s+\( Red#7 \)\s+\(\s*\)\s+≠ differs$/.test(text)), differing.join('\n'));
+    assert.match(await tagsRow.locator('.badge').innerText(), /✗ FAILED/);
     const reported = await page.$$eval('#report .vl-case', (list) => list.length);
     assert.equal(reported, rows.length, 'the report view holds every finished case');
 
@@ -89,6 +98,7 @@ test('the live UI runs a selection against a quirk and shows the verdicts as the
     if (process.env.VL_SCREENSHOT_DIR) {
       await page.evaluate(() => { document.activeElement.blur(); window.scrollTo(0, 0); });
       await page.screenshot({ path: path.join(process.env.VL_SCREENSHOT_DIR, 'live.png') });
+      await tagsRow.screenshot({ path: path.join(process.env.VL_SCREENSHOT_DIR, 'live-near-miss.png') });
     }
     assert.deepEqual(attempted, [], 'the page reaches nothing but its server');
     // The refused requests above are logged by the browser itself; nothing else may be.

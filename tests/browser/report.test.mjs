@@ -1,10 +1,12 @@
 // The HTML report of a run against a quirk, opened in chromium with every network request
 // refused: it shows the failed cases with their failing expectation and documentation, the
-// timeline shows each stream's events, a near miss is a table, the filters and search narrow
-// the list, VLReportView.update keeps what the reader chose, and a page joined from two
-// providers names each case's.
+// timeline shows each stream's events, a near miss is a table drawn from its data (not from
+// the reason's words), the panels speak words rather than member names, the filters and
+// search narrow the list, VLReportView.update keeps what the reader chose, and a page joined
+// from two providers names each case's. With VL_SCREENSHOT_DIR set, saves a failed case with
+// its near miss as report-near-miss.png.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
+import { readFileSync, writeFileSync } from 'node:fs';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 import { launchBrowser, offlineContext, runVlvalidate, scratchFolder, watchPageErrors } from './support.mjs';
@@ -154,21 +156,85 @@ test('update draws a grown report and keeps the filter, search and open cases', 
   assert.deepEqual(errors, []);
 });
 
-test("a near miss shows the keys expected beside the closest event's", async () => {
-  const html = path.join(scratch.folder, 'near-miss.html');
-  const run = runVlvalidate(['--provider', 'sim:tags-dropped', '--filter', 'VLAttributeValidation.Tags/*', '--timeout', '0.3', '--html', html]);
-  assert.equal(run.status, 1, run.stderr);
-  const { page, attempted, errors } = await openReport(`file://${html}`);
+// The differing rows of the first near-miss table of the first failed case of the page at `url`.
+async function nearMissRows(url, screenshot) {
+  const { page, attempted, errors } = await openReport(url);
   await page.click('[data-filter="failed"]');
   const row = page.locator('.vl-case:not([hidden])').first();
   await row.locator('.vl-case-toggle').click();
+  await row.locator('.vl-attempt').first().waitFor();
   const table = row.locator('.vl-near-miss table').first();
-  await table.waitFor();
-  const differing = await table.locator('tr.vl-differs').allInnerTexts();
-  assert.equal(differing.length, 1, differing.join('\n'));
-  assert.match(differing[0], /^tags\s+\( Red#7 \)\s+\(\s*\)\s+≠ differs$/);
-  assert.ok(await table.locator('tr:not(.vl-differs) td:first-child').count() > 0, 'the keys that matched are listed too');
+  const tables = await row.locator('.vl-near-miss table').count();
+  const differing = tables ? await table.locator('tr.vl-differs').allInnerTexts() : [];
+  const same = tables ? await table.locator('tr:not(.vl-differs) td:first-child').count() : 0;
+  if (screenshot && process.env.VL_SCREENSHOT_DIR) {
+    await page.evaluate(() => document.activeElement.blur());
+    await row.screenshot({ path: path.join(process.env.VL_SCREENSHOT_DIR, screenshot) });
+  }
   assert.deepEqual(attempted, []);
+  assert.deepEqual(errors, []);
+  return { tables, differing, same };
+}
+
+test("a near miss shows the keys expected beside the closest event's, from its data alone", async () => {
+  const html = path.join(scratch.folder, 'near-miss.html');
+  const json = path.join(scratch.folder, 'near-miss.json');
+  const run = runVlvalidate(['--provider', 'sim:tags-dropped', '--filter', 'VLAttributeValidation.Tags/*', '--timeout', '0.3',
+    '--html', html, '--json', json]);
+  assert.equal(run.status, 1, run.stderr);
+  const shown = await nearMissRows(`file://${html}`, 'report-near-miss.png');
+  assert.equal(shown.differing.length, 1, shown.differing.join('\n'));
+  assert.match(shown.differing[0], /^tags\s+\( Red#7 \)\s+\(\s*\)\s+≠ differs$/);
+  assert.ok(shown.same > 0, 'the keys that matched are listed too');
+
+  // The reason's words changed everywhere they appear (comment, error, the check's trace
+  // record): the table is the same, since it is drawn from the near miss's data.
+  const saved = JSON.parse(readFileSync(json, 'utf8'));
+  const reworded = (text) => (typeof text === 'string' ? text.replace(/Closest match was/g, 'Nearest candidate:')
+    .replace(/(\w+): got (.*), but expected (.*)/g, '$1 was $2 instead of $3') : text);
+  let rewordedTexts = 0;
+  for (const entry of saved.cases) {
+    for (const attempt of entry.attempts) {
+      for (const expectation of attempt.expectations) {
+        if (!expectation.nearMiss) continue;
+        expectation.comment = reworded(expectation.comment);
+        expectation.error.description = reworded(expectation.error.description);
+        rewordedTexts += 1;
+      }
+      for (const record of attempt.trace.records) record.reason = reworded(record.reason);
+    }
+  }
+  assert.ok(rewordedTexts > 0);
+  const rewordedJson = path.join(scratch.folder, 'reworded.json');
+  writeFileSync(rewordedJson, JSON.stringify(saved));
+  const rewordedHtml = path.join(scratch.folder, 'reworded.html');
+  assert.equal(runVlvalidate(['report', rewordedJson, '--html', rewordedHtml]).status, 0);
+  assert.deepEqual(await nearMissRows(`file://${rewordedHtml}`), shown);
+
+  // A report from before near misses were data still opens; it has no table.
+  for (const entry of saved.cases) {
+    for (const attempt of entry.attempts) for (const expectation of attempt.expectations) delete expectation.nearMiss;
+  }
+  const olderJson = path.join(scratch.folder, 'older.json');
+  writeFileSync(olderJson, JSON.stringify(saved));
+  const olderHtml = path.join(scratch.folder, 'older.html');
+  assert.equal(runVlvalidate(['report', olderJson, '--html', olderHtml]).status, 0);
+  assert.equal((await nearMissRows(`file://${olderHtml}`)).tables, 0);
+});
+
+test('the summary, provider and options panels name their rows in words, not member names', async () => {
+  const { page, errors } = await openReport();
+  const headings = {};
+  for (const panel of ['summary', 'provider', 'options']) {
+    headings[panel] = await page.locator(`.vl-panel[aria-label="${panel}"] th`).allInnerTexts();
+    assert.ok(headings[panel].length > 0, panel);
+    for (const heading of headings[panel]) assert.doesNotMatch(heading, /[a-z][A-Z]|^[a-z]/, `${panel}: ${heading}`);
+  }
+  assert.ok(headings.summary.includes('Selected cases'));
+  assert.ok(headings.options.includes('Time-out (s)'));
+  // Flags read as yes or no.
+  const strict = page.locator('.vl-panel[aria-label="options"] tr', { hasText: 'Strict' }).locator('td');
+  assert.equal(await strict.innerText(), report.options.strict ? 'yes' : 'no');
   assert.deepEqual(errors, []);
 });
 

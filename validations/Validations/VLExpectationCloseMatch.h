@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "Validations/VLNearMiss.h"
 #include "Vaultline/VLItem.h"
 
 class VLExpectedEvent;
@@ -28,6 +29,10 @@ class VLExpectationCloseMatch {
   // one-line description of the expected event's closest match, then one line
   // "<key>: got <this item's value>, but expected <expected value>" per differing key.
   std::string nonmatchingReasonForExpectedEvent(const VLExpectedEvent& expectedEvent) const;
+  // Returns the same near miss as data: `expectedEvent`'s description, this item on one line,
+  // and every expected key with the expected value, this item's value and whether they
+  // differed, in the order the expected event's description lists them.
+  VLNearMiss nearMissForExpectedEvent(const VLExpectedEvent& expectedEvent) const;
 
  private:
   VLExpectationCloseMatch(VLItemRef item, std::set<std::string> keys)

@@ -49,8 +49,9 @@ class VLExpectedEvent : public VLObject {
   // Throws VLException for a null event.
   bool matchesEvent(const VLEventRef& event);
 
-  // Returns "signal (<type or any>), properties <key: value, …>" over the expected keys,
-  // sorted without regard to case.
+  // Returns the expected keys sorted without regard to case.
+  std::vector<std::string> sortedExpectedKeys() const;
+  // Returns "signal (<type or any>), properties <key: value, …>" over sortedExpectedKeys().
   std::string eventDescription() const;
   // Returns "<VLExpectedEvent: 0x…, <eventDescription>>".
   std::string description() const override;

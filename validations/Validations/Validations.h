@@ -11,6 +11,7 @@
 #include "Validations/VLExpectedEvent.h"
 #include "Validations/VLExpectedItem.h"
 #include "Validations/VLItemDescription.h"
+#include "Validations/VLNearMiss.h"
 #include "Validations/VLValidationCase.h"
 #include "Validations/VLValidationEligibility.h"
 #include "Validations/VLValidationErrors.h"

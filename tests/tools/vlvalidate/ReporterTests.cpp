@@ -12,8 +12,10 @@
 #include <sstream>
 
 #include "SampleRun.h"
+#include "Choice/VLUsageError.h"
 #include "vlvalidate/VLJUnitReporter.h"
 #include "vlvalidate/VLJsonReporter.h"
+#include "vlvalidate/VLReportReader.h"
 #include "Validations/VLMarkAnnotator.h"
 #include "Validations/VLTraceExcerpt.h"
 #include "vlvalidate/VLReporterRegistry.h"
@@ -83,6 +85,63 @@ TEST(Reporters, FileReportsMatchTheirApprovedOutput) {
     const std::string written = readFile(path);
     expectApproved(written, "report." + row.extension);
     EXPECT_EQ(row.render(document), written);
+  }
+}
+
+// Every near miss of a run, in report order, as a reader of the report sees it.
+std::vector<std::optional<VLNearMiss>> nearMissesOf(std::vector<VLCaseRecord> records) {
+  std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) { return a.order < b.order; });
+  std::vector<std::optional<VLNearMiss>> misses;
+  for (const auto& record : records) {
+    for (const auto& attempt : record.attempts) {
+      for (const auto& expectation : attempt.expectations) misses.push_back(expectation.nearMiss);
+    }
+  }
+  return misses;
+}
+
+// A saved report read back (merge, report, a baseline) keeps each near miss; a report from
+// before near misses were data reads as none; one of the wrong shape is refused by name.
+TEST(Reporters, NearMissesSurviveReadingBack) {
+  const auto run = sample::run();
+  const auto document = VLJsonReporter::document(run.info, run.records, run.summary);
+  const auto expected = nearMissesOf(run.records);
+  ASSERT_EQ(std::count_if(expected.begin(), expected.end(), [](const auto& miss) { return miss.has_value(); }), 1);
+  EXPECT_EQ(nearMissesOf(VLReportReader::run(document).records), expected);
+
+  auto older = document;
+  for (auto& entry : older["cases"]) {
+    for (auto& attempt : entry["attempts"]) {
+      for (auto& expectation : attempt["expectations"]) expectation.erase("nearMiss");
+    }
+  }
+  const auto none = nearMissesOf(VLReportReader::run(VLReportReader::parse(older.dump(), "older", 1)).records);
+  EXPECT_EQ(std::count_if(none.begin(), none.end(), [](const auto& miss) { return miss.has_value(); }), 0);
+
+  const std::string at = "cases[0].attempts[0].expectations[3].nearMiss";
+  struct Row {
+    std::string pointer;  // a JSON pointer below `at`
+    nlohmann::ordered_json value;
+    std::string named;
+  };
+  const std::vector<Row> rows = {
+      {"", "documentSize: got 5", at},
+      {"/keys", nlohmann::ordered_json::object(), at + ".keys"},
+      {"/keys/0/differs", "yes", at + ".keys[0].differs"},
+      {"/keys/1/got", 5, at + ".keys[1].got"},
+  };
+  for (const auto& row : rows) {
+    auto broken = document;
+    broken[nlohmann::ordered_json::json_pointer("/cases/0/attempts/0/expectations/3/nearMiss" + row.pointer)] = row.value;
+    try {
+      VLReportReader::parse(broken.dump(), "broken", 1);
+      ADD_FAILURE() << row.named << " was accepted";
+    } catch (const VLUsageError& error) {
+      EXPECT_NE(std::string(error.what()).find(row.named), std::string::npos) << error.what();
+    }
+    // Read on its own (the live session, a caller that did not load a file), it is no near miss.
+    const auto& miss = broken[nlohmann::ordered_json::json_pointer("/cases/0/attempts/0/expectations/3/nearMiss")];
+    EXPECT_FALSE(VLJsonReporter::nearMissOf(miss)) << row.named;
   }
 }
 

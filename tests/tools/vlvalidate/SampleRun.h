@@ -1,6 +1,6 @@
 // A fixed, hand-built run for the reporter and baseline tests: one case of each kind
-// (passed, failed with marked identifiers, inconclusive with a hostile name, flaky after a
-// retry), compared with a small baseline.
+// (passed, failed with marked identifiers and a near miss, inconclusive with a hostile name,
+// flaky after a retry), compared with a small baseline.
 #pragma once
 
 #include <string>
@@ -27,6 +27,22 @@ inline VLExpectationRecord failed(std::string description, std::string comment, 
                                   std::string errorDescription) {
   return {std::move(description), VLValidationResultFailed, comment,
           VLErrorRecord{KsVaultlineValidationErrorDomain, code, std::move(errorDescription)}};
+}
+
+// A failed check whose closest event had the wrong size: its reason text and its near miss.
+inline VLExpectationRecord nearlyMatched() {
+  const std::string closest = "Validation-EchoFishKiloMars.txt id:item-8 5 bytes";
+  const std::string reason = "Closest match was\n" + closest +
+                             "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6";
+  auto record = failed("Expecting signal (update), properties documentSize: 6, filename: Validation-EchoFishKiloMars.txt, "
+                       "pending: 0 on events for item-7",
+                       reason, VLValidationErrorCheckFailed, reason);
+  record.nearMiss = VLNearMiss{"signal (update), properties documentSize: 6, filename: Validation-EchoFishKiloMars.txt, pending: 0",
+                               closest,
+                               {{"documentSize", "6", "5", true},
+                                {"filename", "Validation-EchoFishKiloMars.txt", "Validation-EchoFishKiloMars.txt", false},
+                                {"pending", "0", "0", false}}};
+  return record;
 }
 
 inline VLCaseRecord record(std::string id, std::string suite, std::string selector, std::optional<std::string> variant,
@@ -83,7 +99,8 @@ inline Run run() {
         failed("subsequent copy of Validation-EchoFishKiloMars.txt to item-7 should fail with filename collision error",
                "Operation was expected to fail", 0, "Operation was expected to fail"),
         failed("Expecting child item count of item-7 to be 1", "Child item count is 2\nsecond line of the comment", 1,
-               "Child item count is 2 ↩ The count includes a hidden item")},
+               "Child item count is 2 ↩ The count includes a hidden item"),
+        nearlyMatched()},
        {{"KsVaultlineRootContainerItemIdentifier", 0},
         {"ValidationFolder-AlabamaCarbonSixZulu", 1},
         {"item-7", 1},

@@ -7,6 +7,7 @@
 #include "Core/VLException.h"
 #include "Validations/VLEventCursor.h"
 #include "Validations/VLItemDescription.h"
+#include "Validations/VLNearMiss.h"
 #include "Validations/VLValidationErrors.h"
 #include "support/TestItems.h"
 
@@ -71,6 +72,15 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
                 "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6"
                 "\ntrashed: got 0, but expected 1");
   EXPECT_EQ(lastHandled()->error()->code(), VLValidationErrorCheckFailed);
+  // The same near miss as data: every expected key, in the order the description lists them.
+  const std::string closest = vl_prettyDescription(sized->item());
+  EXPECT_EQ(VLNearMiss::of(lastHandled()->error()),
+            (VLNearMiss{"signal (insert), properties documentSize: 6, filename: c, pending: 0, trashed: 1",
+                        closest,
+                        {{"documentSize", "6", "5", true},
+                         {"filename", "c", "c", false},
+                         {"pending", "0", "0", false},
+                         {"trashed", "1", "0", true}}}));
 
   // A collection that ends in an error after a near miss: the check ends at the error, at
   // once, and says both.
@@ -84,6 +94,32 @@ TEST_F(EventCursorTest, FailuresExplainTimeOutOrClosestMatch) {
             "the stream ended with an error before the event came: the provider went away\n"
             "Closest match was\n" + vl_prettyDescription(sized->item()) +
                 "\nbut these keys differed from expectation:\ndocumentSize: got 5, but expected 6");
+  ASSERT_TRUE(VLNearMiss::of(lastHandled()->error()));
+  EXPECT_EQ(VLNearMiss::of(lastHandled()->error())->closest, closest);
+}
+
+// The near miss an error carries is read back only when it has the shape value() gives it.
+TEST_F(EventCursorTest, ANearMissIsReadOnlyFromItsOwnShape) {
+  const VLNearMiss miss{"signal (any), properties filename: a", "a id:1", {{"filename", "a", "a", false}}};
+  EXPECT_EQ(VLNearMiss::fromValue(miss.value()), miss);
+  auto error = VLError::make(KsVaultlineValidationErrorDomain, 1, {{VLNearMissKey, miss.value()}});
+  EXPECT_EQ(VLNearMiss::of(error), miss);
+  EXPECT_FALSE(VLNearMiss::of(nullptr));
+  EXPECT_FALSE(VLNearMiss::of(VLError::makeWithDescription(KsVaultlineValidationErrorDomain, 2, "Timed out (1s)")));
+
+  auto changed = [&](const std::function<void(VLValue::Dictionary& whole, VLValue::Dictionary& key)>& change) {
+    VLValue::Dictionary whole = *miss.value().dictionary();
+    VLValue::Dictionary key = *(*whole["keys"].array())[0].dictionary();
+    change(whole, key);
+    whole["keys"] = VLValue::Array{key};
+    return VLNearMiss::fromValue(whole);
+  };
+  EXPECT_TRUE(changed([](auto&, auto&) {}));
+  EXPECT_FALSE(changed([](auto& whole, auto&) { whole.erase("closest"); }));
+  EXPECT_FALSE(changed([](auto&, auto& key) { key["differs"] = 1; }));
+  EXPECT_FALSE(changed([](auto&, auto& key) { key["got"] = VLValue(); }));
+  EXPECT_FALSE(VLNearMiss::fromValue("a near miss"));
+  EXPECT_FALSE(VLNearMiss::fromValue(VLValue::Dictionary{{"waitingFor", "x"}, {"closest", "y"}, {"keys", "z"}}));
 }
 
 // What the stream's source says about its own silence stands beside a failed check's words,

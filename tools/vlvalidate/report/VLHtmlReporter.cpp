@@ -17,7 +17,7 @@ using json = nlohmann::ordered_json;
 namespace {
 
 // The scripts of the page, in the order they must run.
-constexpr const char* kPageScripts[] = {"report-timeline.js", "report.js"};
+constexpr const char* kPageScripts[] = {"common.js", "report-timeline.js", "report.js"};
 
 std::string webAsset(const char* name) {
   const auto* asset = VLWebAssets::find(name);

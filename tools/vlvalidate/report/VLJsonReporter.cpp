@@ -159,10 +159,40 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
 json VLJsonReporter::caseObject(const VLCaseRecord& record, size_t traceLimit) { return caseJson(record, traceLimit); }
 
 json VLJsonReporter::expectationObject(const VLExpectationRecord& expectation) {
-  return {{"description", expectation.description},
-          {"result", vl_resultName(expectation.result)},
-          {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
-          {"error", errorJson(expectation.error)}};
+  json entry = {{"description", expectation.description},
+                {"result", vl_resultName(expectation.result)},
+                {"comment", expectation.comment ? json(*expectation.comment) : json(nullptr)},
+                {"error", errorJson(expectation.error)}};
+  // Only a failed check has one: a report of thousands of expectations stays as it was.
+  if (expectation.nearMiss) entry["nearMiss"] = nearMissJson(*expectation.nearMiss);
+  return entry;
+}
+
+json VLJsonReporter::nearMissJson(const VLNearMiss& nearMiss) {
+  json keys = json::array();
+  for (const auto& key : nearMiss.keys) {
+    keys.push_back({{"key", key.key}, {"expected", key.expected}, {"got", key.got}, {"differs", key.differs}});
+  }
+  return {{"waitingFor", nearMiss.waitingFor}, {"closest", nearMiss.closest}, {"keys", keys}};
+}
+
+std::optional<VLNearMiss> VLJsonReporter::nearMissOf(const json& value) {
+  if (!value.is_object() || !value.contains("keys") || !value["keys"].is_array()) return std::nullopt;
+  bool wellTyped = true;
+  // The text member `name` of `object`; "" when absent, and a wrong type spoils the whole.
+  auto textOf = [&wellTyped](const json& object, const char* name) {
+    if (!object.contains(name)) return std::string();
+    if (!object[name].is_string()) wellTyped = false;
+    return object[name].is_string() ? object[name].get<std::string>() : std::string();
+  };
+  VLNearMiss nearMiss{textOf(value, "waitingFor"), textOf(value, "closest"), {}};
+  for (const auto& key : value["keys"]) {
+    if (!key.is_object() || (key.contains("differs") && !key["differs"].is_boolean())) return std::nullopt;
+    nearMiss.keys.push_back(
+        {textOf(key, "key"), textOf(key, "expected"), textOf(key, "got"), key.value("differs", false)});
+  }
+  if (!wellTyped) return std::nullopt;
+  return nearMiss;
 }
 
 std::string VLJsonReporter::text(const json& document) {

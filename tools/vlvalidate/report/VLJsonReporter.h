@@ -6,6 +6,7 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,13 @@ class VLJsonReporter : public VLReporter {
   static nlohmann::ordered_json caseObject(const VLCaseRecord& record, size_t traceLimit);
   // Returns one handled expectation as the report's attempts hold it.
   static nlohmann::ordered_json expectationObject(const VLExpectationRecord& expectation);
+  // Returns a failed check's near miss as the report writes it (an expectation's
+  // "nearMiss"): {"waitingFor", "closest", "keys": [{"key", "expected", "got", "differs"}, …]}.
+  static nlohmann::ordered_json nearMissJson(const VLNearMiss& nearMiss);
+  // Reads nearMissJson() back, taking absent texts as "" and an absent "differs" as false;
+  // none when `value` is not an object with an array "keys" of objects, or a member has
+  // another type.
+  static std::optional<VLNearMiss> nearMissOf(const nlohmann::ordered_json& value);
   // Returns the text of `document`, indented; bytes that are not UTF-8 become U+FFFD.
   static std::string text(const nlohmann::ordered_json& document);
 

@@ -24,8 +24,15 @@ const VLJsonInput::Shape& reportShape() {
     const Shape text = Shape::of(Kind::String), number = Shape::of(Kind::Number), flag = Shape::of(Kind::Boolean);
     const Shape whole = Shape::of(Kind::Integer), count = Shape::of(Kind::Count);
     const Shape error = Shape::object({{"domain", text}, {"code", whole}, {"description", text}});
-    const Shape expectation = Shape::object(
-        {{"description", text.needed()}, {"result", text}, {"comment", text.orNull()}, {"error", error.orNull()}});
+    const Shape nearMissKey =
+        Shape::object({{"key", text.needed()}, {"expected", text}, {"got", text}, {"differs", flag}});
+    const Shape nearMiss =
+        Shape::object({{"waitingFor", text}, {"closest", text}, {"keys", Shape::arrayOf(nearMissKey).needed()}});
+    const Shape expectation = Shape::object({{"description", text.needed()},
+                                             {"result", text},
+                                             {"comment", text.orNull()},
+                                             {"error", error.orNull()},
+                                             {"nearMiss", nearMiss}});
     const Shape record = Shape::object({{"kind", text.needed()}, {"t", number}});
     const Shape trace = Shape::object({{"count", count},
                                        {"omitted", count},
@@ -145,6 +152,8 @@ VLAttemptRecord attemptOf(const json& object, const std::string& where) {
       const auto& error = entry["error"];
       expectation.error = VLErrorRecord{error.value("domain", ""), error.value("code", int64_t{0}), error.value("description", "")};
     }
+    // Reports before near misses were data have none; the reason text still says it.
+    if (entry.contains("nearMiss")) expectation.nearMiss = VLJsonReporter::nearMissOf(entry["nearMiss"]);
     attempt.expectations.push_back(std::move(expectation));
   }
   if (object.contains("trace") && object["trace"].is_object() && object["trace"].contains("records")) {

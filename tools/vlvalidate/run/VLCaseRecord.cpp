@@ -12,6 +12,7 @@ VLExpectationRecord VLExpectationRecord::of(const VLExpectation& expectation) {
   record.comment = expectation.comment();
   if (auto error = expectation.error()) {
     record.error = VLErrorRecord{error->domain(), error->code(), vl_prettyDescription(error)};
+    record.nearMiss = VLNearMiss::of(error);
   }
   return record;
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Validations/VLNearMiss.h"
 #include "Validations/VLValidationResult.h"
 #include "Validations/VLTraceExcerpt.h"
 #include "CaseRun/VLCaseRunner.h"
@@ -26,8 +27,9 @@ struct VLExpectationRecord {
   VLValidationResult result = VLValidationResultInconclusive;
   std::optional<std::string> comment;  // none after a fail without an error
   std::optional<VLErrorRecord> error;
+  std::optional<VLNearMiss> nearMiss = std::nullopt;  // a failed check's closest candidate, key by key
 
-  // Copies the fields of `expectation`.
+  // Copies the fields of `expectation` (the near miss from its error).
   static VLExpectationRecord of(const VLExpectation& expectation);
 };
 

@@ -2,17 +2,13 @@
 // it happens, fed by the server's event stream (/api/events). It builds the run's report
 // (the JSON report's document, partial while the run goes on) and hands it to the same view
 // the HTML report uses; next to it, each planned case shows its expectations as the
-// validator settles them. It talks to its own server only.
+// validator settles them. It talks to its own server only. The element builder, times and
+// verdict names are common.js's.
 'use strict';
 
 (() => {
   const $ = (id) => document.getElementById(id);
-  const el = (tag, className, text) => {
-    const node = document.createElement(tag);
-    if (className) node.className = className;
-    if (text !== undefined) node.textContent = text;
-    return node;
-  };
+  const { h, seconds, verdictText } = window.VLCommon;
   const now = () => performance.timeOrigin + performance.now();
 
   // The HTML report's own view (report.js) draws the run's report.
@@ -114,54 +110,29 @@
     }
     kinds = choices.kinds;
     for (const [index, kind] of kinds.entries()) {
-      const radio = el('input');
-      radio.type = 'radio';
-      radio.name = 'kind';
-      radio.value = kind.prefix;
-      radio.checked = index === 0;
-      radio.addEventListener('change', showKind);
-      const label = el('label');
-      label.append(radio, ` ${kind.label}`);
-      $('kinds').append(label);
+      const radio = h('input', { type: 'radio', name: 'kind', value: kind.prefix, checked: index === 0, onchange: showKind });
+      $('kinds').append(h('label', null, radio, ` ${kind.label}`));
 
-      const panel = el('div', 'kind-panel');
-      panel.id = `kind-${kind.prefix}`;
-      panel.hidden = index !== 0;
-      panel.append(el('p', 'hint', kind.forms.map((form) => `${form.usage}: ${form.meaning.replace(/\n/g, ' ')}`).join(' · ')));
+      const panel = h('div', { class: 'kind-panel', id: `kind-${kind.prefix}`, hidden: index !== 0 },
+        h('p', { class: 'hint' }, kind.forms.map((form) => `${form.usage}: ${form.meaning.replace(/\n/g, ' ')}`).join(' · ')));
       if (kind.argumentIsSettings) {
         const settings = $('settings-panel');
         settings.hidden = false;
         panel.append(settings);
       } else {
-        const field = el('label', 'field', `${kind.argumentLabel || 'Argument'} `);
-        const input = el('input');
-        input.id = `argument-${kind.prefix}`;
-        input.type = 'text';
-        input.placeholder = kind.argumentExample || '';
-        field.append(input);
-        panel.append(field);
+        panel.append(h('label', { class: 'field' }, `${kind.argumentLabel || 'Argument'} `,
+          h('input', { id: `argument-${kind.prefix}`, type: 'text', placeholder: kind.argumentExample || '' })));
       }
       $('kind-panels').append(panel);
     }
     for (const report of choices.reports) {
-      const button = el('button', '', report.label);
-      button.type = 'button';
-      button.addEventListener('click', () => act(() => download(report)));
-      $('downloads').append(button);
+      $('downloads').append(h('button', { type: 'button', onclick: () => act(() => download(report)) }, report.label));
     }
     for (const quirk of choices.quirks) {
-      const label = el('label', 'quirk');
-      const box = el('input');
-      box.type = 'checkbox';
-      box.value = quirk.name;
-      label.append(box, ' ', el('code', '', quirk.name), el('span', 'hint', ` ${quirk.help}`));
-      $('quirks').append(label);
+      $('quirks').append(h('label', { class: 'quirk' }, h('input', { type: 'checkbox', value: quirk.name }), ' ',
+        h('code', null, quirk.name), h('span', { class: 'hint' }, ` ${quirk.help}`)));
     }
-    for (const name of choices.settings) {
-      const option = el('option');
-      option.value = `${name}=`;
-      $('setting-names').append(option);
-    }
+    for (const name of choices.settings) $('setting-names').append(h('option', { value: `${name}=` }));
     const others = choices.allowedProviders.filter((choice) => !/^sim(:|$)/.test(choice));
     $('allowed-list').textContent = others.length ? others.join(', ') : 'none';
     adopt(choices.defaultProvider);
@@ -205,9 +176,7 @@
       const answer = await response.json().catch(() => ({}));
       throw new Error(answer.error || `${response.status} ${response.statusText}`);
     }
-    const link = el('a');
-    link.href = URL.createObjectURL(await response.blob());
-    link.download = report.file;
+    const link = h('a', { href: URL.createObjectURL(await response.blob()), download: report.file });
     link.click();
     setTimeout(() => URL.revokeObjectURL(link.href), 0);
   }
@@ -241,7 +210,7 @@
 
   function setVerdict(row, verdict) {
     row.dataset.verdict = verdict;
-    row.querySelector('.badge').textContent = verdict;
+    row.querySelector('.badge').textContent = verdictText(verdict);
   }
 
   const handlers = {
@@ -252,13 +221,10 @@
       run.running = true;
       showError('');
       run.rows = data.planned.map((id) => {
-        const row = el('li', 'case');
-        const head = el('div', 'case-head');
-        const rerun = el('button', 'rerun', 'Re-run');
-        rerun.type = 'button';
-        rerun.addEventListener('click', () => act(() => post('/api/rerun', { id })));
-        head.append(el('span', 'badge'), el('code', 'case-id', id), rerun);
-        row.append(head, el('ol', 'expectations'), el('p', 'trace-line'));
+        const row = h('li', { class: 'case' },
+          h('div', { class: 'case-head' }, h('span', { class: 'badge' }), h('code', { class: 'case-id' }, id),
+            h('button', { type: 'button', class: 'rerun', onclick: () => act(() => post('/api/rerun', { id })) }, 'Re-run')),
+          h('ol', { class: 'expectations' }), h('p', { class: 'trace-line' }));
         setVerdict(row, 'queued');
         return row;
       });
@@ -280,10 +246,11 @@
       return false;
     },
     expectation(data, shown) {
-      const item = el('li', `expectation result-${data.result}`);
-      item.append(el('span', 'mark', data.result), ` ${data.description}`);
+      const item = h('li', { class: `expectation result-${data.result}` }, h('span', { class: 'mark' }, verdictText(data.result)), ` ${data.description}`);
       const note = data.comment || (data.error && data.error.description);
-      if (note && data.result !== 'passed') item.append(el('div', 'comment', note));
+      if (note && data.result !== 'passed') item.append(h('div', { class: 'comment' }, note));
+      // A failed check's near miss, drawn as the report draws it.
+      if (data.nearMiss) item.append(view.nearMissTable(data.nearMiss));
       caseRow(data.order).querySelector('.expectations').append(item);
       shown.push(data.sentAt);
       return false;
@@ -322,7 +289,7 @@
     let text = `${done.length} of ${run.rows.length} finished · ${count('passed')} passed · ` +
       `${count('failed')} failed · ${count('inconclusive')} inconclusive`;
     const delay = median(run.delays);
-    if (delay !== null) text += ` · shown ${delay.toFixed(1)} ms after settling (median)`;
+    if (delay !== null) text += ` · shown ${seconds(delay / 1000)} after settling (median)`;
     if (!run.running && run.report.summary) text = `${run.report.summary.conclusion} · ${text}`;
     $('status').textContent = text;
   }

@@ -3,31 +3,18 @@
 // scheduled or created to finished or settled), and one of provider facts when there are
 // any. Zoomable (buttons, or Ctrl + wheel); every item is a button whose description shows
 // below the lanes on hover or focus. The records are also listed as text, for reading
-// without the drawing.
+// without the drawing. The element builder, times and verdict words are common.js's.
 (function () {
   'use strict';
+
+  const { h, seconds, verdictWord } = window.VLCommon;
 
   const FIT_WIDTH = 1000;  // px the whole trace takes before zooming
   const ROW_HEIGHT = 14;   // px of one row of bars within a lane
   const POINT_GAP = 10;    // px from one event's dot to the next one's, at least
 
-  function h(tag, attributes, ...children) {
-    const element = document.createElement(tag);
-    for (const [key, value] of Object.entries(attributes || {})) {
-      if (value === null || value === undefined) continue;
-      if (key.startsWith('on')) element.addEventListener(key.slice(2), value);
-      else element.setAttribute(key, String(value));
-    }
-    for (const child of children.flat()) {
-      if (child !== null && child !== undefined) element.append(child instanceof Node ? child : document.createTextNode(String(child)));
-    }
-    return element;
-  }
-
-  function secondsText(t) {
-    if (typeof t !== 'number') return '?';
-    return t < 1 ? `${(t * 1000).toFixed(t < 0.01 ? 3 : 1)} ms` : `${t.toFixed(3)} s`;
-  }
+  // A moment of the trace, one digit finer than a duration: close records stay apart.
+  const secondsText = (t) => seconds(t, 1);
 
   // One line per record, as people read it.
   function recordLine(record) {
@@ -86,7 +73,7 @@
         const item = waiting.shift() || { start: t, kind: 'expectation' };
         if (!expectations.includes(item)) expectations.push(item);
         Object.assign(item, { end: t, state: record.result,
-          text: `${secondsText(item.start)}–${secondsText(t)} expectation ${String(record.result).toUpperCase()}: ${record.description}${record.comment ? `\n${record.comment}` : ''}` });
+          text: `${secondsText(item.start)}–${secondsText(t)} expectation ${verdictWord(record.result)}: ${record.description}${record.comment ? `\n${record.comment}` : ''}` });
       } else if (record.kind === 'provider') {
         provider.push({ start: t, end: t, kind: 'provider', state: record.fact, text: `${secondsText(t)} provider ${record.fact}: ${record.text}` });
       }

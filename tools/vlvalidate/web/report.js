@@ -2,39 +2,13 @@
 // HTML report and the live UI alike. A report may still be growing (cases so far, no summary
 // yet): update() draws it again and keeps what the reader chose (filters, search, open cases,
 // scroll). Case details and timelines are built only when a case is opened, so that a run of
-// thousands of cases is readable at once. The trace timeline is report-timeline.js.
+// thousands of cases is readable at once. The trace timeline is report-timeline.js; the
+// element builder, times and verdict names are common.js's.
 (function () {
   'use strict';
 
-  const VERDICTS = {
-    failed: { symbol: '✗', word: 'FAILED' },
-    inconclusive: { symbol: '?', word: 'INCONCLUSIVE' },
-    passed: { symbol: '✓', word: 'PASSED' },
-  };
+  const { VERDICTS, h, seconds, verdictLabel } = window.VLCommon;
   const FILTERS = ['all', 'failed', 'inconclusive', 'passed', 'flaky'];
-
-  // Makes an element: h('div', {class: 'x', onclick: f}, child, 'text', …).
-  function h(tag, attributes, ...children) {
-    const element = document.createElement(tag);
-    for (const [key, value] of Object.entries(attributes || {})) {
-      if (value === null || value === undefined || value === false) continue;
-      if (key.startsWith('on')) element.addEventListener(key.slice(2), value);
-      else if (key === 'text') element.textContent = value;
-      else element.setAttribute(key, value === true ? '' : String(value));
-    }
-    for (const child of children.flat(Infinity)) {
-      if (child === null || child === undefined || child === false) continue;
-      element.append(child instanceof Node ? child : document.createTextNode(String(child)));
-    }
-    return element;
-  }
-
-  // A verdict as a label that reads without colour: symbol and word.
-  function verdictLabel(verdict) {
-    const known = VERDICTS[verdict];
-    const text = known ? `${known.symbol} ${known.word}` : `… ${String(verdict || 'running').toUpperCase()}`;
-    return h('span', { class: `vl-verdict ${known ? verdict : 'other'}` }, text);
-  }
 
   // Whether an expectation's error is the one a failure made from a comment carries.
   function isCommentFailure(error) {
@@ -84,13 +58,8 @@
     return span;
   }
 
-  function seconds(value) {
-    if (typeof value !== 'number') return '';
-    return value < 1 ? `${(value * 1000).toFixed(value < 0.01 ? 2 : 0)} ms` : `${value.toFixed(2)} s`;
-  }
-
   // What a person reads for the report's members in the panels; a member not listed here
-  // shows its own name.
+  // is spelled out from its name ("someMember" reads "Some member").
   const memberWords = {
     selectedCases: 'Selected cases', plannedRuns: 'Planned runs', passed: 'Passed', failed: 'Failed',
     inconclusive: 'Inconclusive', flaky: 'Flaky', notRun: 'Not run', interrupted: 'Interrupted',
@@ -104,9 +73,21 @@
     traceLimit: 'Trace records kept',
   };
 
+  function memberWord(key) {
+    if (memberWords[key]) return memberWords[key];
+    const words = key.replace(/([a-z0-9])([A-Z])/g, '$1 $2').toLowerCase();
+    return words.charAt(0).toUpperCase() + words.slice(1);
+  }
+
+  function valueWords(value) {
+    if (value === null || value === undefined) return '—';
+    if (typeof value === 'boolean') return value ? 'yes' : 'no';
+    return String(value);
+  }
+
   function keyValueTable(object) {
     const rows = Object.entries(object || {}).map(([key, value]) =>
-      h('tr', null, h('th', { scope: 'row' }, memberWords[key] || key), h('td', null, value === null ? '—' : String(value))));
+      h('tr', null, h('th', { scope: 'row' }, memberWord(key)), h('td', null, valueWords(value))));
     return h('table', { class: 'vl-kv' }, h('tbody', null, rows));
   }
 
@@ -125,42 +106,14 @@
     return report.summary ? { ...counts, ...report.summary } : counts;
   }
 
-  // The near miss of a failed check as rows: each expected key, what was expected and what
-  // the closest event had. Returns null when `record` is not a near miss.
-  function nearMiss(record) {
-    if (record.kind !== 'check' || record.outcome !== 'near-miss' || !record.reason) return null;
-    const expected = new Map();
-    const properties = /properties (.*)$/.exec(record.waitingFor || '');
-    if (properties) {
-      for (const part of properties[1].split(/, (?=[A-Za-z]+: )/)) {
-        const colon = part.indexOf(': ');
-        if (colon > 0) expected.set(part.slice(0, colon), part.slice(colon + 2));
-      }
-    }
-    const lines = record.reason.split('\n');
-    const closest = lines[0] === 'Closest match was' ? lines[1] : '';
-    const differed = new Map();
-    for (const line of lines) {
-      const got = /^([A-Za-z]+): got (.*), but expected (.*)$/.exec(line);
-      if (got) differed.set(got[1], { got: got[2], expected: got[3] });
-    }
-    const rows = [];
-    for (const [key, value] of expected) {
-      const differs = differed.get(key);
-      rows.push({ key, expected: differs ? differs.expected : value, got: differs ? differs.got : value, differs: !!differs });
-    }
-    for (const [key, value] of differed) {
-      if (!expected.has(key)) rows.push({ key, expected: value.expected, got: value.got, differs: true });
-    }
-    return { closest, waitingFor: record.waitingFor, rows };
-  }
-
+  // A failed check's near miss (an expectation's "nearMiss"): what it waited for, the
+  // closest event, and each expected key beside the closest event's value.
   function nearMissTable(miss, marks) {
     return h('div', { class: 'vl-near-miss' },
       h('p', null, 'Near miss: waited for ', marked(miss.waitingFor, marks), '; closest event: ', marked(miss.closest, marks)),
       h('table', { class: 'vl-table' },
         h('thead', null, h('tr', null, h('th', null, 'key'), h('th', null, 'expected'), h('th', null, 'closest event'), h('th', null, ''))),
-        h('tbody', null, miss.rows.map((row) =>
+        h('tbody', null, (miss.keys || []).map((row) =>
           h('tr', { class: row.differs ? 'vl-differs' : null },
             h('td', null, h('code', null, row.key)), h('td', { class: 'vl-text' }, marked(row.expected, marks)),
             h('td', { class: 'vl-text' }, marked(row.got, marks)), h('td', null, row.differs ? '≠ differs' : '= same'))))));
@@ -204,12 +157,14 @@
     return inflated.get(entry);
   }
 
-  // What an attempt's trace shows: the near misses of its checks and the timeline.
-  function traceParts(trace, records, marks) {
-    return [
-      records.map(nearMiss).filter(Boolean).map((miss) => nearMissTable(miss, marks)),
-      window.VLReportTimeline ? window.VLReportTimeline.view(trace, records, (text) => marked(text, marks)) : null,
-    ];
+  // The near misses of an attempt's failed checks, in the order they were settled.
+  function nearMisses(expectations, marks) {
+    return expectations.filter((expectation) => expectation.nearMiss).map((expectation) => nearMissTable(expectation.nearMiss, marks));
+  }
+
+  // The attempt's trace as a timeline.
+  function timeline(trace, records, marks) {
+    return window.VLReportTimeline ? window.VLReportTimeline.view(trace, records, (text) => marked(text, marks)) : null;
   }
 
   function attemptView(attempt, index, count) {
@@ -218,7 +173,8 @@
       h('h4', null, `${title}: `, verdictLabel(attempt.verdict), ` ${seconds(attempt.runtime)}`),
       expectationsTable(attempt.expectations || [], attempt.marks),
       marksLine(attempt.marks),
-      traceParts(attempt.trace, (attempt.trace && attempt.trace.records) || [], attempt.marks));
+      nearMisses(attempt.expectations || [], attempt.marks),
+      timeline(attempt.trace, (attempt.trace && attempt.trace.records) || [], attempt.marks));
   }
 
   function attemptViews(attempts) {
@@ -295,9 +251,9 @@
       const baseline = report.baseline;
       if (baseline) {
         panels.push(h('section', { class: 'vl-panel', 'aria-label': 'baseline' }, h('h2', null, 'Compared with a baseline'),
-          keyValueTable({ file: baseline.file, started: baseline.startTime, regressions: baseline.regressions.length,
-            improvements: baseline.improvements.length, added: baseline.added.length, gone: baseline.gone.length,
-            unchanged: baseline.unchanged, 'not run': baseline.notRun })));
+          keyValueTable({ File: baseline.file, Started: baseline.startTime, Regressions: baseline.regressions.length,
+            Improvements: baseline.improvements.length, Added: baseline.added.length, Gone: baseline.gone.length,
+            Unchanged: baseline.unchanged, 'Not run': baseline.notRun })));
       }
       return h('div', { class: 'vl-panels' }, panels);
     }
@@ -476,5 +432,7 @@
     },
     // Exposed for the timeline and tests: text with its marks coloured.
     marked,
+    // A near miss as a table (the live page shows one under a failed check as it settles).
+    nearMissTable,
   };
 })();

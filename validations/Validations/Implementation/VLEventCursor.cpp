@@ -8,6 +8,7 @@
 #include "Core/VLException.h"
 #include "Core/VLFormat.h"
 #include "Validations/VLItemDescription.h"
+#include "Validations/VLNearMiss.h"
 #include "Validations/VLValidationErrors.h"
 
 namespace {
@@ -53,13 +54,13 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   }
 
   std::string reason;
+  const auto closest = match ? nullptr : expected->closestMatch();
   if (collectionFailed) {
     reason = VLFormat("%@ ended with an error before the event came: %@", streamName,
                       (*stoppedBy)->type().substr(std::string_view(kCollectionErrorType).size()));
     // An earlier event that nearly matched says as much about the fault as the error does.
-    if (auto closest = expected->closestMatch()) reason += "\n" + closest->nonmatchingReasonForExpectedEvent(*expected);
+    if (closest) reason += "\n" + closest->nonmatchingReasonForExpectedEvent(*expected);
   } else if (!match) {
-    auto closest = expected->closestMatch();
     reason = closest ? closest->nonmatchingReasonForExpectedEvent(*expected) : VLFormat("Timed out (%gs)", timeout);
     // The case's words stay as they are; a provider that never reported a change is named
     // beside them in its own protocol's words.
@@ -71,7 +72,7 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
     ended
         ->set("outcome", match                      ? "matched"
                          : collectionFailed         ? "collection-error"
-                         : expected->closestMatch() ? "near-miss"
+                         : closest                  ? "near-miss"
                                                     : "timed-out")
         .set("position", match ? VLValue(timestamp) : VLValue())
         .set("match", match ? VLValue(match->item()) : VLValue())
@@ -82,8 +83,11 @@ VLEventRef VLEventCursor::check(const std::shared_ptr<VLExpectedEvent>& expected
   if (match) {
     expectation->fulfillWithComment("Fulfilled by %@ on %@", match->type(), vl_prettyDescription(match->item()));
   } else {
+    // The near miss also goes as data, so that a view can draw it without reading the reason.
+    VLValue::Dictionary userInfo{{VLLocalizedDescriptionKey, reason}};
+    if (closest) userInfo.emplace(VLNearMissKey, closest->nearMissForExpectedEvent(*expected).value());
     expectation->failWithError(
-        VLError::makeWithDescription(KsVaultlineValidationErrorDomain, VLValidationErrorCheckFailed, reason));
+        VLError::make(KsVaultlineValidationErrorDomain, VLValidationErrorCheckFailed, std::move(userInfo)));
   }
 
   // A failed check reports the largest timestamp of all, so it clears furthestMatch_ too.

@@ -22,3 +22,13 @@ std::string VLExpectationCloseMatch::nonmatchingReasonForExpectedEvent(const VLE
   }
   return reason;
 }
+
+VLNearMiss VLExpectationCloseMatch::nearMissForExpectedEvent(const VLExpectedEvent& expectedEvent) const {
+  VLNearMiss miss{expectedEvent.eventDescription(), vl_prettyDescription(item_), {}};
+  for (const std::string& key : expectedEvent.sortedExpectedKeys()) {
+    miss.keys.push_back({key, vl_expectationDescription(expectedEvent.item().valueForKey(key)),
+                         vl_expectationDescription(item_ ? item_->valueForKey(key) : VLValue()),
+                         nonmatchingKeys_.count(key) > 0});
+  }
+  return miss;
+}

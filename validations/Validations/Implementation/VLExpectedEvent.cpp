@@ -89,11 +89,15 @@ bool VLExpectedEvent::matchesEvent(const VLEventRef& event) {
   return false;
 }
 
-std::string VLExpectedEvent::eventDescription() const {
+std::vector<std::string> VLExpectedEvent::sortedExpectedKeys() const {
   std::vector<std::string> keys(item_.expectedKeys().begin(), item_.expectedKeys().end());
   std::sort(keys.begin(), keys.end(), lessIgnoringCase);
+  return keys;
+}
+
+std::string VLExpectedEvent::eventDescription() const {
   std::string properties;
-  for (const std::string& key : keys) {
+  for (const std::string& key : sortedExpectedKeys()) {
     if (!properties.empty()) properties += ", ";
     properties += VLFormat("%@: %@", key, vl_expectationDescription(item_.valueForKey(key)));
   }
