@@ -16,6 +16,8 @@ namespace {
 
 using nlohmann::json;
 
+const char* const kCollisionCases = "VLContainerValidation.SecondItemIsBounced*";
+
 std::string shardFile(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-merge-" + name; }
 
 std::string fileText(const std::string& file) {
@@ -35,6 +37,26 @@ size_t occurrences(const std::string& text, const std::string& part) {
 void runInto(const std::string& provider, const std::string& filter, const std::string& file) {
   auto result = e2e::run({"--provider", provider, "--filter", filter, "--json", file});
   ASSERT_LE(result.status, 1) << result.out << result.err;
+}
+
+// Every file format of the registry, from the run command: its own --NAME FILE and
+// --report NAME=FILE each write what the row renders from the run's JSON report.
+TEST(SavedReports, RunWritesEveryFormatOfTheRegistryByBothOptions) {
+  std::vector<std::string> arguments = {"--provider", "sim:case-sensitive-names", "--filter", kCollisionCases};
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    arguments.insert(arguments.end(), {"--" + row.name, shardFile("own." + row.extension), "--report",
+                                       row.name + "=" + shardFile("generic." + row.extension)});
+  }
+  auto result = e2e::run(arguments);
+  ASSERT_EQ(result.status, 1) << result.out << result.err;
+  const auto report = nlohmann::ordered_json::parse(fileText(shardFile("own.json")));
+  for (const auto& row : VLReporterRegistry::rows()) {
+    if (!row.writesFile()) continue;
+    const std::string rendered = row.render(report);
+    EXPECT_EQ(fileText(shardFile("own." + row.extension)), rendered) << row.name;
+    EXPECT_EQ(fileText(shardFile("generic." + row.extension)), rendered) << row.name;
+  }
 }
 
 TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
@@ -120,7 +142,7 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
       {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
       {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
       {{"merge", shardFile("mistyped.json"), "--json", out}, "cases[0].repetition is string"},
-      {{"merge", shardFile("small.json")}, "give --json FILE, --junit FILE or --html FILE"},
+      {{"merge", shardFile("small.json")}, "merge writes nothing: give --json FILE"},
       {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
       {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
       {{"report", shardFile("small.json")}, "--html"},
@@ -129,6 +151,11 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
     auto result = e2e::run(row.arguments);
     EXPECT_EQ(result.status, 2) << row.arguments[1] << ": " << result.err;
     EXPECT_NE(result.err.find(row.message), std::string::npos) << row.arguments[1] << ": " << result.err;
+  }
+  // With no output, merge names every format of the registry.
+  const auto nothing = e2e::run({"merge", shardFile("small.json")});
+  for (const auto& name : VLReporterRegistry::fileReporterNames()) {
+    EXPECT_NE(nothing.err.find("--" + name + " FILE"), std::string::npos) << name << ": " << nothing.err;
   }
   // An older report still makes a page (it only lacks traces).
   auto page = e2e::run({"report", shardFile("older.json"), "--html", shardFile("older.html")});
