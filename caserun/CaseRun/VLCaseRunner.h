@@ -17,7 +17,7 @@
 struct VLCaseRunOptions {
   // What every runner sets unless asked otherwise: the default time-out (seconds) and how
   // many trace records the reports keep (the last N and the first N / 10).
-  static constexpr double kDefaultTimeout = 5.0;
+  static constexpr double kDefaultTimeout = VLValidator::kDefaultTimeout;
   static constexpr size_t kDefaultTraceLimit = 2000;
 
   bool strict = false;                     // the suites' stricter optional checks (the validator's strict mode)

@@ -136,8 +136,10 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   // itself never reads it. Safe from any thread.
   bool strict() const { return strict_.load(); }
   void setStrict(bool strict) { strict_.store(strict); }
-  // The wait of waitForExpectations() and the default of cursor checks, in seconds: 5 at
-  // creation; NaN is stored as 0. Safe from any thread.
+  // What a validator waits unless told otherwise, seconds; every runner's default too.
+  static constexpr double kDefaultTimeout = 5.0;
+  // The wait of waitForExpectations() and the default of cursor checks, in seconds:
+  // kDefaultTimeout at creation; NaN is stored as 0. Safe from any thread.
   double defaultTimeout() const { return defaultTimeout_.load(); }
   void setDefaultTimeout(double seconds) { defaultTimeout_.store(vl_timeoutOrZero(seconds)); }
 
@@ -164,7 +166,7 @@ class VLValidator : public VLObject, public std::enable_shared_from_this<VLValid
   std::atomic<double> stopTime_{0};
   std::atomic<VLValidationResult> result_{VLValidationResultNotStarted};
   std::atomic<bool> strict_{false};
-  std::atomic<double> defaultTimeout_{5.0};
+  std::atomic<double> defaultTimeout_{kDefaultTimeout};
   // The trace callback is called from many threads; a queue hop per record would cost a
   // thread wake-up each, so one small lock serialises the calls instead.
   std::mutex traceMutex_;

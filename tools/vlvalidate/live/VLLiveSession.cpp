@@ -211,8 +211,7 @@ void VLLiveSession::finishRun(double wallTime) {
   wallTime_ += wallTime;
   pipeline_.reset();
   state_ = State::Idle;
-  const json summary = VLJsonReporter::document(plan_->info, {}, summaryLocked())["summary"];
-  events_->append("finished", oneLine({{"summary", summary}}));
+  events_->append("finished", oneLine({{"summary", VLJsonReporter::summaryObject(plan_->info, summaryLocked())}}));
 }
 
 std::vector<VLCaseRecord> VLLiveSession::recordsLocked() const {

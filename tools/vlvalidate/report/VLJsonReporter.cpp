@@ -138,22 +138,25 @@ json VLJsonReporter::document(const VLRunInfo& info, const std::vector<VLCaseRec
         {"ignoreEligibility", options.ignoreEligibility},
         {"failOnInconclusive", options.failOnInconclusive},
         {"traceLimit", options.traceLimit}}},
-      {"summary",
-       {{"selectedCases", info.selectedCases},
-        {"plannedRuns", info.plannedRuns},
-        {"passed", summary.passed},
-        {"failed", summary.failed},
-        {"inconclusive", summary.inconclusive},
-        {"flaky", summary.flaky},
-        {"notRun", summary.notRun},
-        {"interrupted", summary.interrupted},
-        {"wallTime", summary.wallTime},
-        {"casesTime", summary.casesTime},
-        {"exitCode", summary.exitCode},
-        {"conclusion", summary.conclusion}}},
+      {"summary", summaryObject(info, summary)},
       {"baseline", baselineJson(summary.baseline)},
       {"cases", cases},
   };
+}
+
+json VLJsonReporter::summaryObject(const VLRunInfo& info, const VLRunSummary& summary) {
+  return {{"selectedCases", info.selectedCases},
+          {"plannedRuns", info.plannedRuns},
+          {"passed", summary.passed},
+          {"failed", summary.failed},
+          {"inconclusive", summary.inconclusive},
+          {"flaky", summary.flaky},
+          {"notRun", summary.notRun},
+          {"interrupted", summary.interrupted},
+          {"wallTime", summary.wallTime},
+          {"casesTime", summary.casesTime},
+          {"exitCode", summary.exitCode},
+          {"conclusion", summary.conclusion}};
 }
 
 json VLJsonReporter::caseObject(const VLCaseRecord& record, size_t traceLimit) { return caseJson(record, traceLimit); }

@@ -37,6 +37,8 @@ class VLJsonReporter : public VLReporter {
   // Returns the report as a JSON value.
   static nlohmann::ordered_json document(const VLRunInfo& info, const std::vector<VLCaseRecord>& records,
                                          const VLRunSummary& summary);
+  // Returns the report's "summary" of a run described by `info`.
+  static nlohmann::ordered_json summaryObject(const VLRunInfo& info, const VLRunSummary& summary);
   // Returns one case of the report (an element of its "cases"), its traces cut to `traceLimit`.
   static nlohmann::ordered_json caseObject(const VLCaseRecord& record, size_t traceLimit);
   // Returns one handled expectation as the report's attempts hold it.
