@@ -92,21 +92,6 @@ std::optional<std::string> optionalString(const VLRemoteJSONReader& reader, cons
   return field ? std::optional<std::string>(field->string()) : std::nullopt;
 }
 
-std::optional<int64_t> optionalInteger(const VLRemoteJSONReader& reader, const char* name) {
-  auto field = reader.optionalField(name);
-  return field ? std::optional<int64_t>(field->integer()) : std::nullopt;
-}
-
-std::optional<VLDate> optionalDate(const VLRemoteJSONReader& reader, const char* name) {
-  auto field = reader.optionalField(name);
-  return field ? std::optional<VLDate>(VLDate(field->number())) : std::nullopt;
-}
-
-bool optionalBool(const VLRemoteJSONReader& reader, const char* name) {
-  auto field = reader.optionalField(name);
-  return field && field->boolean();
-}
-
 }  // namespace
 
 json VLRemoteCodec::encodeData(const VLData& data) { return base64Encode(data); }
@@ -236,60 +221,93 @@ json VLRemoteCodec::encodeItem(const VLItem& item) const {
 VLItemRef VLRemoteCodec::decodeItem(const VLRemoteJSONReader& r) const {
   r.requireObject();
   VLItemAttributes a;
-  a.itemIdentifier = r.field("itemIdentifier").string();
-  a.parentItemIdentifier = r.field("parentItemIdentifier").string();
-  a.filename = r.field("filename").string();
-  a.typeIdentifier = r.field("typeIdentifier").string();
-  a.providerIdentifier = optionalString(r, "providerIdentifier").value_or(providerIdentifier_);
-  a.providerID = optionalString(r, "providerID").value_or(providerID_);
-  a.displayName = optionalString(r, "displayName").value_or(a.filename);
-  a.isFolder = optionalBool(r, "isFolder");
-  a.isContainer = optionalBool(r, "isContainer");
-  a.childItemCount = optionalInteger(r, "childItemCount");
-  a.documentSize = optionalInteger(r, "documentSize");
-  if (auto capabilities = r.optionalField("capabilities")) {
-    int64_t mask = capabilities->integer();
-    if (mask < 0) capabilities->fail("expected a bit mask (an integer of at least 0)");
+  VLRemoteItemFields::Seen seen = 0;
+  for (const auto& field : VLRemoteItemFields::all()) {
+    auto value = r.optionalField(field.name);
+    if (!value) {
+      if (field.required) r.fail("missing field \"" + std::string(field.name) + "\"");
+      continue;
+    }
+    decodeItemField(a, field, *value);
+    seen |= VLRemoteItemFields::bit(field);
+  }
+  return makeItem(std::move(a), seen);
+}
+
+void VLRemoteCodec::decodeItemField(VLItemAttributes& a, const VLRemoteItemFields::Field& field,
+                                    const VLRemoteJSONReader& r) const {
+  if (field.kind != VLRemoteItemFields::Kind::Other) return VLRemoteItemFields::decodePlain(a, field, r);
+  const std::string_view name = field.name;
+  if (name == "capabilities") {
+    int64_t mask = r.integer();
+    if (mask < 0) r.fail("expected a bit mask (an integer of at least 0)");
     a.capabilities = static_cast<uint64_t>(mask);
-  }
-  a.creationDate = optionalDate(r, "creationDate");
-  a.contentModificationDate = optionalDate(r, "contentModificationDate");
-  a.lastUsedDate = optionalDate(r, "lastUsedDate");
-  a.isCloudItem = optionalBool(r, "isCloudItem");
-  a.downloaded = optionalBool(r, "downloaded");
-  a.downloading = optionalBool(r, "downloading");
-  a.mostRecentVersionDownloaded = optionalBool(r, "mostRecentVersionDownloaded");
-  a.supportsMostRecentVersionDownloaded = optionalBool(r, "supportsMostRecentVersionDownloaded");
-  a.uploaded = optionalBool(r, "uploaded");
-  a.uploading = optionalBool(r, "uploading");
-  a.pending = optionalBool(r, "pending");
-  a.offline = optionalBool(r, "offline");
-  if (auto field = r.optionalField("progress")) a.progress = decodeProgress(*field);
-  if (auto field = r.optionalField("downloadingProgress")) a.downloadingProgress = decodeProgress(*field);
-  if (auto field = r.optionalField("uploadingProgress")) a.uploadingProgress = decodeProgress(*field);
-  a.downloadingError = decodeOptionalError(r, "downloadingError");
-  a.uploadingError = decodeOptionalError(r, "uploadingError");
-  a.trashed = optionalBool(r, "trashed");
-  a.favoriteRank = optionalInteger(r, "favoriteRank");
-  if (auto tags = r.optionalField("tags")) {
-    for (const auto& tag : tags->array()) a.tags.push_back(decodeTag(tag));
-  }
-  if (auto field = r.optionalField("tagData")) a.tagData = decodeData(*field);
-  a.shared = optionalBool(r, "shared");
-  a.sharedByCurrentUser = optionalBool(r, "sharedByCurrentUser");
-  if (auto field = r.optionalField("ownerNameComponents")) a.ownerNameComponents = decodeName(*field);
-  if (auto field = r.optionalField("mostRecentEditorNameComponents")) {
-    a.mostRecentEditorNameComponents = decodeName(*field);
-  }
-  if (auto field = r.optionalField("versionIdentifier")) a.versionIdentifier = decodeData(*field);
-  if (auto field = r.optionalField("userInfo")) {
-    VLValue info = decodeValue(field->requireObject());
+  } else if (name == "progress") {
+    a.progress = decodeProgress(r);
+  } else if (name == "downloadingProgress") {
+    a.downloadingProgress = decodeProgress(r);
+  } else if (name == "uploadingProgress") {
+    a.uploadingProgress = decodeProgress(r);
+  } else if (name == "downloadingError") {
+    a.downloadingError = decodeError(r);
+  } else if (name == "uploadingError") {
+    a.uploadingError = decodeError(r);
+  } else if (name == "tags") {
+    std::vector<std::shared_ptr<const VLTag>> tags;
+    for (const auto& tag : r.array()) tags.push_back(decodeTag(tag));
+    a.tags = std::move(tags);
+  } else if (name == "tagData") {
+    a.tagData = decodeData(r);
+  } else if (name == "ownerNameComponents") {
+    a.ownerNameComponents = decodeName(r);
+  } else if (name == "mostRecentEditorNameComponents") {
+    a.mostRecentEditorNameComponents = decodeName(r);
+  } else if (name == "versionIdentifier") {
+    a.versionIdentifier = decodeData(r);
+  } else if (name == "userInfo") {
+    VLValue info = decodeValue(r.requireObject());
     a.userInfo = *info.dictionary();
+  } else if (name == "formerItemID") {
+    a.formerItemID = decodeItemID(r);
+  } else {
+    r.fail("no decoder for this field");
   }
-  a.appContainerBundleIdentifier = optionalString(r, "appContainerBundleIdentifier");
-  a.cloudContainerIdentifier = optionalString(r, "cloudContainerIdentifier");
-  if (auto field = r.optionalField("formerItemID")) a.formerItemID = decodeItemID(*field);
+}
+
+VLItemRef VLRemoteCodec::makeItem(VLItemAttributes a, VLRemoteItemFields::Seen seen) const {
+  if (!(seen & VLRemoteItemFields::bit(VLRemoteItemFields::providerIdentifier()))) a.providerIdentifier = providerIdentifier_;
+  if (!(seen & VLRemoteItemFields::bit(VLRemoteItemFields::providerID()))) a.providerID = providerID_;
+  if (!(seen & VLRemoteItemFields::bit(VLRemoteItemFields::displayName()))) a.displayName = a.filename;
   return VLItem::make(std::move(a));
+}
+
+std::vector<VLItemRef> VLRemoteCodec::decodeStreamedItems(VLRemoteStreamedItems::List& list,
+                                                          const std::string& path) const {
+  if (!list.made) {
+    // Made once: the records are moved into the items.
+    std::vector<VLItemRef> items;
+    items.reserve(list.records.size());
+    const auto& fields = VLRemoteItemFields::all();
+    try {
+      for (auto& record : list.records) {
+        for (const auto& [index, value] : record.deferred) {
+          const auto& field = fields[index];
+          decodeItemField(record.attributes, field,
+                          VLRemoteJSONReader(value, path + "[" + std::to_string(items.size()) + "]." +
+                                                        std::string(field.name)));
+        }
+        items.push_back(makeItem(std::move(record.attributes), record.seen));
+      }
+    } catch (const VLRemoteJSONError& invalid) {
+      list.madeError = invalid.what();
+    }
+    if (list.madeError.empty()) list.madeError = list.error;
+    list.records.clear();
+    list.records.shrink_to_fit();
+    list.made = std::move(items);
+  }
+  if (!list.madeError.empty()) throw VLRemoteJSONError(list.madeError);
+  return *list.made;
 }
 
 json VLRemoteCodec::encodeItems(const std::vector<VLItemRef>& items) const {
@@ -299,6 +317,7 @@ json VLRemoteCodec::encodeItems(const std::vector<VLItemRef>& items) const {
 }
 
 std::vector<VLItemRef> VLRemoteCodec::decodeItems(const VLRemoteJSONReader& reader) const {
+  if (auto* list = reader.streamedList()) return decodeStreamedItems(*list, reader.path());
   std::vector<VLItemRef> items;
   for (const auto& element : reader.array()) items.push_back(decodeItem(element));
   return items;

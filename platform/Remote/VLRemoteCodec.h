@@ -16,6 +16,7 @@
 #include "Core/VLData.h"
 #include "Core/VLError.h"
 #include "Core/VLValue.h"
+#include "Remote/VLRemoteItemFields.h"
 #include "Remote/VLRemoteJSONReader.h"
 #include "Vaultline/VLItem.h"
 
@@ -28,7 +29,13 @@ class VLRemoteCodec {
   nlohmann::json encodeItem(const VLItem& item) const;
   VLItemRef decodeItem(const VLRemoteJSONReader& reader) const;
   nlohmann::json encodeItems(const std::vector<VLItemRef>& items) const;
+  // Decodes an array of items; when the reader's message was parsed with its item lists
+  // decoded on the way (VLRemoteStreamParser), takes that list instead, and reports the same
+  // errors for it (the first invalid element, naming its field).
   std::vector<VLItemRef> decodeItems(const VLRemoteJSONReader& reader) const;
+  // Sets the item field `field` (VLRemoteItemFields) from `value`; throws naming it.
+  void decodeItemField(VLItemAttributes& attributes, const VLRemoteItemFields::Field& field,
+                       const VLRemoteJSONReader& value) const;
 
   nlohmann::json encodeError(const VLError& error) const;
   VLErrorRef decodeError(const VLRemoteJSONReader& reader) const;
@@ -48,6 +55,10 @@ class VLRemoteCodec {
   const std::string& providerID() const { return providerID_; }
 
  private:
+  // Makes the item, with the session's defaults for the fields not `seen`.
+  VLItemRef makeItem(VLItemAttributes attributes, VLRemoteItemFields::Seen seen) const;
+  std::vector<VLItemRef> decodeStreamedItems(VLRemoteStreamedItems::List& list, const std::string& path) const;
+
   std::string providerIdentifier_;
   std::string providerID_;
 };

@@ -3,13 +3,16 @@
 // VLRemoteFeed keeps one per ordering its collections ask for and shares its snapshots with
 // all of them. A plain value; its owner serialises access.
 //
-// Cost: a reported batch of k changes to n members costs O(k log n) comparisons (each changed
-// member is found and put back by binary search) plus the O(n) pass that works out the
-// index-path changes; a batch that touches most members is sorted afresh instead.
+// Cost: a reported batch of k changes to n members costs O(k log n) comparisons: each changed
+// member is found and put back by binary search, and the index-path changes come from those
+// rows, without a pass over the whole list (moves cost what they report: the members between
+// a moved one's old and new place). The new snapshot is one copy of the list's pointers. A
+// batch that touches more than a quarter of the members is sorted afresh and diffed whole.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -43,6 +46,12 @@ class VLRemoteCollectionModel {
  private:
   // Returns the row of `member`, which must be one (binary search: the ordering is total).
   size_t rowOf(const VLItemRef& member, const std::vector<VLItemRef>& list) const;
+  // The members a batch touched, by identifier, each with its item before the batch (null when
+  // it was no member).
+  using Touched = std::unordered_map<std::string_view, VLItemRef>;
+  // The index-path changes from `old` to `now` (the new list), which differ only in `touched`.
+  VLCollectionChanges changesOf(const Touched& touched, const std::vector<VLItemRef>& old,
+                                const std::vector<VLItemRef>& now) const;
   // Rebuilds the ordered list from members_ (when a batch changes most of it).
   std::vector<VLItemRef> sortedMembers() const;
 

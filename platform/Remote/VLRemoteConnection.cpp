@@ -32,7 +32,7 @@ std::string seconds(double value) { return VLFormat("%g s", value); }
 VLErrorRef VLRemoteConnection::Answer::decode(const std::function<void(const VLRemoteJSONReader& result)>& read) const {
   if (error) return error;
   try {
-    read(VLRemoteJSONReader(result, "result"));
+    read(VLRemoteJSONReader(result, "result", streamedItems.get()));
   } catch (const VLRemoteJSONError& invalid) {
     if (onFault) onFault("answer to " + request + ": " + invalid.what());
     return vl_providerProtocolError(VLProviderProtocolErrorInvalidAnswer,
@@ -118,7 +118,7 @@ void VLRemoteConnection::call(const std::string& method, json params, double tim
   }
   if (!direct.empty()) writeDirectly(std::move(direct));
   if (ended) {
-    Answer answer{nullptr, ended, method + " (not sent)", {}};
+    Answer answer{nullptr, ended, method + " (not sent)", {}, {}};
     VLBackgroundQueue::shared().async([handler = std::move(handler), answer] { handler(answer); });
   }
 }
@@ -208,7 +208,7 @@ bool VLRemoteConnection::end(VLErrorRef reason) {
     outbox_.clear();
     wakeAll();
   }
-  for (auto& [id, pending] : failed) pending.handler(Answer{nullptr, reason, describe(pending.method, id), {}});
+  for (auto& [id, pending] : failed) pending.handler(Answer{nullptr, reason, describe(pending.method, id), {}, {}});
   return true;
 }
 
@@ -324,7 +324,7 @@ void VLRemoteConnection::timerLoop() {
             vl_providerProtocolError(VLProviderProtocolErrorTimedOut, "The provider " + name_ + " did not answer " +
                                                                           describe(pending.method, id) + " within " +
                                                                           seconds(pending.timeout) + "." + note);
-        pending.handler(Answer{nullptr, error, describe(pending.method, id), {}});
+        pending.handler(Answer{nullptr, error, describe(pending.method, id), {}, {}});
       }
       lock.lock();
       continue;
@@ -391,7 +391,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
   VLLog::debug("[%@] \u2192 %@", name_, excerpt(line));
   VLRemoteMessage message;
   try {
-    message = VLRemoteMessage::parse(line);
+    message = VLRemoteMessage::parse(line, true);
     if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, true);
   } catch (const VLRemoteMalformedMessage& malformed) {
     if (protocolLog_) protocolLog_->record(VLRemoteProtocolLog::Direction::FromProvider, line, malformed.isJSON());
@@ -410,6 +410,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
                                                "The provider's answer to " + describe(method, *malformed.id()) +
                                                    " is malformed: " + malformed.what()),
                       "",
+                      {},
                       {}});
         return;
       }
@@ -428,10 +429,10 @@ void VLRemoteConnection::handleLine(std::string_view line) {
                                       "the host answers no requests (\"" + message.method + "\")"));
       return;
     case VLRemoteMessage::Kind::Notification:
-      if (notifications_) notifications_(message.method, message.params);
+      if (notifications_) notifications_(message.method, message.body());
       return;
     case VLRemoteMessage::Kind::Result:
-      answer(*message.integerID(), Answer{std::move(message.result), nullptr, "", {}});
+      answer(*message.integerID(), Answer{std::move(message.result), nullptr, "", {}, std::move(message.streamedItems)});
       return;
     case VLRemoteMessage::Kind::Error: {
       auto id = message.integerID();
@@ -449,7 +450,7 @@ void VLRemoteConnection::handleLine(std::string_view line) {
       auto error = vl_providerProtocolError(VLProviderProtocolErrorRejected,
                                             VLFormat("The provider %@ rejected %@: %@ (JSON-RPC error %@)", name_,
                                                      describe(method, *id), message.errorMessage, message.errorCode));
-      answer(*id, Answer{nullptr, error, "", {}});
+      answer(*id, Answer{nullptr, error, "", {}, {}});
       return;
     }
   }

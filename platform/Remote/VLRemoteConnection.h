@@ -39,6 +39,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
     std::string request;  // "actions.copy (request 12)", for messages about the answer
     // Told the reason when decode() finds the answer invalid (the connection's fault handler).
     std::function<void(const std::string& reason)> onFault;
+    // The result's item lists, decoded while its line was read (VLRemoteStreamParser).
+    std::shared_ptr<VLRemoteStreamedItems> streamedItems;
 
     // Returns the answer's error, or runs `read` over the result and returns none, or, when
     // `read` throws VLRemoteJSONError, an invalid-answer error naming the request and field.
@@ -46,7 +48,8 @@ class VLRemoteConnection : public std::enable_shared_from_this<VLRemoteConnectio
   };
   // Takes the answer by value, so that a handler that keeps it moves the result, never copies it.
   using AnswerHandler = std::function<void(Answer answer)>;
-  using NotificationHandler = std::function<void(const std::string& method, const nlohmann::json& params)>;
+  // `params` finds the item lists decoded while the line was read (VLRemoteStreamParser).
+  using NotificationHandler = std::function<void(const std::string& method, const VLRemoteJSONReader& params)>;
   using EndHandler = std::function<void(const VLErrorRef& reason)>;
 
   static std::shared_ptr<VLRemoteConnection> make(std::unique_ptr<VLRemoteTransport> transport);

@@ -17,6 +17,12 @@ std::string vl_excerptJSON(const nlohmann::json& value) {
   return text;
 }
 
+VLRemoteStreamedItems::List* VLRemoteJSONReader::streamedList() const {
+  // The parser leaves an empty array where it took a list out of the document.
+  if (!streamed_ || !value_->is_array() || !value_->empty()) return nullptr;
+  return streamed_->find(path_);
+}
+
 void VLRemoteJSONReader::fail(const std::string& problem) const { throw VLRemoteJSONError(path_ + ": " + problem); }
 
 void VLRemoteJSONReader::expected(const char* what) const {
@@ -35,7 +41,7 @@ std::optional<VLRemoteJSONReader> VLRemoteJSONReader::optionalField(std::string_
   std::string path;
   path.reserve(path_.size() + 1 + name.size());
   path.append(path_).append(1, '.').append(name);
-  return VLRemoteJSONReader(*found, std::move(path));
+  return VLRemoteJSONReader(*found, std::move(path), streamed_);
 }
 
 VLRemoteJSONReader VLRemoteJSONReader::field(std::string_view name) const {
@@ -80,7 +86,7 @@ std::vector<VLRemoteJSONReader> VLRemoteJSONReader::array() const {
   std::vector<VLRemoteJSONReader> elements;
   elements.reserve(value_->size());
   for (size_t i = 0; i < value_->size(); ++i) {
-    elements.emplace_back((*value_)[i], path_ + "[" + std::to_string(i) + "]");
+    elements.emplace_back((*value_)[i], path_ + "[" + std::to_string(i) + "]", streamed_);
   }
   return elements;
 }
@@ -89,7 +95,7 @@ std::vector<std::pair<std::string, VLRemoteJSONReader>> VLRemoteJSONReader::memb
   requireObject();
   std::vector<std::pair<std::string, VLRemoteJSONReader>> list;
   for (auto it = value_->begin(); it != value_->end(); ++it) {
-    list.emplace_back(it.key(), VLRemoteJSONReader(it.value(), path_ + "[\"" + it.key() + "\"]"));
+    list.emplace_back(it.key(), VLRemoteJSONReader(it.value(), path_ + "[\"" + it.key() + "\"]", streamed_));
   }
   return list;
 }

@@ -4,7 +4,9 @@
 //
 // Every reading either returns the value or throws VLRemoteJSONError. A field whose value
 // is null counts as absent. The reader refers to the JSON value it was made from, which must
-// outlive it. Cheap to copy; not shared between threads.
+// outlive it, and so does the table of item lists decoded while the message was parsed
+// (VLRemoteStreamedItems), when it was made with one: every reader it hands out carries it.
+// Cheap to copy; not shared between threads.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Core/VLException.h"
+#include "Remote/VLRemoteStreamedItems.h"
 
 // A received value is missing or of the wrong type; the message names the field's path.
 class VLRemoteJSONError : public VLException {
@@ -25,7 +28,8 @@ class VLRemoteJSONError : public VLException {
 
 class VLRemoteJSONReader {
  public:
-  VLRemoteJSONReader(const nlohmann::json& value, std::string path) : value_(&value), path_(std::move(path)) {}
+  VLRemoteJSONReader(const nlohmann::json& value, std::string path, VLRemoteStreamedItems* streamed = nullptr)
+      : value_(&value), path_(std::move(path)), streamed_(streamed) {}
 
   const nlohmann::json& json() const { return *value_; }
   const std::string& path() const { return path_; }
@@ -48,6 +52,11 @@ class VLRemoteJSONReader {
   // Throws unless this is an object.
   const VLRemoteJSONReader& requireObject() const;
 
+  // The item list decoded at this reader's path while the message was parsed, or null when the
+  // value is an ordinary one (VLRemoteCodec::decodeItems reads this first).
+  // The list stays the table's; it is read by one thread.
+  VLRemoteStreamedItems::List* streamedList() const;
+
   // Throws VLRemoteJSONError "<path>: <problem>".
   [[noreturn]] void fail(const std::string& problem) const;
 
@@ -56,6 +65,7 @@ class VLRemoteJSONReader {
 
   const nlohmann::json* value_;
   std::string path_;
+  VLRemoteStreamedItems* streamed_;
 };
 
 // Returns a short rendering of a received value for error messages (at most about 60 bytes).

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "Remote/VLRemoteJSONReader.h"
+#include "Remote/VLRemoteStreamParser.h"
 
 using nlohmann::json;
 
@@ -87,7 +88,12 @@ std::optional<int64_t> VLRemoteMessage::integerID() const {
   return std::nullopt;
 }
 
-VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
+VLRemoteJSONReader VLRemoteMessage::body() const {
+  return kind == Kind::Result ? VLRemoteJSONReader(result, "result", streamedItems.get())
+                              : VLRemoteJSONReader(params, "params", streamedItems.get());
+}
+
+VLRemoteMessage VLRemoteMessage::parse(std::string_view text, bool streamItems) {
   if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
   if (text.size() > kMaximumLineLength) {
     throw VLRemoteMalformedMessage("the line is " + std::to_string(text.size()) + " bytes long; at most " +
@@ -99,8 +105,9 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
                                    recoverID(text), false);
   }
   json value;
+  auto streamed = streamItems ? std::make_shared<VLRemoteStreamedItems>() : nullptr;
   try {
-    value = json::parse(text);
+    value = streamed ? VLRemoteStreamParser::parse(text, *streamed) : json::parse(text);
   } catch (const json::exception& error) {
     throw VLRemoteMalformedMessage("not JSON: " + withoutLibraryPrefix(error.what()), recoverID(text), false);
   }
@@ -109,6 +116,7 @@ VLRemoteMessage VLRemoteMessage::parse(std::string_view text) {
   }
 
   VLRemoteMessage message;
+  if (streamed && !streamed->lists.empty()) message.streamedItems = std::move(streamed);
   auto idMember = value.find("id");
   if (idMember != value.end()) message.id = *idMember;
   std::optional<int64_t> knownID = message.integerID();

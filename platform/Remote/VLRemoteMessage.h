@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,8 @@
 #include <nlohmann/json.hpp>
 
 #include "Core/VLException.h"
+#include "Remote/VLRemoteJSONReader.h"
+#include "Remote/VLRemoteStreamedItems.h"
 
 // A line that is not a valid JSON-RPC 2.0 message of this protocol.
 class VLRemoteMalformedMessage : public VLException {
@@ -47,12 +50,19 @@ struct VLRemoteMessage {
   int64_t errorCode = 0;     // errors
   std::string errorMessage;  // errors
   nlohmann::json errorData;  // errors: the optional "data" member
+  // The item lists decoded while parsing, when parse() was asked to (null otherwise).
+  std::shared_ptr<VLRemoteStreamedItems> streamedItems;
 
   // Returns the id as an integer when it is one.
   std::optional<int64_t> integerID() const;
+  // A reader of the result (results) or the params (others), which finds the streamed item lists.
+  VLRemoteJSONReader body() const;
 
-  // Parses one line (without its line feed; a trailing carriage return is allowed).
-  static VLRemoteMessage parse(std::string_view line);
+  // Parses one line (without its line feed; a trailing carriage return is allowed). With
+  // `streamItems`, the item lists of results and params are decoded as the line is read
+  // (VLRemoteStreamParser), for the host's side of the protocol, where they are large; the
+  // messages it accepts and refuses are the same either way.
+  static VLRemoteMessage parse(std::string_view line, bool streamItems = false);
 
   // Each returns one message as a line, with its line feed.
   static std::string requestLine(int64_t id, const std::string& method, const nlohmann::json& params);

@@ -30,7 +30,7 @@ std::shared_ptr<VLRemoteSession> VLRemoteSession::open(std::unique_ptr<VLRemoteT
   std::weak_ptr<VLRemoteSession> weak = session;
   if (options.protocolLog) session->connection_->setProtocolLog(options.protocolLog);
   session->connection_->start(
-      [weak](const std::string& method, const json& params) {
+      [weak](const std::string& method, const VLRemoteJSONReader& params) {
         if (auto self = weak.lock()) self->handleNotification(method, params);
       },
       [weak](const VLErrorRef& reason) {
@@ -234,13 +234,12 @@ void VLRemoteSession::forgetFeed(uint64_t number) {
   feeds_.erase(found);
 }
 
-void VLRemoteSession::handleNotification(const std::string& method, const json& params) {
+void VLRemoteSession::handleNotification(const std::string& method, const VLRemoteJSONReader& reader) {
   const VLProtocolMethod* known = VLProtocolMethod::find(method);
   if (!known || known->sender != VLProtocolMethod::Sender::Provider) {
     VLLog::error("The provider %@ sent the unknown notification %@; it is ignored.", name(), method);
     return;
   }
-  VLRemoteJSONReader reader(params, "params");
   int64_t number = 0;
   try {
     number = reader.field("subscription").integer();

@@ -106,7 +106,7 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   // Sends the subscription request of `feed`.
   void requestMembers(const std::shared_ptr<VLRemoteFeed>& feed, const nlohmann::json& scope);
   void readHandshake(const VLRemoteJSONReader& result);
-  void handleNotification(const std::string& method, const nlohmann::json& params);
+  void handleNotification(const std::string& method, const VLRemoteJSONReader& params);
   void handleEnd(const VLErrorRef& reason);
 
   const std::shared_ptr<VLRemoteConnection> connection_;

@@ -2,6 +2,8 @@
 // reported batch deletes, inserts, updates and moves, against which ordering.
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "Remote/VLRemoteCollectionModel.h"
 
 namespace {
@@ -98,6 +100,54 @@ TEST_F(VLRemoteCollectionModelTest, TiesAndMissingDatesFollowTheSharedOrdering) 
   EXPECT_EQ(order(model), (Names{"u", "a", "b"}));
   model.setDescriptors({});
   EXPECT_EQ(order(model), (Names{"a", "b", "u"}));
+}
+
+// Small batches against a large list take the model's row-by-row path; large ones a whole
+// diff. Both must report exactly what a diff of the lists before and after reports, for every
+// mix of kinds, in two orderings.
+TEST(VLRemoteCollectionModelBatches, ReportTheSameChangesAsADiffOfTheWholeLists) {
+  std::mt19937 random(7);
+  for (const auto& descriptors : {std::vector<VLSortDescriptor>{vl_sortDescriptorByModifiedDateDescending()},
+                                  std::vector<VLSortDescriptor>{}}) {
+    VLRemoteCollectionModel model;
+    model.setDescriptors(descriptors);
+    std::vector<VLItemRef> start;
+    for (int i = 0; i < 200; ++i) start.push_back(item("i" + std::to_string(i), i % 37));
+    model.reload(start);
+    int next = 200;
+    for (int round = 0; round < 400; ++round) {
+      auto before = model.snapshot();
+      std::vector<std::string> deleted;
+      std::vector<VLItemRef> updated;
+      // Mostly a handful of changes (the row-by-row path), now and then a sweeping batch.
+      size_t count = round % 50 == 49 ? 80 : 1 + random() % 6;
+      for (size_t k = 0; k < count; ++k) {
+        const auto& members = *model.snapshot();
+        const std::string& someone = members[random() % members.size()]->itemIdentifier();
+        switch (random() % 5) {
+          case 0: deleted.push_back(someone); break;
+          case 1: deleted.push_back("ghost"); break;
+          case 2: updated.push_back(item("n" + std::to_string(next++), random() % 40)); break;
+          case 3: updated.push_back(item(someone, random() % 40)); break;  // may move
+          default: updated.push_back(item(someone, 0, someone + ".renamed")); break;
+        }
+      }
+      auto changes = model.apply(deleted, updated);
+      auto after = model.snapshot();
+      std::vector<std::string> oldNames, newNames;
+      for (const auto& entry : *before) oldNames.push_back(entry->itemIdentifier());
+      for (const auto& entry : *after) newNames.push_back(entry->itemIdentifier());
+      auto expected = VLCollectionChanges::between(oldNames, newNames, [&](size_t from, size_t row) {
+        return (*before)[from] != (*after)[row];
+      });
+      ASSERT_EQ(rows(changes.deleted), rows(expected.deleted)) << round;
+      ASSERT_EQ(rows(changes.inserted), rows(expected.inserted)) << round;
+      ASSERT_EQ(rows(changes.updated), rows(expected.updated)) << round;
+      ASSERT_EQ(rows(changes.movedFrom), rows(expected.movedFrom)) << round;
+      ASSERT_EQ(rows(changes.movedTo), rows(expected.movedTo)) << round;
+      ASSERT_EQ(changes.updateKeys.size(), expected.updateKeys.size());
+    }
+  }
 }
 
 }  // namespace
