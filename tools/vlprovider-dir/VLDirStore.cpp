@@ -13,8 +13,6 @@
 #include "Vaultline/VLStandardTypes.h"
 #include "VLDirAttributes.h"
 
-const std::string VLDirStore::kTrashIdentifier = "vlprovider-dir.trash";
-
 namespace {
 constexpr uint64_t kFileCapabilities = VLItemCapabilityAllowsReading | VLItemCapabilityAllowsWriting |
                                        VLItemCapabilityAllowsReparenting | VLItemCapabilityAllowsRenaming |

@@ -34,7 +34,8 @@
 class VLDirStore {
  public:
   // The trash's identifier: trashed items name it as their parent.
-  static const std::string kTrashIdentifier;
+  // A literal, not a std::string: the watcher thread may still read it while the process exits.
+  static constexpr const char* kTrashIdentifier = "vlprovider-dir.trash";
   using ChangeHandler = std::function<void(const std::vector<std::string>& identifiers, bool everything)>;
   using TagList = std::vector<std::shared_ptr<const VLTag>>;
   enum class Scope { Container, WorkingSet, Provider };
