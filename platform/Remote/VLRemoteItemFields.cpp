@@ -93,16 +93,18 @@ std::vector<Field> makeFields() {
 
 }  // namespace
 
+// Both tables outlive static destruction: a reader thread may still decode a line while a
+// process that keeps a session in a static object exits.
 const std::vector<Field>& VLRemoteItemFields::all() {
-  static const std::vector<Field> fields = makeFields();
+  static const std::vector<Field>& fields = *new const std::vector<Field>(makeFields());
   static_assert(sizeof(Seen) * 8 >= 42, "one bit a field");
   return fields;
 }
 
 const Field* VLRemoteItemFields::find(std::string_view name) {
-  static const std::unordered_map<std::string_view, const Field*> byName = [] {
-    std::unordered_map<std::string_view, const Field*> map;
-    for (const auto& field : all()) map.emplace(field.name, &field);
+  static const std::unordered_map<std::string_view, const Field*>& byName = *[] {
+    auto* map = new std::unordered_map<std::string_view, const Field*>();
+    for (const auto& field : all()) map->emplace(field.name, &field);
     return map;
   }();
   auto found = byName.find(name);
