@@ -5,7 +5,8 @@
 #include "ProviderKit/VLProviderChanges.h"
 #include "Vaultline/VLConstants.h"
 
-const std::string VLDirProvider::kProviderIdentifier = "org.vaultline.provider.dir";
+// Immortal, as the other constants a watcher thread may read while the process exits.
+const std::string& VLDirProvider::kProviderIdentifier = *new std::string("org.vaultline.provider.dir");
 
 namespace {
 VLErrorRef notSupported(const std::string& text) {

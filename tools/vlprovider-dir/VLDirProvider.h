@@ -17,7 +17,7 @@
 class VLDirProvider : public VLProviderStore {
  public:
   // The provider identifier the handshake names.
-  static const std::string kProviderIdentifier;
+  static const std::string& kProviderIdentifier;
 
   // Serves the store `store` (opened with kProviderIdentifier).
   explicit VLDirProvider(std::shared_ptr<VLDirStore> store) : store_(std::move(store)) {}

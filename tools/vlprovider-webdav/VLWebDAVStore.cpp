@@ -13,8 +13,10 @@ namespace fs = std::filesystem;
 namespace {
 
 using E = VLStoreErrors;
-const std::string kRootID = "KsVaultlineRootContainerItemIdentifier", kTrashID = "trash";
-const std::string kProviderID = "org.vaultline.webdav";
+// Immortal: a session thread may still read them while the process exits.
+const std::string& kRootID = *new std::string("KsVaultlineRootContainerItemIdentifier");
+const std::string& kTrashID = *new std::string("trash");
+const std::string& kProviderID = *new std::string("org.vaultline.webdav");
 
 std::string foldedName(std::string name) {  // the host compares names regardless of (ASCII) case
   for (auto& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -50,7 +52,7 @@ std::vector<std::shared_ptr<const VLTag>> tagsFromText(const std::string& text) 
 
 }  // namespace
 
-const std::string VLWebDAVStore::kTrashCollection = ".vaultline-trash";
+const std::string& VLWebDAVStore::kTrashCollection = *new std::string(".vaultline-trash");
 
 VLWebDAVStore::VLWebDAVStore(Options options)
     : options_(std::move(options)), client_(options_.url, options_.credentials, options_.requestTimeout) {

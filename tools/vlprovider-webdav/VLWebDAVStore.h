@@ -40,7 +40,7 @@ class VLWebDAVStore : public VLProviderStore {
     std::filesystem::path cache;  // the local copies; must exist
   };
   // The name of the hidden collection at the root that holds the trash.
-  static const std::string kTrashCollection;
+  static const std::string& kTrashCollection;
 
   explicit VLWebDAVStore(Options options);
 

@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 namespace {
 
 using Errors = VLStoreErrors;
-const std::string kRootIdentifier = "KsVaultlineRootContainerItemIdentifier", kTrashIdentifier = "trash";
+const std::string& kRootIdentifier = *new std::string("KsVaultlineRootContainerItemIdentifier");
+const std::string& kTrashIdentifier = *new std::string("trash");
 
 std::string readFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
