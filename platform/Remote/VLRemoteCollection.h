@@ -19,7 +19,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Remote/VLRemoteCollectionModel.h"
+#include "Vaultline/VLCollectionModel.h"
 #include "Remote/VLRemoteFeed.h"
 #include "Remote/VLRemoteSession.h"
 #include "Vaultline/VLItemCollection.h"
@@ -51,7 +51,7 @@ class VLRemoteCollection : public VLItemCollection {
     enum class Kind { Reload, Batch, Observed, Error };
     Kind kind = Kind::Reload;
     uint64_t generation = 0;
-    VLRemoteCollectionModel::Snapshot items;  // Reload, Batch: the list as of this callback
+    VLCollectionModel::Snapshot items;  // Reload, Batch: the list as of this callback
     VLCollectionChanges changes;              // Batch
     VLItemRef observed;                       // Observed
     VLErrorRef error;                         // Error
@@ -84,6 +84,6 @@ class VLRemoteCollection : public VLItemCollection {
   uint64_t changesAtLoad_ = 0;                   // guarded by mutex_: the feed's changeCount() then
   bool failed_ = false;                          // guarded by mutex_: the error was posted
   std::vector<VLSortDescriptor> descriptors_;    // guarded by mutex_: the ordering asked for
-  VLRemoteCollectionModel::Snapshot current_;    // guarded by mutex_: the list as of the latest posting
-  VLRemoteCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw
+  VLCollectionModel::Snapshot current_;    // guarded by mutex_: the list as of the latest posting
+  VLCollectionModel::Snapshot delivered_;  // guarded by mutex_: the list the delegate last saw
 };

@@ -26,7 +26,7 @@
 #include <vector>
 
 #include "Dispatch/VLSemaphore.h"
-#include "Remote/VLRemoteCollectionModel.h"
+#include "Vaultline/VLCollectionModel.h"
 #include "Remote/VLRemoteConnection.h"
 #include "Core/VLError.h"
 #include "Vaultline/VLItem.h"
@@ -45,7 +45,7 @@ class VLRemoteFeed : public std::enable_shared_from_this<VLRemoteFeed> {
     uint64_t token = 0;
     bool loaded = false;
   };
-  using Snapshot = VLRemoteCollectionModel::Snapshot;
+  using Snapshot = VLCollectionModel::Snapshot;
   // One reported batch in one ordering: the sorted list before and after, and the changes
   // between them.
   struct Batch {
@@ -129,6 +129,6 @@ class VLRemoteFeed : public std::enable_shared_from_this<VLRemoteFeed> {
   size_t pageCount_ = 0;                                 // guarded by mutex_: collections.items received
   uint64_t changeCount_ = 0;                             // guarded by mutex_: collections.changed taken
   std::unordered_map<std::string, VLItemRef> members_;   // guarded by mutex_: by identifier, once loaded
-  std::map<std::string, VLRemoteCollectionModel> orderings_;  // guarded by mutex_: by orderingKey(), once asked for
+  std::map<std::string, VLCollectionModel> orderings_;  // guarded by mutex_: by orderingKey(), once asked for
   Attached attached_;                                    // guarded by mutex_
 };

@@ -1,24 +1,14 @@
 #include "Simulated/VLSimulatedCollection.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "Simulated/VLSimulatedCollectionOrder.h"
 #include "Vaultline/VLCollectionChanges.h"
 #include "Vaultline/VLConstants.h"
 #include "Vaultline/VLItemOrdering.h"
 
-namespace {
-
 using Entry = VLSimulatedStore::Entry;
-
-std::vector<std::string> identifiers(const std::vector<Entry>& entries) {
-  std::vector<std::string> list;
-  list.reserve(entries.size());
-  for (const auto& entry : entries) list.push_back(entry.item->itemIdentifier());
-  return list;
-}
-
-}  // namespace
 
 std::shared_ptr<VLSimulatedCollection> VLSimulatedCollection::make(std::shared_ptr<VLSimulatedStore> store, Scope scope,
                                                                    std::shared_ptr<VLSimulatedTimer> timer) {
@@ -31,7 +21,7 @@ void VLSimulatedCollection::startObserving() {
     std::lock_guard lock(mutex_);
     if (observing_.load()) return;
     ++generation_;
-    delivered_.clear();
+    delivered_ = VLCollectionModel();
     observedRevision_ = 0;
     failed_ = false;
     observing_ = true;
@@ -49,10 +39,7 @@ void VLSimulatedCollection::stopObserving() {
 
 std::vector<VLItemRef> VLSimulatedCollection::items() const {
   std::lock_guard lock(mutex_);
-  std::vector<VLItemRef> items;
-  items.reserve(delivered_.size());
-  for (const auto& entry : delivered_) items.push_back(entry.item);
-  return items;
+  return delivered_.items();
 }
 
 void VLSimulatedCollection::reorderItemsWithSortDescriptors(const std::vector<VLSortDescriptor>& descriptors) {
@@ -63,40 +50,76 @@ void VLSimulatedCollection::reorderItemsWithSortDescriptors(const std::vector<VL
   if (observing_.load()) store_->republish(std::static_pointer_cast<VLSimulatedCollection>(shared_from_this()));
 }
 
-std::vector<Entry> VLSimulatedCollection::sortedEntries(const std::vector<Entry>& entries) {
-  std::vector<VLSortDescriptor> descriptors;
-  {
-    std::lock_guard lock(mutex_);
-    descriptors = descriptors_;
-  }
-  std::string scope = std::to_string(static_cast<int>(scope_.kind)) + ":" + scope_.identifier;
-  return store_->orderLocked().sorted(scope, descriptors, entries);
-}
-
 void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std::optional<Entry> observed,
                                  bool reload) {
-  const uint64_t observedRevision = observed ? observed->revision : 0;
-  const bool unchanged =
-      entries && lastPosted_ && observedRevision == lastPostedObservedRevision_ &&
-      std::equal(entries->begin(), entries->end(), lastPosted_->begin(), lastPosted_->end(),
-                 [](const Entry& a, const Entry& b) { return a.item == b.item && a.revision == b.revision; });
-  if (unchanged && !reload) return;
-  if (entries) {
-    auto sorted = sortedEntries(*entries);
-    lastPosted_ = std::move(entries);
-    entries = std::move(sorted);
-  } else {
-    lastPosted_.reset();
-  }
-  lastPostedObservedRevision_ = observedRevision;
   Posting posting;
+  posting.observed = std::move(observed);
+  if (!entries) {
+    lastPosted_.clear();
+    posted_ = false;
+    posting.kind = Posting::Kind::Failure;
+    return schedule(std::move(posting));
+  }
+  if (reload || !posted_) {
+    {
+      std::lock_guard lock(mutex_);
+      posting.descriptors = descriptors_;
+    }
+    std::string scope = std::to_string(static_cast<int>(scope_.kind)) + ":" + scope_.identifier;
+    auto sorted = store_->orderLocked().sorted(scope, posting.descriptors, *entries);
+    lastPosted_.clear();
+    lastPosted_.reserve(sorted.size());
+    posting.items.reserve(sorted.size());
+    for (auto& entry : sorted) {
+      posting.items.push_back(entry.item);
+      lastPosted_.emplace(entry.item->itemIdentifier(), std::move(entry));
+    }
+    posted_ = true;
+    posting.kind = Posting::Kind::Reload;
+    return schedule(std::move(posting));
+  }
+  // A whole listing compared with the last: what is new or different, and what is missing.
+  std::unordered_set<std::string_view> listed;
+  listed.reserve(entries->size());
+  for (const auto& entry : *entries) listed.insert(entry.item->itemIdentifier());
+  std::vector<std::string> gone;
+  for (const auto& [identifier, entry] : lastPosted_) {
+    if (!listed.count(identifier)) gone.emplace_back(identifier);
+  }
+  postChanges(std::move(*entries), gone, std::move(posting.observed));
+}
+
+void VLSimulatedCollection::postChanges(std::vector<Entry> candidates, const std::vector<std::string>& gone,
+                                        std::optional<Entry> observed) {
+  Posting posting;
+  posting.kind = Posting::Kind::Changes;
+  for (auto& entry : candidates) {
+    auto found = lastPosted_.find(entry.item->itemIdentifier());
+    if (found != lastPosted_.end() && found->second.item == entry.item && found->second.revision == entry.revision) {
+      continue;
+    }
+    posting.items.push_back(entry.item);
+    if (found != lastPosted_.end()) lastPosted_.erase(found);
+    lastPosted_.emplace(entry.item->itemIdentifier(), std::move(entry));
+  }
+  for (const auto& identifier : gone) {
+    auto found = lastPosted_.find(identifier);
+    if (found == lastPosted_.end()) continue;
+    posting.deleted.push_back(identifier);
+    lastPosted_.erase(found);
+  }
+  const uint64_t observedRevision = observed ? observed->revision : 0;
+  if (posting.items.empty() && posting.deleted.empty() && observedRevision == lastPostedObservedRevision_) return;
+  posting.observed = std::move(observed);
+  schedule(std::move(posting));
+}
+
+void VLSimulatedCollection::schedule(Posting posting) {
+  lastPostedObservedRevision_ = posting.observed ? posting.observed->revision : 0;
   {
     std::lock_guard lock(mutex_);
     posting.generation = generation_;
   }
-  posting.reload = reload;
-  posting.entries = std::move(entries);
-  posting.observed = std::move(observed);
   std::weak_ptr<VLItemCollection> weak = shared_from_this();
   timer_->after(store_->settings().collectionLatency, [weak, posting = std::move(posting)]() mutable {
     auto self = std::static_pointer_cast<VLSimulatedCollection>(weak.lock());
@@ -107,16 +130,18 @@ void VLSimulatedCollection::post(std::optional<std::vector<Entry>> entries, std:
 
 void VLSimulatedCollection::deliver(const Posting& posting) {
   std::lock_guard delivery(deliveryMutex_);
-  std::vector<Entry> before;
+  VLCollectionChanges changes;
   bool observedChanged = false;
   {
     std::lock_guard lock(mutex_);
     if (!observing_.load() || posting.generation != generation_ || failed_) return;
-    if (!posting.entries) {
-      failed_ = true;
-    } else {
-      before = std::move(delivered_);
-      delivered_ = *posting.entries;
+    switch (posting.kind) {
+      case Posting::Kind::Failure: failed_ = true; break;
+      case Posting::Kind::Reload:
+        delivered_ = VLCollectionModel(posting.descriptors);
+        delivered_.reloadOrdered(posting.items);
+        break;
+      case Posting::Kind::Changes: changes = delivered_.apply(posting.deleted, posting.items); break;
     }
     if (posting.observed) {
       observedChanged = observedRevision_ != 0 && observedRevision_ != posting.observed->revision;
@@ -125,25 +150,22 @@ void VLSimulatedCollection::deliver(const Posting& posting) {
   }
   auto delegate = this->delegate();
   if (!delegate) return;
-  if (!posting.entries) {
-    VLErrorRef error =
-        scope_.error ? scope_.error
-                     : VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
-                                                    "The container \"" + scope_.identifier + "\" no longer exists.");
-    delegate->collectionDidEncounterError(*this, error);
-    return;
-  }
-  if (posting.reload) {
-    delegate->dataForCollectionShouldBeReloaded(*this);
-  } else {
-    const auto& after = *posting.entries;
-    auto changes = VLCollectionChanges::between(identifiers(before), identifiers(after), [&](size_t old, size_t now) {
-      return before[old].revision != after[now].revision || before[old].item != after[now].item;
-    });
-    if (!changes.empty()) {
-      delegate->collectionDidPerformBatchUpdateWithReplayBlock(
-          *this, [this, changes](VLItemCollectionIndexPathBasedDelegate& target) { changes.replay(*this, target); });
+  switch (posting.kind) {
+    case Posting::Kind::Failure: {
+      VLErrorRef error =
+          scope_.error ? scope_.error
+                       : VLError::makeWithDescription(KsVaultlineErrorDomain, VLVaultlineErrorNoSuchItem,
+                                                      "The container \"" + scope_.identifier + "\" no longer exists.");
+      delegate->collectionDidEncounterError(*this, error);
+      return;
     }
+    case Posting::Kind::Reload: delegate->dataForCollectionShouldBeReloaded(*this); break;
+    case Posting::Kind::Changes:
+      if (!changes.empty()) {
+        delegate->collectionDidPerformBatchUpdateWithReplayBlock(
+            *this, [this, changes](VLItemCollectionIndexPathBasedDelegate& target) { changes.replay(*this, target); });
+      }
+      break;
   }
   if (observedChanged) delegate->collectionDidUpdateObservedItem(*this, posting.observed->item);
 }

@@ -1,7 +1,8 @@
-// VLSimulatedCollectionOrder: orders the simulated collections' entries without sorting a big
-// listing again for every change or every new collection of the same scope. It remembers
-// the last listing of each scope and ordering, in order; a later listing that differs in a
-// few items is made from it with one pass and a binary search per changed item.
+// VLSimulatedCollectionOrder: orders the listing a simulated collection starts from (its first
+// enumeration, or a new ordering) without sorting a big listing again for every new collection
+// of the same scope. It remembers the last listing of each scope and ordering, in order; a
+// later listing that differs in a few items is made from it with one pass and a binary search
+// per changed item. Changes after that reach a collection's own VLCollectionModel instead.
 //
 // Thread-safety: owned by the store and used only under the store's lock.
 #pragma once

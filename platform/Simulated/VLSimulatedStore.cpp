@@ -47,6 +47,7 @@ std::shared_ptr<VLSimulatedStore> VLSimulatedStore::make(const VLSimulatedSettin
       new VLSimulatedStore(settings, std::move(provider), std::move(types), storage));
   auto lock = store->lock();
   store->seedLocked();
+  store->changed_.clear();  // no collection has a listing yet
   return store;
 }
 
@@ -184,6 +185,7 @@ VLSimulatedNode& VLSimulatedStore::addNodeLocked(VLSimulatedNode node) {
   if (node.identifier.empty()) node.identifier = "item-" + std::to_string(nextIdentifier_++);
   std::string identifier = node.identifier;
   if (node.kind != VLSimulatedNode::Kind::Root) children_[node.parent].insert(identifier);
+  changed_.insert(identifier);
   auto& stored = nodes_[identifier];
   stored = std::make_unique<VLSimulatedNode>(std::move(node));
   return *stored;
@@ -192,6 +194,7 @@ VLSimulatedNode& VLSimulatedStore::addNodeLocked(VLSimulatedNode node) {
 void VLSimulatedStore::removeNodeLocked(const std::string& identifier) {
   auto found = nodes_.find(identifier);
   if (found == nodes_.end()) return;
+  changed_.insert(identifier);
   children_[found->second->parent].erase(identifier);
   children_.erase(identifier);
   nodes_.erase(found);
@@ -201,6 +204,7 @@ VLSimulatedNode& VLSimulatedStore::reidentifyLocked(const std::string& identifie
   auto found = nodes_.find(identifier);
   auto node = std::move(found->second);
   nodes_.erase(found);
+  changed_.insert(identifier);
   children_[node->parent].erase(identifier);
   node->identifier = "item-" + std::to_string(nextIdentifier_++);
   children_[node->parent].insert(node->identifier);
@@ -216,6 +220,7 @@ VLSimulatedNode& VLSimulatedStore::reidentifyLocked(const std::string& identifie
 }
 
 void VLSimulatedStore::setParentLocked(VLSimulatedNode& node, const std::string& parent) {
+  const bool wasInTrash = isInTrashLocked(node);
   children_[node.parent].erase(node.identifier);
   node.parent = parent;
   // Being trashed is being in the trash, however an item gets in or out of it.
@@ -223,11 +228,25 @@ void VLSimulatedStore::setParentLocked(VLSimulatedNode& node, const std::string&
   if (!node.trashed) node.trashedFrom.clear();
   children_[parent].insert(node.identifier);
   touchLocked(node);
+  if (isInTrashLocked(node) != wasInTrash) markSubtreeChangedLocked(node.identifier);
 }
 
 void VLSimulatedStore::touchLocked(VLSimulatedNode& node) {
   ++node.revision;
   node.snapshot = nullptr;
+  changed_.insert(node.identifier);
+}
+
+void VLSimulatedStore::markSubtreeChangedLocked(const std::string& identifier) {
+  std::vector<std::string> pending{identifier};
+  while (!pending.empty()) {
+    std::string current = std::move(pending.back());
+    pending.pop_back();
+    if (auto kids = children_.find(current); kids != children_.end()) {
+      pending.insert(pending.end(), kids->second.begin(), kids->second.end());
+    }
+    changed_.insert(std::move(current));
+  }
 }
 
 void VLSimulatedStore::refreshChildCountLocked(const std::string& identifier) {

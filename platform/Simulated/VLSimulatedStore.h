@@ -121,7 +121,8 @@ class VLSimulatedStore {
   VLSimulatedNode& reidentifyLocked(const std::string& identifier);
   // Moves `node` under `parent`; it is trashed exactly when `parent` is the trash container.
   void setParentLocked(VLSimulatedNode& node, const std::string& parent);
-  // Marks the node changed: a new revision and a new snapshot.
+  // Marks the node changed: a new revision and a new snapshot. Every change to what a node
+  // reports goes through here, so the next publishLocked() can look at the changed nodes alone.
   void touchLocked(VLSimulatedNode& node);
   // Brings a container's reported child count (and its modification date) up to date.
   void refreshChildCountLocked(const std::string& identifier);
@@ -162,7 +163,14 @@ class VLSimulatedStore {
   std::optional<std::vector<Entry>> entriesLocked(const VLSimulatedCollection& collection);
   std::optional<Entry> observedEntryLocked(const VLSimulatedCollection& collection);
   bool inWorkingSetLocked(VLSimulatedNode& node);
+  // Whether `node` belongs to a scope that spans the whole provider (the working set, or
+  // every item), which are the scopes kept up to date from the changed nodes alone.
+  bool inWideScopeLocked(const VLSimulatedCollection& collection, VLSimulatedNode& node);
   void postLocked(VLSimulatedCollection& collection, bool reload);
+  // Posts to a wide-scope collection what the nodes changed since the last publish mean for it.
+  void postChangesLocked(VLSimulatedCollection& collection);
+  // Notes `node` and everything below it as changed (their membership follows an ancestor's).
+  void markSubtreeChangedLocked(const std::string& identifier);
 
   const VLSimulatedSettings settings_;
   const std::shared_ptr<VLProvider> provider_;
@@ -175,6 +183,7 @@ class VLSimulatedStore {
   std::map<std::string, std::set<std::string>> children_;          // guarded by mutex_: parent → children
   std::map<std::string, VLItemRef> ghosts_;                        // guarded by mutex_: path → deleted item
   std::vector<std::weak_ptr<VLSimulatedCollection>> collections_;  // guarded by mutex_
+  std::set<std::string> changed_;  // guarded by mutex_: nodes touched, added or removed since the last publish
   uint64_t nextIdentifier_ = 1;                                    // guarded by mutex_
   const std::set<std::string>* const trashChildren_;               // guarded by mutex_: children_'s trash entry
   const std::unique_ptr<VLSimulatedCollectionOrder> order_;        // guarded by mutex_

@@ -43,18 +43,37 @@ std::optional<std::vector<VLSimulatedStore::Entry>> VLSimulatedStore::entriesLoc
       return entries;
     }
     case ScopeKind::WorkingSet:
-      for (auto& [identifier, node] : nodes_) {
-        if (inWorkingSetLocked(*node)) add(*node);
-      }
-      return entries;
     case ScopeKind::Provider:
       for (auto& [identifier, node] : nodes_) {
-        bool visible = node->trashed || !isInTrashLocked(*node);
-        if (node->kind != VLSimulatedNode::Kind::Root && visible) add(*node);
+        if (inWideScopeLocked(collection, *node)) add(*node);
       }
       return entries;
   }
   return std::nullopt;
+}
+
+bool VLSimulatedStore::inWideScopeLocked(const VLSimulatedCollection& collection, VLSimulatedNode& node) {
+  switch (collection.scope().kind) {
+    case VLSimulatedCollection::ScopeKind::WorkingSet: return inWorkingSetLocked(node);
+    case VLSimulatedCollection::ScopeKind::Provider:
+      return node.kind != VLSimulatedNode::Kind::Root && (node.trashed || !isInTrashLocked(node));
+    default: return false;
+  }
+}
+
+void VLSimulatedStore::postChangesLocked(VLSimulatedCollection& collection) {
+  std::vector<Entry> candidates;
+  std::vector<std::string> gone;
+  for (const auto& identifier : changed_) {
+    auto found = nodes_.find(identifier);
+    VLSimulatedNode* node = found == nodes_.end() ? nullptr : found->second.get();
+    if (node && inWideScopeLocked(collection, *node)) {
+      candidates.push_back({snapshotLocked(*node), node->revision});
+    } else {
+      gone.push_back(identifier);
+    }
+  }
+  collection.postChanges(std::move(candidates), gone);
 }
 
 std::optional<VLSimulatedStore::Entry> VLSimulatedStore::observedEntryLocked(const VLSimulatedCollection& collection) {
@@ -85,10 +104,19 @@ void VLSimulatedStore::publishLocked() {
   for (auto& weak : collections_) {
     auto collection = weak.lock();
     if (!collection || !collection->isObserving()) continue;
-    postLocked(*collection, false);
+    auto kind = collection->scope().kind;
+    bool wide = kind == VLSimulatedCollection::ScopeKind::WorkingSet || kind == VLSimulatedCollection::ScopeKind::Provider;
+    // A wide scope would cost a pass over every node for each change; it looks at the changed
+    // ones instead (once it has a listing to change).
+    if (wide && collection->hasPosted()) {
+      postChangesLocked(*collection);
+    } else {
+      postLocked(*collection, false);
+    }
     live.push_back(weak);
   }
   collections_ = std::move(live);
+  changed_.clear();
 }
 
 void VLSimulatedStore::startPublishing(const std::shared_ptr<VLSimulatedCollection>& collection) {

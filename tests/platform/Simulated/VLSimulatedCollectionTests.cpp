@@ -1,6 +1,8 @@
 // Collections: first reload, index paths against the ordering in force, deletions against
 // the previous ordering, scopes, and the end of delivery.
 #include <filesystem>
+#include <functional>
+#include <random>
 #include <set>
 
 #include "Vaultline/VLItemOrdering.h"
@@ -151,6 +153,83 @@ TEST_F(VLSimulatedCollections, SeededItemsFillTheWorkingSetAndStayInOrderThrough
   ASSERT_TRUE(url);
   EXPECT_TRUE(fs::exists(url->path()));
   EXPECT_EQ(fs::file_size(url->path()), 0u);
+}
+
+// The working set and the whole-provider collection are kept from the changed items alone.
+// After every step of a random mix of changes (tags, favourites and dates on files and
+// folders, trash and untrash of folders with tagged contents, moves, renames, deletions,
+// imports), each long-lived observer holds what a fresh collection lists, in the same order.
+TEST_F(VLSimulatedCollections, WideScopesKeptFromChangesMatchAFreshListing) {
+  using Make = std::function<std::shared_ptr<VLItemCollection>()>;
+  const std::vector<Make> scopes = {
+      [&] { return manager->collectionWithIdentifier(KsVaultlineWorkingSetContainerItemIdentifier, std::nullopt,
+                                                     provider->providerIdentifier(), {}); },
+      [&] { return manager->newCollectionForProvider(provider->providerID()); }};
+  auto identifiers = [](const std::vector<VLItemRef>& items) {
+    std::vector<std::string> out;
+    for (const auto& item : items) out.push_back(item->itemIdentifier() + (item->isTrashed() ? " (trashed)" : ""));
+    return out;
+  };
+  for (const char* settings : {"", "trashed-children-stay-in-working-set", "rename-changes-identifier"}) {
+    SCOPED_TRACE(settings);
+    start(settings);
+    std::vector<VLItemRef> tree = {createFolder("A"), createFolder("B")};
+    tree.push_back(createFolder("Deep", tree[0]));
+    for (int i = 0; i < 6; ++i) importFile("f" + std::to_string(i), "x", tree[static_cast<size_t>(i) % 3]);
+    std::vector<std::shared_ptr<VLItemCollection>> kept;
+    for (const auto& make : scopes) {
+      kept.push_back(make());
+      observe(kept.back());
+    }
+    auto check = [&](const std::string& when) {
+      for (size_t scope = 0; scope < scopes.size(); ++scope) {
+        auto fresh = scopes[scope]();
+        observe(fresh);
+        kept[scope]->workingQueue()->sync([] {});
+        EXPECT_EQ(identifiers(kept[scope]->items()), identifiers(fresh->items())) << when << ", scope " << scope;
+        fresh->workingQueue()->sync([&] { fresh->stopObserving(); });
+      }
+    };
+    // A folder whose contents are members moves into a trashed folder and out again.
+    ASSERT_FALSE(perform(VLSetTagsOperation::make({lookup(tree[2]->itemIdentifier())}, {{VLTag::make("Blue", 4)}})));
+    ASSERT_FALSE(perform(VLTrashOperation::make({lookup(tree[1]->itemIdentifier())})));
+    ASSERT_FALSE(perform(VLMoveOperation::make({lookup(tree[0]->itemIdentifier())}, lookup(tree[1]->itemIdentifier()))));
+    check("into the trashed folder");
+    ASSERT_FALSE(perform(VLMoveOperation::make({lookup(tree[0]->itemIdentifier())}, root())));
+    check("out of the trashed folder");
+    std::mt19937 random(7);
+    auto pick = [&](const std::vector<VLItemRef>& items) { return items[random() % items.size()]; };
+    auto red = VLTag::make("Red", 7);
+    for (int step = 0; step < 60; ++step) {
+      if (kept[1]->items().size() < 4) importFile("e" + std::to_string(step), "z");
+      auto everything = kept[1]->items();
+      auto item = lookup(pick(everything)->itemIdentifier());
+      ASSERT_TRUE(item) << step;
+      // Any folder, trashed ones too: what moves into a trashed folder leaves both scopes with its contents.
+      std::vector<VLItemRef> folders;
+      for (const auto& candidate : everything) {
+        if (candidate->isFolder()) folders.push_back(candidate);
+      }
+      auto folder = folders.empty() ? root() : lookup(pick(folders)->itemIdentifier());
+      std::shared_ptr<VLActionOperation> action;
+      switch (random() % 9) {
+        case 0: action = VLSetTagsOperation::make({item}, {{red}}); break;
+        case 1: action = VLSetTagsOperation::make({item}, {{}}); break;
+        case 2: action = VLModifyFavoritesOperation::make({item}, {static_cast<int64_t>(step)}); break;
+        case 3: action = VLSetLastOpenDateOperation::make({item}, VLDate::now()); break;
+        case 4: action = VLTrashOperation::make({item}); break;
+        case 5: action = VLUntrashOperation::make({item}, nullptr); break;
+        case 6: action = VLMoveOperation::make({item}, folder); break;
+        case 7: action = VLRenameOperation::make(item, "r" + std::to_string(step)); break;
+        default: importFile("n" + std::to_string(step), "y", folder); break;
+      }
+      if (action) perform(action);  // some are refused (untrash of an item not in the trash): no matter
+      if (step % 7 == 6) perform(VLDeleteOperation::make({item}));
+      check("step " + std::to_string(step));
+    }
+    for (auto& collection : collections) collection->workingQueue()->sync([&] { collection->stopObserving(); });
+    collections.clear();
+  }
 }
 
 class VLSimulatedNoWorkingSet : public simtest::SimulatedTest {

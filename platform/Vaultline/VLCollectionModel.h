@@ -1,7 +1,8 @@
-// VLRemoteCollectionModel: the host's copy of one scope's members in one ordering, kept from
-// the item-level changes a provider reports, and the index-path changes each report makes.
-// VLRemoteFeed keeps one per ordering its collections ask for and shares its snapshots with
-// all of them. A plain value; its owner serialises access.
+// VLCollectionModel: one scope's members in one ordering, kept from item-level changes (this
+// item is new or different, that identifier left), and the index-path changes each batch
+// makes. The host's VLRemoteFeed keeps one per ordering its collections ask for and shares
+// its snapshots with all of them; a simulated collection keeps one for what its delegate has
+// seen. A plain value; its owner serialises access.
 //
 // Cost: a reported batch of k changes to n members costs O(k log n) comparisons: each changed
 // member is found and put back by binary search, and the index-path changes come from those
@@ -21,17 +22,21 @@
 #include "Vaultline/VLItemOrdering.h"
 #include "Vaultline/VLSortDescriptor.h"
 
-class VLRemoteCollectionModel {
+class VLCollectionModel {
  public:
   // The members in order, as one immutable list that callers may keep and share.
   using Snapshot = std::shared_ptr<const std::vector<VLItemRef>>;
 
-  VLRemoteCollectionModel();
+  // An empty model in the order of `descriptors`.
+  explicit VLCollectionModel(std::vector<VLSortDescriptor> descriptors = {});
 
   // Orders the members by `descriptors` from now on (re-sorting the current ones).
   void setDescriptors(std::vector<VLSortDescriptor> descriptors);
   // Replaces every member (a first or new enumeration); of repeated identifiers the last wins.
   void reload(std::vector<VLItemRef> items);
+  // Replaces every member with `items`, which the caller has already put in this model's
+  // order, free of repeated identifiers: nothing is sorted.
+  void reloadOrdered(std::vector<VLItemRef> items);
   // Applies one reported batch: removes the `deleted` identifiers (those that are members),
   // then adds each `updated` item or replaces the member with its identifier. Returns the
   // changes from the previous ordering to the new one; every `updated` item that was a

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "Remote/VLRemoteCollectionModel.h"
+#include "Vaultline/VLCollectionModel.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ std::vector<size_t> rows(const VLIndexPaths& paths) {
   return out;
 }
 
-std::vector<std::string> order(const VLRemoteCollectionModel& model) {
+std::vector<std::string> order(const VLCollectionModel& model) {
   std::vector<std::string> out;
   for (const auto& entry : model.items()) out.push_back(entry->itemIdentifier());
   return out;
@@ -31,23 +31,23 @@ std::vector<std::string> order(const VLRemoteCollectionModel& model) {
 using Rows = std::vector<size_t>;
 using Names = std::vector<std::string>;
 
-class VLRemoteCollectionModelTest : public ::testing::Test {
+class VLCollectionModelTest : public ::testing::Test {
  protected:
   void SetUp() override {
     model.setDescriptors({vl_sortDescriptorByModifiedDateDescending()});
     model.reload({item("a", 10), item("b", 30), item("c", 20)});
   }
-  VLRemoteCollectionModel model;
+  VLCollectionModel model;
 };
 
-TEST_F(VLRemoteCollectionModelTest, ReloadOrdersNewestFirstAndKeepsTheLastOfRepeatedIdentifiers) {
+TEST_F(VLCollectionModelTest, ReloadOrdersNewestFirstAndKeepsTheLastOfRepeatedIdentifiers) {
   EXPECT_EQ(order(model), (Names{"b", "c", "a"}));
   model.reload({item("x", 1), item("y", 2), item("x", 3)});
   EXPECT_EQ(order(model), (Names{"x", "y"}));
   EXPECT_EQ(model.items().front()->contentModificationDate()->timeIntervalSince1970(), 3);
 }
 
-TEST_F(VLRemoteCollectionModelTest, IndexesEachKindOfChangeAgainstTheRightOrdering) {
+TEST_F(VLCollectionModelTest, IndexesEachKindOfChangeAgainstTheRightOrdering) {
   // Insert at the top: the new row is counted in the new ordering.
   auto changes = model.apply({}, {item("d", 40)});
   EXPECT_EQ(rows(changes.inserted), Rows{0});
@@ -73,7 +73,7 @@ TEST_F(VLRemoteCollectionModelTest, IndexesEachKindOfChangeAgainstTheRightOrderi
   EXPECT_EQ(order(model), (Names{"a", "d", "b"}));
 }
 
-TEST_F(VLRemoteCollectionModelTest, OneBatchMixesKindsAndIgnoresDeletionsOfNonMembers) {
+TEST_F(VLCollectionModelTest, OneBatchMixesKindsAndIgnoresDeletionsOfNonMembers) {
   // b c a → (delete c, delete unknown, insert e, update a to the top) → a e b
   auto changes = model.apply({"c", "not-a-member"}, {item("e", 35), item("a", 60)});
   EXPECT_EQ(order(model), (Names{"a", "e", "b"}));
@@ -91,7 +91,7 @@ TEST_F(VLRemoteCollectionModelTest, OneBatchMixesKindsAndIgnoresDeletionsOfNonMe
   EXPECT_TRUE(changes.deleted.empty() && changes.inserted.empty());
 }
 
-TEST_F(VLRemoteCollectionModelTest, TiesAndMissingDatesFollowTheSharedOrdering) {
+TEST_F(VLCollectionModelTest, TiesAndMissingDatesFollowTheSharedOrdering) {
   VLItemAttributes undated;
   undated.itemIdentifier = "u";
   undated.filename = "u.txt";
@@ -105,11 +105,11 @@ TEST_F(VLRemoteCollectionModelTest, TiesAndMissingDatesFollowTheSharedOrdering) 
 // Small batches against a large list take the model's row-by-row path; large ones a whole
 // diff. Both must report exactly what a diff of the lists before and after reports, for every
 // mix of kinds, in two orderings.
-TEST(VLRemoteCollectionModelBatches, ReportTheSameChangesAsADiffOfTheWholeLists) {
+TEST(VLCollectionModelBatches, ReportTheSameChangesAsADiffOfTheWholeLists) {
   std::mt19937 random(7);
   for (const auto& descriptors : {std::vector<VLSortDescriptor>{vl_sortDescriptorByModifiedDateDescending()},
                                   std::vector<VLSortDescriptor>{}}) {
-    VLRemoteCollectionModel model;
+    VLCollectionModel model;
     model.setDescriptors(descriptors);
     std::vector<VLItemRef> start;
     for (int i = 0; i < 200; ++i) start.push_back(item("i" + std::to_string(i), i % 37));

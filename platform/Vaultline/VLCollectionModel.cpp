@@ -1,4 +1,4 @@
-#include "Remote/VLRemoteCollectionModel.h"
+#include "Vaultline/VLCollectionModel.h"
 
 #include <algorithm>
 #include <string_view>
@@ -14,22 +14,29 @@ std::vector<std::string_view> identifierViews(const std::vector<VLItemRef>& item
 
 }  // namespace
 
-VLRemoteCollectionModel::VLRemoteCollectionModel()
-    : ordering_({}), items_(std::make_shared<const std::vector<VLItemRef>>()) {}
+VLCollectionModel::VLCollectionModel(std::vector<VLSortDescriptor> descriptors)
+    : ordering_(std::move(descriptors)), items_(std::make_shared<const std::vector<VLItemRef>>()) {}
 
-void VLRemoteCollectionModel::setDescriptors(std::vector<VLSortDescriptor> descriptors) {
+void VLCollectionModel::setDescriptors(std::vector<VLSortDescriptor> descriptors) {
   ordering_ = VLItemOrdering(std::move(descriptors));
   items_ = std::make_shared<const std::vector<VLItemRef>>(sortedMembers());
 }
 
-void VLRemoteCollectionModel::reload(std::vector<VLItemRef> items) {
+void VLCollectionModel::reload(std::vector<VLItemRef> items) {
   members_.clear();
   members_.reserve(items.size());
   for (auto& item : items) members_.insert_or_assign(item->itemIdentifier(), std::move(item));
   items_ = std::make_shared<const std::vector<VLItemRef>>(sortedMembers());
 }
 
-std::vector<VLItemRef> VLRemoteCollectionModel::sortedMembers() const {
+void VLCollectionModel::reloadOrdered(std::vector<VLItemRef> items) {
+  members_.clear();
+  members_.reserve(items.size());
+  for (const auto& item : items) members_.emplace(item->itemIdentifier(), item);
+  items_ = std::make_shared<const std::vector<VLItemRef>>(std::move(items));
+}
+
+std::vector<VLItemRef> VLCollectionModel::sortedMembers() const {
   std::vector<VLItemRef> list;
   list.reserve(members_.size());
   for (const auto& [identifier, item] : members_) list.push_back(item);
@@ -39,13 +46,13 @@ std::vector<VLItemRef> VLRemoteCollectionModel::sortedMembers() const {
   return list;
 }
 
-size_t VLRemoteCollectionModel::rowOf(const VLItemRef& member, const std::vector<VLItemRef>& list) const {
+size_t VLCollectionModel::rowOf(const VLItemRef& member, const std::vector<VLItemRef>& list) const {
   auto found = std::lower_bound(list.begin(), list.end(), member,
                                 [this](const VLItemRef& a, const VLItemRef& b) { return ordering_.precedes(*a, *b); });
   return static_cast<size_t>(found - list.begin());
 }
 
-VLCollectionChanges VLRemoteCollectionModel::apply(const std::vector<std::string>& deleted,
+VLCollectionChanges VLCollectionModel::apply(const std::vector<std::string>& deleted,
                                                    const std::vector<VLItemRef>& updated) {
   Snapshot before = items_;
   const std::vector<VLItemRef>& old = *before;
@@ -82,7 +89,7 @@ VLCollectionChanges VLRemoteCollectionModel::apply(const std::vector<std::string
   return changesOf(touched, old, *items_);
 }
 
-VLCollectionChanges VLRemoteCollectionModel::changesOf(const Touched& touched, const std::vector<VLItemRef>& old,
+VLCollectionChanges VLCollectionModel::changesOf(const Touched& touched, const std::vector<VLItemRef>& old,
                                                        const std::vector<VLItemRef>& now) const {
   // The rows of what left, what came and what changed, found by binary search.
   std::vector<size_t> gone, came, changed;
