@@ -53,9 +53,16 @@ std::string& VLProviderKitObject::key(std::string_view name) {
 void VLProviderKitEncoder::string(std::string& out, std::string_view text) {
   static const char kHex[] = "0123456789abcdef";
   out += '"';
+  auto plain = [](unsigned char c) { return c >= 0x20 && c < 0x80 && c != '"' && c != '\\'; };
   for (size_t i = 0; i < text.size(); ++i) {
     unsigned char c = static_cast<unsigned char>(text[i]);
-    if (c == '"' || c == '\\') {
+    if (plain(c)) {
+      // A run of characters that need no escaping goes in at once.
+      size_t end = i + 1;
+      while (end < text.size() && plain(static_cast<unsigned char>(text[end]))) ++end;
+      out.append(text.data() + i, end - i);
+      i = end - 1;
+    } else if (c == '"' || c == '\\') {
       out += '\\';
       out += static_cast<char>(c);
     } else if (c < 0x20) {
@@ -70,8 +77,6 @@ void VLProviderKitEncoder::string(std::string& out, std::string_view text) {
           out += kHex[c >> 4];
           out += kHex[c & 15];
       }
-    } else if (c < 0x80) {
-      out += static_cast<char>(c);
     } else if (size_t length = kitUTF8Length(text, i)) {
       out.append(text.substr(i, length));
       i += length - 1;
