@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Remote/VLRemotePlatform.h"
+#include "Remote/VLRemoteSession.h"
 
 struct VLProviderInstallOptions {
   // A file to record every protocol line of the session in (empty: none). Only kinds that
@@ -13,7 +14,7 @@ struct VLProviderInstallOptions {
   // Seconds the provider has to answer "initialize" (--handshake-timeout): a provider that
   // loads a large index before it answers needs more than the default.
   double handshakeTimeout = kDefaultHandshakeTimeout;
-  static constexpr double kDefaultHandshakeTimeout = 10.0;
+  static constexpr double kDefaultHandshakeTimeout = VLRemoteSession::kDefaultHandshakeTimeout;
   static constexpr double kLongestHandshakeTimeout = 86400;  // a day; the least is anything above 0
 
   // Checks `seconds` as a handshake time-out (above 0, at most kLongestHandshakeTimeout);

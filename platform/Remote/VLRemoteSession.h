@@ -30,8 +30,11 @@ class VLRemoteSession : public std::enable_shared_from_this<VLRemoteSession> {
   // The protocol version this host speaks.
   static constexpr int64_t kProtocolVersion = 1;
 
+  // Seconds a provider has to answer "initialize" unless told otherwise.
+  static constexpr double kDefaultHandshakeTimeout = 10.0;
+
   struct Options {
-    double handshakeTimeout = 10.0;  // seconds for the answer to "initialize"
+    double handshakeTimeout = kDefaultHandshakeTimeout;  // seconds for the answer to "initialize"
     double requestTimeout = 30.0;    // seconds for the answer to every other request
     // When set, every line of the session in both directions is recorded here.
     std::shared_ptr<VLRemoteProtocolLog> protocolLog;

@@ -260,11 +260,11 @@ VLReportReader::Run VLReportReader::run(const json& report) {
   run.info.options.filter = options.value("filter", "*");
   run.info.options.strict = options.value("strict", false);
   run.info.options.timeout = options.value("timeout", VLRunOptions::kTimeout.fallback);
-  run.info.options.jobs = options.value("jobs", 1);
-  run.info.options.repeat = options.value("repeat", 1);
-  run.info.options.retries = options.value("retries", 0);
+  run.info.options.jobs = options.value("jobs", VLRunOptions::kJobs.fallback);
+  run.info.options.repeat = options.value("repeat", VLRunOptions::kRepeat.fallback);
+  run.info.options.retries = options.value("retries", VLRunOptions::kRetries.fallback);
   // Bounded so that the first and last parts of a trace it keeps cannot overflow a size.
-  run.info.options.traceLimit = std::min(options.value("traceLimit", size_t{2000}), size_t{1} << 30);
+  run.info.options.traceLimit = std::min(options.value("traceLimit", VLRunOptions::kTraceLimit.fallback), size_t{1} << 30);
   run.info.selectedCases = summary.value("selectedCases", size_t{0});
   run.info.plannedRuns = summary.value("plannedRuns", size_t{0});
 
