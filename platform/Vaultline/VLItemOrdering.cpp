@@ -35,14 +35,31 @@ int compareValues(const VLValue& a, const VLValue& b) {
 }  // namespace
 
 VLItemOrdering::VLItemOrdering(std::vector<VLSortDescriptor> descriptors) : descriptors_(std::move(descriptors)) {
-  for (const auto& descriptor : descriptors_) readers_.push_back(VLItem::readerForKey(descriptor.key));
+  for (const auto& descriptor : descriptors_) {
+    readers_.push_back(VLItem::readerForKey(descriptor.key));
+    DateMember date = nullptr;
+    if (descriptor.key == "creationDate") date = &VLItemAttributes::creationDate;
+    if (descriptor.key == "contentModificationDate") date = &VLItemAttributes::contentModificationDate;
+    if (descriptor.key == "lastUsedDate") date = &VLItemAttributes::lastUsedDate;
+    dates_.push_back(date);
+  }
 }
 
 bool VLItemOrdering::precedes(const VLItem& a, const VLItem& b) const {
   for (size_t i = 0; i < descriptors_.size(); ++i) {
+    int order = 0;
+    if (DateMember date = dates_[i]) {
+      // As compareValues orders two date values: by date, an absent one last.
+      const auto &x = a.attributes().*date, &y = b.attributes().*date;
+      if (!x || !y) {
+        order = !x == !y ? 0 : (!x ? 1 : -1);
+      } else {
+        order = *x < *y ? -1 : (*y < *x ? 1 : 0);
+      }
+    } else if (readers_[i]) {
+      order = compareValues(readers_[i](a.attributes()), readers_[i](b.attributes()));
+    }
     // An unknown key reads as none for every item, so it never orders anything.
-    if (!readers_[i]) continue;
-    int order = compareValues(readers_[i](a.attributes()), readers_[i](b.attributes()));
     if (order != 0) return descriptors_[i].ascending ? order < 0 : order > 0;
   }
   // Ties fall back to the name, then the identifier, so that every ordering is total.
