@@ -57,11 +57,9 @@ VLErrorRef diskError(const std::error_code& code, const fs::path& path) {
 // Marks every descendant of `identifier` changed: they went into or out of the trash with
 // it, and a provider reports such items again, whether or not it still lists them.
 void touchDescendantsLocked(VLSimulatedStore& store, const std::string& identifier) {
-  for (const auto& child : store.childrenLocked(identifier)) {
-    if (VLSimulatedNode* node = store.nodeLocked(child)) {
-      store.touchLocked(*node);
-      touchDescendantsLocked(store, child);
-    }
+  auto subtree = store.subtreeLocked(identifier);
+  for (size_t i = 1; i < subtree.size(); ++i) {
+    if (VLSimulatedNode* node = store.nodeLocked(subtree[i])) store.touchLocked(*node);
   }
 }
 
@@ -327,10 +325,7 @@ VLErrorRef VLSimulatedActionRunner::deleteLocked(const std::vector<VLItemRef>& i
     if (store_->quirks().refusesDeletingNonemptyFolders() && !store_->childrenLocked(node.identifier).empty()) {
       return diskError(std::make_error_code(std::errc::directory_not_empty), path);
     }
-    std::vector<std::string> subtree{node.identifier};
-    for (size_t i = 0; i < subtree.size(); ++i) {
-      for (const auto& child : store_->childrenLocked(subtree[i])) subtree.push_back(child);
-    }
+    std::vector<std::string> subtree = store_->subtreeLocked(node.identifier);
     if (store_->quirks().deleteLeavesChildrenFetchable()) {
       for (size_t i = 1; i < subtree.size(); ++i) {
         VLSimulatedNode* doomed = store_->nodeLocked(subtree[i]);

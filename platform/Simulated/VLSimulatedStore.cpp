@@ -85,6 +85,14 @@ std::vector<std::string> VLSimulatedStore::childrenLocked(const std::string& ide
   return std::vector<std::string>(found->second.begin(), found->second.end());
 }
 
+std::vector<std::string> VLSimulatedStore::subtreeLocked(const std::string& identifier) const {
+  std::vector<std::string> subtree{identifier};
+  for (size_t i = 0; i < subtree.size(); ++i) {
+    for (auto& child : childrenLocked(subtree[i])) subtree.push_back(std::move(child));
+  }
+  return subtree;
+}
+
 bool VLSimulatedStore::isInTrashLocked(const VLSimulatedNode& node) {
   // Whatever is trashed is a child of the trash container: an empty trash spares the walk.
   if (trashChildren_->empty()) return false;
@@ -228,7 +236,10 @@ void VLSimulatedStore::setParentLocked(VLSimulatedNode& node, const std::string&
   if (!node.trashed) node.trashedFrom.clear();
   children_[parent].insert(node.identifier);
   touchLocked(node);
-  if (isInTrashLocked(node) != wasInTrash) markSubtreeChangedLocked(node.identifier);
+  // Whether the descendants are in the trash follows the item: the wide scopes look at them too.
+  if (isInTrashLocked(node) != wasInTrash) {
+    for (auto& identifier : subtreeLocked(node.identifier)) changed_.insert(std::move(identifier));
+  }
 }
 
 void VLSimulatedStore::touchLocked(VLSimulatedNode& node) {
@@ -237,17 +248,6 @@ void VLSimulatedStore::touchLocked(VLSimulatedNode& node) {
   changed_.insert(node.identifier);
 }
 
-void VLSimulatedStore::markSubtreeChangedLocked(const std::string& identifier) {
-  std::vector<std::string> pending{identifier};
-  while (!pending.empty()) {
-    std::string current = std::move(pending.back());
-    pending.pop_back();
-    if (auto kids = children_.find(current); kids != children_.end()) {
-      pending.insert(pending.end(), kids->second.begin(), kids->second.end());
-    }
-    changed_.insert(std::move(current));
-  }
-}
 
 void VLSimulatedStore::refreshChildCountLocked(const std::string& identifier) {
   VLSimulatedNode* node = nodeLocked(identifier);

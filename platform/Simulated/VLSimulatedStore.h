@@ -73,6 +73,9 @@ class VLSimulatedStore {
   VLSimulatedNode* nodeForItemIDLocked(const VLItemID& itemID);
   // Returns the identifiers of the children of `identifier`.
   std::vector<std::string> childrenLocked(const std::string& identifier) const;
+  // Returns `identifier` and the identifiers of all its descendants, every parent before its
+  // children.
+  std::vector<std::string> subtreeLocked(const std::string& identifier) const;
   // Returns whether `node` or one of its ancestors is trashed.
   bool isInTrashLocked(const VLSimulatedNode& node);
   // Returns whether `ancestor` is `node` or one of its ancestors.
@@ -169,8 +172,6 @@ class VLSimulatedStore {
   void postLocked(VLSimulatedCollection& collection, bool reload);
   // Posts to a wide-scope collection what the nodes changed since the last publish mean for it.
   void postChangesLocked(VLSimulatedCollection& collection);
-  // Notes `node` and everything below it as changed (their membership follows an ancestor's).
-  void markSubtreeChangedLocked(const std::string& identifier);
 
   const VLSimulatedSettings settings_;
   const std::shared_ptr<VLProvider> provider_;
