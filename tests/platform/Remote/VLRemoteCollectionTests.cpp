@@ -25,17 +25,28 @@ class VLRemoteCollections : public ::testing::Test {
   void TearDown() override {
     if (collection) collection->workingQueue()->sync([&] { collection->stopObserving(); });
   }
-  // Opens a root collection ordered newest first; returns the host's subscription request.
+  // Starts a collection over `container` for `delegate`; one given an ordering gets a working
+  // queue of its own.
+  std::shared_ptr<VLItemCollection> start(const std::string& container, const std::shared_ptr<Recorder>& delegate,
+                                          const std::vector<VLSortDescriptor>& ordering = {}) {
+    auto started = platform->defaultItemManager()->collectionWithIdentifier(container, std::nullopt,
+                                                                            "org.example.fake", {});
+    if (!ordering.empty()) {
+      started->setWorkingQueue(VLDispatchQueue::make("collection-queue"));
+      started->reorderItemsWithSortDescriptors(ordering);
+    }
+    started->setDelegate(delegate);
+    started->workingQueue()->sync([&] { started->startObserving(); });
+    return started;
+  }
+  // Opens a root collection ordered newest first; keeps its subscription number and returns
+  // the host's subscription request.
   json observe() {
-    collection = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                          std::nullopt, "org.example.fake", {});
-    collection->setWorkingQueue(VLDispatchQueue::make("collection-queue"));
-    collection->reorderItemsWithSortDescriptors({vl_sortDescriptorByModifiedDateDescending()});
-    collection->setDelegate(recorder);
-    collection->workingQueue()->sync([&] { collection->startObserving(); });
+    collection = start(KsVaultlineRootContainerItemIdentifier, recorder, {vl_sortDescriptorByModifiedDateDescending()});
     json request = provider.expect("collections.subscribe");
     EXPECT_EQ(request["params"]["scope"],
               (json{{"kind", "container"}, {"container", "KsVaultlineRootContainerItemIdentifier"}}));
+    subscription = request["params"]["subscription"];
     return request;
   }
   void changed(json params) {
@@ -106,7 +117,6 @@ class ErrorRecorder : public Recorder {
 
 TEST_F(VLRemoteCollections, TurnsItemLevelReportsIntoOrderedBatches) {
   json request = observe();
-  subscription = request["params"]["subscription"];
   EXPECT_EQ(recorder->count(), 0u) << "nothing before the provider answers";
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
@@ -146,10 +156,7 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   };
   auto watch = [&](const std::string& container) {
     Watch w;
-    w.collection = platform->defaultItemManager()->collectionWithIdentifier(container, std::nullopt,
-                                                                            "org.example.fake", {});
-    w.collection->setDelegate(w.recorder);
-    w.collection->workingQueue()->sync([&] { w.collection->startObserving(); });
+    w.collection = start(container, w.recorder);
     return w;
   };
   auto members = [](const Watch& w) {
@@ -159,7 +166,6 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   };
   auto reloaded = [](const Event& e) { return e.kind == "reload"; };
   json request = observe();
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   ASSERT_GE(recorder->waitFor(reloaded), 0);
 
@@ -215,7 +221,6 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
 // that a provider that never reports changes reads as such in a failed check.
 TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent) {
   json request = observe();
-  subscription = request["params"]["subscription"];
   const std::string named = "subscription " + subscription.dump() + " (scope " + request["params"]["scope"].dump() + ")";
   EXPECT_EQ(collection->silenceNote(), "The provider has not finished its answer to \"collections.subscribe\" for " + named + ".");
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}});
@@ -226,11 +231,8 @@ TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent)
   EXPECT_EQ(collection->silenceNote(), "");
 
   // A later collection over the shared subscription counts from its own start.
-  auto later = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                       std::nullopt, "org.example.fake", {});
   auto laterRecorder = std::make_shared<Recorder>();
-  later->setDelegate(laterRecorder);
-  later->workingQueue()->sync([&] { later->startObserving(); });
+  auto later = start(KsVaultlineRootContainerItemIdentifier, laterRecorder);
   ASSERT_GE(laterRecorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
   EXPECT_EQ(later->silenceNote(), "The provider sent no \"collections.changed\" for " + named +
                                       " since this collection took its members (its last came before).");
@@ -243,18 +245,12 @@ TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent)
 // batches goes on from the list in its new ordering.
 TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   json request = observe();  // newest first
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   auto reloaded = [](const Event& e) { return e.kind == "reload"; };
   ASSERT_GE(recorder->waitFor(reloaded), 0);
 
-  auto byName = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                         std::nullopt, "org.example.fake", {});
   auto named = std::make_shared<Recorder>();
-  byName->setWorkingQueue(VLDispatchQueue::make("by-name-queue"));
-  byName->reorderItemsWithSortDescriptors({VLSortDescriptor{"filename", false}});  // z to a
-  byName->setDelegate(named);
-  byName->workingQueue()->sync([&] { byName->startObserving(); });
+  auto byName = start(KsVaultlineRootContainerItemIdentifier, named, {VLSortDescriptor{"filename", false}});  // z to a
   ASSERT_GE(named->waitFor(reloaded), 0);
   auto identifiers = [](const std::shared_ptr<VLItemCollection>& c) {
     std::vector<std::string> out;
@@ -289,23 +285,11 @@ TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   byName->workingQueue()->sync([&] { byName->stopObserving(); });
 }
 
-TEST_F(VLRemoteCollections, EarlyReportsAreIgnored) {
+// Changes before the answer, or before its last page, break the ordering rule and are dropped.
+TEST_F(VLRemoteCollections, EarlyReportsAreIgnoredAndAPagedAnswerIsOneReloadAfterTheLastPage) {
   json request = observe();
-  subscription = request["params"]["subscription"];
-  // Changes before the answer break the ordering rule and are dropped.
   changed({{"updated", {ScriptedProvider::item("early", 5)}}});
-  provider.answer(request, {{"items", json::array()}});
-  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
-  drain();
-  EXPECT_TRUE(collection->items().empty());
-  EXPECT_EQ(kinds(), (Kinds{"reload"}));
-}
-
-TEST_F(VLRemoteCollections, PagedAnswerIsOneReloadAfterTheLastPage) {
-  json request = observe();
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}, {"more", true}});
-  // Changes before the last page break the ordering rule like changes before an answer.
   changed({{"updated", {ScriptedProvider::item("early", 5)}}});
   provider.notify("collections.items",
                   {{"subscription", subscription}, {"items", {ScriptedProvider::item("b", 20)}}, {"more", true}});
