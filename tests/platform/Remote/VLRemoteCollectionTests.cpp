@@ -304,54 +304,31 @@ TEST_F(VLRemoteCollections, EarlyReportsAreIgnoredAndAPagedAnswerIsOneReloadAfte
 TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
   struct Row {
     const char* ending;
-    std::function<void(ScriptedProvider&, const json& request)> stage;
+    json answer;         // to the subscription request
+    std::string method;  // then a notification for the subscription; "" none, "hang up" the provider goes
+    json params;
     std::string words;
   };
-  auto subscriptionOf = [](const json& request) { return request["params"]["subscription"]; };
+  const json none = json::array();
   const std::vector<Row> rows = {
       {"error answer",
-       [](ScriptedProvider& p, const json& request) {
-         p.answer(
-             request,
-             {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1006}, {"description", "no working set"}}}});
-       },
+       {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1006}, {"description", "no working set"}}}},
+       "",
+       {},
        "no working set"},
-      {"invalid changes",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.changed",
-                  {{"subscription", subscriptionOf(request)}, {"updated", {{{"itemIdentifier", "x"}}}}});
-       },
+      {"invalid changes", {{"items", none}}, "collections.changed", {{"updated", {{{"itemIdentifier", "x"}}}}},
        "collections.changed for subscription 1 is not valid: params.updated[0]: missing field "
        "\"parentItemIdentifier\""},
-      {"unannounced page",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", json::array()}});
-       },
+      {"unannounced page", {{"items", none}}, "collections.items", {{"items", none}},
        "did not say that more pages follow"},
-      {"invalid page",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}, {"more", true}});
-         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", "none"}});
-       },
+      {"invalid page", {{"items", none}, {"more", true}}, "collections.items", {{"items", "none"}},
        "collections.items for subscription 1 is not valid: params.items: expected an array"},
-      {"failure report",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.failed",
-                  {{"subscription", subscriptionOf(request)},
-                   {"error",
-                    {{"domain", "KsVaultlineErrorDomain"}, {"code", -1005}, {"description", "container deleted"}}}});
-       },
+      {"failure report", {{"items", none}}, "collections.failed",
+       {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1005}, {"description", "container deleted"}}}},
        "container deleted"},
-      {"provider gone",
-       [](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.hangUp();
-       },
-       "The provider fake closed the connection."},
+      {"provider gone", {{"items", none}}, "hang up", {}, "The provider fake closed the connection."},
   };
+  auto subscriptionOf = [](const json& request) { return request["params"]["subscription"]; };
   for (const auto& row : rows) {
     ScriptedProvider provider;
     auto platform = provider.open();
@@ -363,9 +340,16 @@ TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
     collection->workingQueue()->sync([&] { collection->startObserving(); });
     json request = provider.expect("collections.subscribe");
     EXPECT_EQ(request["params"]["scope"], (json{{"kind", "workingSet"}})) << row.ending;
-    row.stage(provider, request);
+    provider.answer(request, row.answer);
+    if (row.method == "hang up") {
+      provider.hangUp();
+    } else if (!row.method.empty()) {
+      json params = row.params;
+      params["subscription"] = subscriptionOf(request);
+      provider.notify(row.method, params);
+    }
     ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "error"; }), 0) << row.ending;
-    if (std::string(row.ending) != "provider gone") {
+    if (row.method != "hang up") {
       provider.notify("collections.changed",
                       {{"subscription", subscriptionOf(request)}, {"updated", {ScriptedProvider::item("after", 7)}}});
       // A later answer proves the reader has handled that notification.
