@@ -11,6 +11,7 @@
 
 namespace {
 
+using remotetest::ErrorRecorder;
 using remotetest::json;
 using remotetest::ScriptedProvider;
 using simtest::Event;
@@ -61,26 +62,7 @@ class VLRemoteCollections : public ::testing::Test {
     }
     return out;
   }
-  // Makes a request and answers it, which proves that the reader has handled every earlier
-  // notification. Returns the other messages the host sent before that request.
-  std::vector<json> fence() {
-    std::vector<json> others;
-    std::thread asking([&] {
-      vl_await<bool>([&](auto reply) {
-        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
-      });
-    });
-    for (json message = provider.next(); !message.is_null(); message = provider.next()) {
-      if (message.value("method", "") == "items.root") {
-        provider.answer(message, {{"item", ScriptedProvider::item("root", 1)}});
-        break;
-      }
-      others.push_back(message);
-    }
-    asking.join();
-    return others;
-  }
+  std::vector<json> fence() { return provider.fence(platform); }
   // Waits until the working queue has delivered everything posted so far.
   void drain() {
     collection->workingQueue()->sync([] {});
@@ -94,26 +76,6 @@ class VLRemoteCollections : public ::testing::Test {
 };
 
 using Kinds = std::vector<std::string>;
-
-// Also keeps the errors it is told about.
-class ErrorRecorder : public Recorder {
- public:
-  void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) override {
-    {
-      std::lock_guard lock(mutex_);
-      errors_.push_back(error);
-    }
-    Recorder::collectionDidEncounterError(collection, error);
-  }
-  std::vector<VLErrorRef> errors() {
-    std::lock_guard lock(mutex_);
-    return errors_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<VLErrorRef> errors_;
-};
 
 TEST_F(VLRemoteCollections, TurnsItemLevelReportsIntoOrderedBatches) {
   json request = observe();
@@ -352,12 +314,7 @@ TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
     if (row.method != "hang up") {
       provider.notify("collections.changed",
                       {{"subscription", subscriptionOf(request)}, {"updated", {ScriptedProvider::item("after", 7)}}});
-      // A later answer proves the reader has handled that notification.
-      vl_await<bool>([&](auto reply) {
-        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
-        provider.answer(provider.expect("items.root"), {{"item", ScriptedProvider::item("root", 1)}});
-      });
+      provider.fence(platform);
     }
     collection->workingQueue()->sync([&] { collection->stopObserving(); });
     auto errors = recorder->errors();
