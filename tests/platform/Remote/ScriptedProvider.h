@@ -10,11 +10,16 @@
 #include <unistd.h>
 
 #include <future>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Remote/VLRemotePlatform.h"
 #include "Remote/VLRemoteSocket.h"
+#include "support/Await.h"
+#include "support/SimulatedHarness.h"
 
 namespace remotetest {
 
@@ -91,6 +96,26 @@ class ScriptedProvider {
       return nullptr;
     }
   }
+  // Has the host ask for the root item and answers it, which proves that the host has handled
+  // every line sent before. Returns the other messages the host sent ahead of that request.
+  std::vector<json> fence(const std::shared_ptr<VLRemotePlatform>& platform) {
+    std::vector<json> others;
+    std::thread asking([&] {
+      vl_await<bool>([&](auto reply) {
+        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
+                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
+      });
+    });
+    for (json message = next(); !message.is_null(); message = next()) {
+      if (message.value("method", "") == "items.root") {
+        answer(message, {{"item", item("root", 1)}});
+        break;
+      }
+      others.push_back(message);
+    }
+    asking.join();
+    return others;
+  }
   static json standardGreeting() {
     return {{"protocolVersion", 1},
             {"provider", {{"identifier", "org.example.fake"}, {"providerIdentifier", "org.example.fake"}}}};
@@ -108,6 +133,26 @@ class ScriptedProvider {
   int fd_ = -1;
   int host_ = -1;
   std::string buffer_;
+};
+
+// A collection delegate that also keeps the errors it is told about.
+class ErrorRecorder : public simtest::Recorder {
+ public:
+  void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) override {
+    {
+      std::lock_guard lock(mutex_);
+      errors_.push_back(error);
+    }
+    Recorder::collectionDidEncounterError(collection, error);
+  }
+  std::vector<VLErrorRef> errors() {
+    std::lock_guard lock(mutex_);
+    return errors_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<VLErrorRef> errors_;
 };
 
 }  // namespace remotetest

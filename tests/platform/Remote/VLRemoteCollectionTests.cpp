@@ -11,6 +11,7 @@
 
 namespace {
 
+using remotetest::ErrorRecorder;
 using remotetest::json;
 using remotetest::ScriptedProvider;
 using simtest::Event;
@@ -25,17 +26,28 @@ class VLRemoteCollections : public ::testing::Test {
   void TearDown() override {
     if (collection) collection->workingQueue()->sync([&] { collection->stopObserving(); });
   }
-  // Opens a root collection ordered newest first; returns the host's subscription request.
+  // Starts a collection over `container` for `delegate`; one given an ordering gets a working
+  // queue of its own.
+  std::shared_ptr<VLItemCollection> start(const std::string& container, const std::shared_ptr<Recorder>& delegate,
+                                          const std::vector<VLSortDescriptor>& ordering = {}) {
+    auto started = platform->defaultItemManager()->collectionWithIdentifier(container, std::nullopt,
+                                                                            "org.example.fake", {});
+    if (!ordering.empty()) {
+      started->setWorkingQueue(VLDispatchQueue::make("collection-queue"));
+      started->reorderItemsWithSortDescriptors(ordering);
+    }
+    started->setDelegate(delegate);
+    started->workingQueue()->sync([&] { started->startObserving(); });
+    return started;
+  }
+  // Opens a root collection ordered newest first; keeps its subscription number and returns
+  // the host's subscription request.
   json observe() {
-    collection = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                          std::nullopt, "org.example.fake", {});
-    collection->setWorkingQueue(VLDispatchQueue::make("collection-queue"));
-    collection->reorderItemsWithSortDescriptors({vl_sortDescriptorByModifiedDateDescending()});
-    collection->setDelegate(recorder);
-    collection->workingQueue()->sync([&] { collection->startObserving(); });
+    collection = start(KsVaultlineRootContainerItemIdentifier, recorder, {vl_sortDescriptorByModifiedDateDescending()});
     json request = provider.expect("collections.subscribe");
     EXPECT_EQ(request["params"]["scope"],
               (json{{"kind", "container"}, {"container", "KsVaultlineRootContainerItemIdentifier"}}));
+    subscription = request["params"]["subscription"];
     return request;
   }
   void changed(json params) {
@@ -50,26 +62,7 @@ class VLRemoteCollections : public ::testing::Test {
     }
     return out;
   }
-  // Makes a request and answers it, which proves that the reader has handled every earlier
-  // notification. Returns the other messages the host sent before that request.
-  std::vector<json> fence() {
-    std::vector<json> others;
-    std::thread asking([&] {
-      vl_await<bool>([&](auto reply) {
-        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
-      });
-    });
-    for (json message = provider.next(); !message.is_null(); message = provider.next()) {
-      if (message.value("method", "") == "items.root") {
-        provider.answer(message, {{"item", ScriptedProvider::item("root", 1)}});
-        break;
-      }
-      others.push_back(message);
-    }
-    asking.join();
-    return others;
-  }
+  std::vector<json> fence() { return provider.fence(platform); }
   // Waits until the working queue has delivered everything posted so far.
   void drain() {
     collection->workingQueue()->sync([] {});
@@ -84,29 +77,8 @@ class VLRemoteCollections : public ::testing::Test {
 
 using Kinds = std::vector<std::string>;
 
-// Also keeps the errors it is told about.
-class ErrorRecorder : public Recorder {
- public:
-  void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) override {
-    {
-      std::lock_guard lock(mutex_);
-      errors_.push_back(error);
-    }
-    Recorder::collectionDidEncounterError(collection, error);
-  }
-  std::vector<VLErrorRef> errors() {
-    std::lock_guard lock(mutex_);
-    return errors_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<VLErrorRef> errors_;
-};
-
 TEST_F(VLRemoteCollections, TurnsItemLevelReportsIntoOrderedBatches) {
   json request = observe();
-  subscription = request["params"]["subscription"];
   EXPECT_EQ(recorder->count(), 0u) << "nothing before the provider answers";
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
@@ -146,10 +118,7 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   };
   auto watch = [&](const std::string& container) {
     Watch w;
-    w.collection = platform->defaultItemManager()->collectionWithIdentifier(container, std::nullopt,
-                                                                            "org.example.fake", {});
-    w.collection->setDelegate(w.recorder);
-    w.collection->workingQueue()->sync([&] { w.collection->startObserving(); });
+    w.collection = start(container, w.recorder);
     return w;
   };
   auto members = [](const Watch& w) {
@@ -159,7 +128,6 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
   };
   auto reloaded = [](const Event& e) { return e.kind == "reload"; };
   json request = observe();
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   ASSERT_GE(recorder->waitFor(reloaded), 0);
 
@@ -215,7 +183,6 @@ TEST_F(VLRemoteCollections, CollectionsOverOneScopeShareOneSubscriptionThatOutli
 // that a provider that never reports changes reads as such in a failed check.
 TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent) {
   json request = observe();
-  subscription = request["params"]["subscription"];
   const std::string named = "subscription " + subscription.dump() + " (scope " + request["params"]["scope"].dump() + ")";
   EXPECT_EQ(collection->silenceNote(), "The provider has not finished its answer to \"collections.subscribe\" for " + named + ".");
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}});
@@ -226,11 +193,8 @@ TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent)
   EXPECT_EQ(collection->silenceNote(), "");
 
   // A later collection over the shared subscription counts from its own start.
-  auto later = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                       std::nullopt, "org.example.fake", {});
   auto laterRecorder = std::make_shared<Recorder>();
-  later->setDelegate(laterRecorder);
-  later->workingQueue()->sync([&] { later->startObserving(); });
+  auto later = start(KsVaultlineRootContainerItemIdentifier, laterRecorder);
   ASSERT_GE(laterRecorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
   EXPECT_EQ(later->silenceNote(), "The provider sent no \"collections.changed\" for " + named +
                                       " since this collection took its members (its last came before).");
@@ -243,18 +207,12 @@ TEST_F(VLRemoteCollections, SaysInTheProtocolsWordsWhenTheProviderHasBeenSilent)
 // batches goes on from the list in its new ordering.
 TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   json request = observe();  // newest first
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10), ScriptedProvider::item("b", 20)}}});
   auto reloaded = [](const Event& e) { return e.kind == "reload"; };
   ASSERT_GE(recorder->waitFor(reloaded), 0);
 
-  auto byName = platform->defaultItemManager()->collectionWithIdentifier(KsVaultlineRootContainerItemIdentifier,
-                                                                         std::nullopt, "org.example.fake", {});
   auto named = std::make_shared<Recorder>();
-  byName->setWorkingQueue(VLDispatchQueue::make("by-name-queue"));
-  byName->reorderItemsWithSortDescriptors({VLSortDescriptor{"filename", false}});  // z to a
-  byName->setDelegate(named);
-  byName->workingQueue()->sync([&] { byName->startObserving(); });
+  auto byName = start(KsVaultlineRootContainerItemIdentifier, named, {VLSortDescriptor{"filename", false}});  // z to a
   ASSERT_GE(named->waitFor(reloaded), 0);
   auto identifiers = [](const std::shared_ptr<VLItemCollection>& c) {
     std::vector<std::string> out;
@@ -289,23 +247,11 @@ TEST_F(VLRemoteCollections, EachOrderingOfASharedScopeGetsItsOwnRows) {
   byName->workingQueue()->sync([&] { byName->stopObserving(); });
 }
 
-TEST_F(VLRemoteCollections, EarlyReportsAreIgnored) {
+// Changes before the answer, or before its last page, break the ordering rule and are dropped.
+TEST_F(VLRemoteCollections, EarlyReportsAreIgnoredAndAPagedAnswerIsOneReloadAfterTheLastPage) {
   json request = observe();
-  subscription = request["params"]["subscription"];
-  // Changes before the answer break the ordering rule and are dropped.
   changed({{"updated", {ScriptedProvider::item("early", 5)}}});
-  provider.answer(request, {{"items", json::array()}});
-  ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "reload"; }), 0);
-  drain();
-  EXPECT_TRUE(collection->items().empty());
-  EXPECT_EQ(kinds(), (Kinds{"reload"}));
-}
-
-TEST_F(VLRemoteCollections, PagedAnswerIsOneReloadAfterTheLastPage) {
-  json request = observe();
-  subscription = request["params"]["subscription"];
   provider.answer(request, {{"items", {ScriptedProvider::item("a", 10)}}, {"more", true}});
-  // Changes before the last page break the ordering rule like changes before an answer.
   changed({{"updated", {ScriptedProvider::item("early", 5)}}});
   provider.notify("collections.items",
                   {{"subscription", subscription}, {"items", {ScriptedProvider::item("b", 20)}}, {"more", true}});
@@ -320,54 +266,31 @@ TEST_F(VLRemoteCollections, PagedAnswerIsOneReloadAfterTheLastPage) {
 TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
   struct Row {
     const char* ending;
-    std::function<void(ScriptedProvider&, const json& request)> stage;
+    json answer;         // to the subscription request
+    std::string method;  // then a notification for the subscription; "" none, "hang up" the provider goes
+    json params;
     std::string words;
   };
-  auto subscriptionOf = [](const json& request) { return request["params"]["subscription"]; };
+  const json none = json::array();
   const std::vector<Row> rows = {
       {"error answer",
-       [](ScriptedProvider& p, const json& request) {
-         p.answer(
-             request,
-             {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1006}, {"description", "no working set"}}}});
-       },
+       {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1006}, {"description", "no working set"}}}},
+       "",
+       {},
        "no working set"},
-      {"invalid changes",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.changed",
-                  {{"subscription", subscriptionOf(request)}, {"updated", {{{"itemIdentifier", "x"}}}}});
-       },
+      {"invalid changes", {{"items", none}}, "collections.changed", {{"updated", {{{"itemIdentifier", "x"}}}}},
        "collections.changed for subscription 1 is not valid: params.updated[0]: missing field "
        "\"parentItemIdentifier\""},
-      {"unannounced page",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", json::array()}});
-       },
+      {"unannounced page", {{"items", none}}, "collections.items", {{"items", none}},
        "did not say that more pages follow"},
-      {"invalid page",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}, {"more", true}});
-         p.notify("collections.items", {{"subscription", subscriptionOf(request)}, {"items", "none"}});
-       },
+      {"invalid page", {{"items", none}, {"more", true}}, "collections.items", {{"items", "none"}},
        "collections.items for subscription 1 is not valid: params.items: expected an array"},
-      {"failure report",
-       [&](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.notify("collections.failed",
-                  {{"subscription", subscriptionOf(request)},
-                   {"error",
-                    {{"domain", "KsVaultlineErrorDomain"}, {"code", -1005}, {"description", "container deleted"}}}});
-       },
+      {"failure report", {{"items", none}}, "collections.failed",
+       {{"error", {{"domain", "KsVaultlineErrorDomain"}, {"code", -1005}, {"description", "container deleted"}}}},
        "container deleted"},
-      {"provider gone",
-       [](ScriptedProvider& p, const json& request) {
-         p.answer(request, {{"items", json::array()}});
-         p.hangUp();
-       },
-       "The provider fake closed the connection."},
+      {"provider gone", {{"items", none}}, "hang up", {}, "The provider fake closed the connection."},
   };
+  auto subscriptionOf = [](const json& request) { return request["params"]["subscription"]; };
   for (const auto& row : rows) {
     ScriptedProvider provider;
     auto platform = provider.open();
@@ -379,17 +302,19 @@ TEST(VLRemoteCollectionEnds, EachEndingIsOneErrorWithItsReason) {
     collection->workingQueue()->sync([&] { collection->startObserving(); });
     json request = provider.expect("collections.subscribe");
     EXPECT_EQ(request["params"]["scope"], (json{{"kind", "workingSet"}})) << row.ending;
-    row.stage(provider, request);
+    provider.answer(request, row.answer);
+    if (row.method == "hang up") {
+      provider.hangUp();
+    } else if (!row.method.empty()) {
+      json params = row.params;
+      params["subscription"] = subscriptionOf(request);
+      provider.notify(row.method, params);
+    }
     ASSERT_GE(recorder->waitFor([](const Event& e) { return e.kind == "error"; }), 0) << row.ending;
-    if (std::string(row.ending) != "provider gone") {
+    if (row.method != "hang up") {
       provider.notify("collections.changed",
                       {{"subscription", subscriptionOf(request)}, {"updated", {ScriptedProvider::item("after", 7)}}});
-      // A later answer proves the reader has handled that notification.
-      vl_await<bool>([&](auto reply) {
-        platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                                 [reply](VLItemRef, VLErrorRef) { reply(true); });
-        provider.answer(provider.expect("items.root"), {{"item", ScriptedProvider::item("root", 1)}});
-      });
+      provider.fence(platform);
     }
     collection->workingQueue()->sync([&] { collection->stopObserving(); });
     auto errors = recorder->errors();

@@ -16,7 +16,6 @@ namespace {
 using remotetest::json;
 using remotetest::ScriptedProvider;
 using simtest::Event;
-using simtest::Recorder;
 
 // Asks the provider's validation service for its properties, as the eligibility check does;
 // `replied` is signalled with the reply.
@@ -26,25 +25,6 @@ void askProperties(const std::shared_ptr<VLRemotePlatform>& platform, const std:
   connection->resume();
   connection->remoteObjectProxyWithErrorHandler([](VLErrorRef) {})->validation_allowValidation(
       [connection, replied](bool, const VLValue::Dictionary&) { replied->signal(); });
-}
-
-// Answers an items.root request: proof that the host handled every line it sent before.
-void answerRootFence(ScriptedProvider& provider, const std::shared_ptr<VLRemotePlatform>& platform,
-                     std::vector<json>* others) {
-  std::thread asking([&] {
-    vl_await<bool>([&](auto reply) {
-      platform->defaultItemManager()->fetchRootItemForProvider(platform->provider(),
-                                                               [reply](VLItemRef, VLErrorRef) { reply(true); });
-    });
-  });
-  for (json message = provider.next(); !message.is_null(); message = provider.next()) {
-    if (message.value("method", "") == "items.root") {
-      provider.answer(message, {{"item", ScriptedProvider::item("root", 1)}});
-      break;
-    }
-    others->push_back(message);
-  }
-  asking.join();
 }
 
 TEST(VLRemoteSessionWorkingSet, IsWatchedOnlyOnceTheProviderSaysItHasOne) {
@@ -78,33 +58,11 @@ TEST(VLRemoteSessionWorkingSet, IsWatchedOnlyOnceTheProviderSaysItHasOne) {
       provider.answer(subscribe, {{"items", json::array()}});
     }
     EXPECT_TRUE(replied->wait(remotetest::kWaitMilliseconds / 1000.0)) << row.said;
-    std::vector<json> others;
-    answerRootFence(provider, platform, &others);
-    for (const auto& message : others) {
+    for (const auto& message : provider.fence(platform)) {
       EXPECT_NE(message.value("method", ""), "collections.subscribe") << row.said << ": " << message.dump();
     }
   }
 }
-
-// Also keeps the errors it is told about.
-class PagingErrorRecorder : public Recorder {
- public:
-  void collectionDidEncounterError(VLItemCollection& collection, const VLErrorRef& error) override {
-    {
-      std::lock_guard lock(mutex_);
-      errors_.push_back(error);
-    }
-    Recorder::collectionDidEncounterError(collection, error);
-  }
-  std::vector<VLErrorRef> errors() {
-    std::lock_guard lock(mutex_);
-    return errors_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<VLErrorRef> errors_;
-};
 
 TEST(VLRemoteSessionPaging, AnAnswerThatDoesNotEndFailsNamingTheBoundItPassed) {
   struct Row {
@@ -127,7 +85,7 @@ TEST(VLRemoteSessionPaging, AnAnswerThatDoesNotEndFailsNamingTheBoundItPassed) {
     options.maximumPagedMembers = 4;
     auto platform = provider.open(nullptr, nullptr, options);
     ASSERT_TRUE(platform) << row.bound;
-    auto recorder = std::make_shared<PagingErrorRecorder>();
+    auto recorder = std::make_shared<remotetest::ErrorRecorder>();
     auto collection = platform->defaultItemManager()->collectionWithIdentifier(
         KsVaultlineRootContainerItemIdentifier, std::nullopt, "org.example.fake", {});
     collection->setDelegate(recorder);

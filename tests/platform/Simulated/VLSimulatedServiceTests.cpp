@@ -41,6 +41,22 @@ class VLSimulatedService : public simtest::SimulatedTest {
   VLErrorRef evictThrough(const std::shared_ptr<VLRemoteObjectProxy>& proxy) {
     return vl_await<VLErrorRef>([&](auto reply) { proxy->validation_evictDocumentWithCompletionHandler(reply); });
   }
+  using Thumbnail = std::tuple<VLItemRef, std::optional<VLData>, std::string, VLErrorRef>;
+  // Fetches thumbnails of `items` and returns every per-item answer once the fetch has finished.
+  std::vector<Thumbnail> thumbnails(const std::vector<VLItemRef>& items, VLSize size, double scale) {
+    auto operation = manager->thumbnailsFetchOperationForItems(items, size, scale);
+    std::vector<Thumbnail> calls;
+    std::mutex mutex;
+    operation->setPerThumbnailCompletionBlock([&](const VLItemRef& item, const std::optional<VLData>& data,
+                                                  const std::string& format, const VLErrorRef& error) {
+      std::lock_guard lock(mutex);
+      calls.emplace_back(item, data, format, error);
+    });
+    auto queue = VLOperationQueue::make();
+    queue->addOperation(operation);
+    EXPECT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
+    return calls;
+  }
 };
 
 TEST_F(VLSimulatedService, EvictionLeavesOnlyAPlaceholderAndReadingBringsTheBytesBack) {
@@ -98,17 +114,7 @@ TEST_F(VLSimulatedService, ThumbnailsShowThePictureOncePerItem) {
   auto text = importFile("plain.txt", "no picture");
   EXPECT_EQ(image->typeIdentifier(), "public.jpeg");
 
-  auto operation = manager->thumbnailsFetchOperationForItems({image, text}, {50, 50}, 1.0);
-  std::vector<std::tuple<VLItemRef, std::optional<VLData>, std::string, VLErrorRef>> calls;
-  std::mutex mutex;
-  operation->setPerThumbnailCompletionBlock([&](const VLItemRef& item, const std::optional<VLData>& data,
-                                                const std::string& format, const VLErrorRef& error) {
-    std::lock_guard lock(mutex);
-    calls.emplace_back(item, data, format, error);
-  });
-  auto queue = VLOperationQueue::make();
-  queue->addOperation(operation);
-  ASSERT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
+  auto calls = thumbnails({image, text}, {50, 50}, 1.0);
   ASSERT_EQ(calls.size(), 2u);
   auto& [item, data, format, error] = calls[0];
   EXPECT_EQ(item->itemIdentifier(), image->itemIdentifier());
@@ -131,20 +137,10 @@ class ChokingAction : public VLActionOperation {
 
 TEST_F(VLSimulatedService, WorkThatCannotBeDoneStillAnswersWithAnError) {
   auto image = importFile("picture.jpeg", simtest::redGreenJPEG());
-  auto operation = manager->thumbnailsFetchOperationForItems({image, image}, {1e9, 1e9}, 1e9);
-  std::vector<VLErrorRef> errors;
-  std::mutex mutex;
-  operation->setPerThumbnailCompletionBlock(
-      [&](const VLItemRef&, const std::optional<VLData>&, const std::string&, const VLErrorRef& error) {
-        std::lock_guard lock(mutex);
-        errors.push_back(error);
-      });
-  auto queue = VLOperationQueue::make();
-  queue->addOperation(operation);
-  ASSERT_TRUE(vl_waitUntilAllOperationsAreFinishedWithTimeout(*queue, simtest::kWait));
-  ASSERT_EQ(errors.size(), 2u);
-  ASSERT_TRUE(errors[1]);
-  EXPECT_EQ(errors[1]->localizedDescription(),
+  auto calls = thumbnails({image, image}, {1e9, 1e9}, 1e9);
+  ASSERT_EQ(calls.size(), 2u);
+  ASSERT_TRUE(std::get<3>(calls[1]));
+  EXPECT_EQ(std::get<3>(calls[1])->localizedDescription(),
             "A thumbnail of 1e+09x1e+09 points at scale 1e+09 is larger than 4096 pixels a side.");
 
   VLErrorRef error = perform(std::make_shared<ChokingAction>());

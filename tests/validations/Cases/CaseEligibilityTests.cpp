@@ -31,29 +31,33 @@ void expectUntouched(const VLProvider& provider) {
   EXPECT_FALSE(provider.isEligibleForValidation());
 }
 
-TEST(CaseEligibility, AnAllowingProviderIsEligibleAndItsOptionsApply) {
-  auto service = install("alternate-root=Validation,syncing=no");
-  auto provider = service->provider();
-  EXPECT_TRUE(decideEligibility(provider));
-  EXPECT_EQ(provider->alternateRootContainer(), service->validationRootIdentifier());
-  EXPECT_NE(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
-  EXPECT_FALSE(provider->isSyncingProvider());
-  EXPECT_FALSE(provider->hasNoWorkingSet());
-}
-
-TEST(CaseEligibility, ARefusingProviderStillAppliesItsOptions) {
-  auto provider = install("validation-service=refuse,syncing=no")->provider();
-  EXPECT_FALSE(decideEligibility(provider));
-  EXPECT_FALSE(provider->isEligibleForValidation());
-  EXPECT_FALSE(provider->hasNoWorkingSet());
-  EXPECT_FALSE(provider->isSyncingProvider());
-  // No alternate root offered: the property keeps its value.
-  EXPECT_EQ(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
-
-  // On an internal build every provider that answers is eligible, even when it refuses.
-  provider = install("validation-service=refuse,internal-build=yes")->provider();
-  EXPECT_TRUE(decideEligibility(provider));
-  EXPECT_TRUE(provider->isEligibleForValidation());
+// The options a provider answers with apply whether it allows validation or refuses it; on an
+// internal build every provider that answers is eligible, even when it refuses, and without an
+// answer nothing changes.
+TEST(CaseEligibility, TheAnswerDecidesAndItsOptionsApply) {
+  struct Row {
+    const char* settings;
+    bool decided, eligible, alternateRoot, syncing, noWorkingSet;
+  };
+  const Row rows[] = {
+      {"alternate-root=Validation,syncing=no", true, true, true, false, false},
+      {"validation-service=refuse,syncing=no", false, false, false, false, false},
+      {"validation-service=refuse,internal-build=yes", true, true, false, true, false},
+      {"validation-service=absent,internal-build=yes", true, false, false, true, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.settings);
+    auto service = install(row.settings);
+    auto provider = service->provider();
+    EXPECT_EQ(decideEligibility(provider), row.decided);
+    EXPECT_EQ(provider->isEligibleForValidation(), row.eligible);
+    // Without an alternate root offered the property keeps its value.
+    EXPECT_EQ(provider->alternateRootContainer(),
+              row.alternateRoot ? service->validationRootIdentifier() : KsVaultlineRootContainerItemIdentifier);
+    if (row.alternateRoot) EXPECT_NE(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
+    EXPECT_EQ(provider->isSyncingProvider(), row.syncing);
+    EXPECT_EQ(provider->hasNoWorkingSet(), row.noWorkingSet);
+  }
 }
 
 TEST(CaseEligibility, WithoutAnAnswerOnlyInternalBuildsAreEligible) {
@@ -65,9 +69,6 @@ TEST(CaseEligibility, WithoutAnAnswerOnlyInternalBuildsAreEligible) {
               std::vector<std::string>{"[ERROR] didn't find validation service " + KsVaultlineValidationServiceV1Name +
                                        " for <VLProvider net.vaultline.simulated>"});
   }
-  provider = install("validation-service=absent,internal-build=yes")->provider();
-  EXPECT_TRUE(decideEligibility(provider));
-  expectUntouched(*provider);
 
   // A connection that fails while the question is asked answers with the build kind, once.
   for (const std::string build : {"no", "yes"}) {

@@ -213,37 +213,19 @@ TEST(CaseTraceMarks, AnItemCarriesOneMarkFromItsFirstEventOn) {
   EXPECT_EQ(marksInItem, 2u) << item;  // its display name and its identifier
 }
 
+// Each row: settings, case, verdict, a check's outcome, words in its reason, words in an
+// event its stream showed, words of a failed action.
 const TraceRow kTraceRows[] = {
-    {.settings = "",
-     .caseID = "VLContainerValidation.RenamingPreservesItemIdentifier/Folder",
-     .verdict = VLValidationResultPassed,
-     .checkOutcome = "matched",
-     .reasonWords = "",
-     .sawWords = "ValidationFolder-",
-     .actionError = ""},
+    {"", "VLContainerValidation.RenamingPreservesItemIdentifier/Folder", VLValidationResultPassed, "matched", "",
+     "ValidationFolder-", ""},
     // The renamed item comes under another identifier: the check times out, and its stream
     // showed the renamed item all along.
-    {.settings = "rename-changes-identifier",
-     .caseID = "VLContainerValidation.RenamingPreservesItemIdentifier/Folder",
-     .verdict = VLValidationResultFailed,
-     .checkOutcome = "timed-out",
-     .reasonWords = "Timed out (0.3s)",
-     .sawWords = "-Renamed",
-     .actionError = ""},
-    {.settings = "stale-child-count",
-     .caseID = "VLContainerValidation.ItemCount/Folder",
-     .verdict = VLValidationResultFailed,
-     .checkOutcome = "near-miss",
-     .reasonWords = "childItemCount: got 0, but expected 1",
-     .sawWords = "0 children",
-     .actionError = ""},
-    {.settings = "rename-refused",
-     .caseID = "VLAttributeValidation.Rename/Folder",
-     .verdict = VLValidationResultFailed,
-     .checkOutcome = "timed-out",
-     .reasonWords = "Timed out",
-     .sawWords = nullptr,
-     .actionError = "cannot be renamed"},
+    {"rename-changes-identifier", "VLContainerValidation.RenamingPreservesItemIdentifier/Folder",
+     VLValidationResultFailed, "timed-out", "Timed out (0.3s)", "-Renamed", ""},
+    {"stale-child-count", "VLContainerValidation.ItemCount/Folder", VLValidationResultFailed, "near-miss",
+     "childItemCount: got 0, but expected 1", "0 children", ""},
+    {"rename-refused", "VLAttributeValidation.Rename/Folder", VLValidationResultFailed, "timed-out", "Timed out",
+     nullptr, "cannot be renamed"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Quirks, CaseTrace, testing::ValuesIn(kTraceRows), [](const auto& info) {
