@@ -3,14 +3,13 @@
 // VL_UPDATE_APPROVED=1 rewrites the approved files from what the reporters write now.
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "ReportFiles.h"
 #include "SampleRun.h"
 #include "Choice/VLUsageError.h"
 #include "vlvalidate/VLJUnitReporter.h"
@@ -23,17 +22,13 @@
 
 namespace {
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using e2e::readText;
+using e2e::scratchFile;
 
 void expectApproved(const std::string& received, const std::string& name) {
   const std::filesystem::path approved = std::filesystem::path(VL_APPROVED_DIR) / name;
   if (std::getenv("VL_UPDATE_APPROVED")) std::ofstream(approved, std::ios::binary) << received;
-  EXPECT_EQ(received, readFile(approved))
+  EXPECT_EQ(received, readText(approved))
       << "approved file " << approved << " (VL_UPDATE_APPROVED=1 rewrites it after a deliberate change)";
 }
 
@@ -47,17 +42,6 @@ void replay(VLReporter& reporter, const sample::Run& run) {
     reporter.caseFinished(record);
   }
   reporter.runFinished(run.summary);
-}
-
-// Files go in a folder of this process's own: other runs of these tests on a shared machine
-// write the same names.
-std::string temporaryPath(const std::string& name) {
-  static const std::string folder = [] {
-    std::string pattern = ::testing::TempDir() + "/vlvalidate-reporters-XXXXXX";
-    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    return pattern;
-  }();
-  return folder + "/" + name;
 }
 
 TEST(Reporters, ConsoleMatchesItsApprovedOutput) {
@@ -79,10 +63,10 @@ TEST(Reporters, FileReportsMatchTheirApprovedOutput) {
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
     SCOPED_TRACE(row.name);
-    const std::string path = temporaryPath(row.name);
+    const std::string path = scratchFile(row.name);
     auto reporter = VLReporterRegistry::make(row.name, {nullptr, path});
     replay(*reporter, run);
-    const std::string written = readFile(path);
+    const std::string written = readText(path);
     expectApproved(written, "report." + row.extension);
     EXPECT_EQ(row.render(document), written);
   }
