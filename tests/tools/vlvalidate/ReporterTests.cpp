@@ -219,15 +219,16 @@ VLCaseRecord timedOutCheck() {
               .set("type", type)
               .set("item", std::move(item)));
   };
+  auto check = [&](const char* phase) {
+    return VLTraceRecord(VLTraceKind::Check)
+        .set("phase", phase)
+        .set("id", 5)
+        .set("streamID", 3)
+        .set("stream", "events for item-7")
+        .set("waitingFor", waitingFor);
+  };
   event(0.002, 3, 0, "should-be-reloaded", VLValue());
-  at(0.003, VLTraceRecord(VLTraceKind::Check)
-                .set("phase", "began")
-                .set("id", 5)
-                .set("streamID", 3)
-                .set("stream", "events for item-7")
-                .set("waitingFor", waitingFor)
-                .set("timeout", 5.0)
-                .set("from", 1));
+  at(0.003, check("began").set("timeout", 5.0).set("from", 1));
   for (uint64_t position = 1; position <= 9; ++position) {
     event(0.003 + 0.25 * static_cast<double>(position), 3, position, position == 1 ? "insert" : "update", item);
   }
@@ -235,12 +236,7 @@ VLCaseRecord timedOutCheck() {
   at(2.4, VLTraceRecord(VLTraceKind::Provider)
               .set("fact", "protocol-fault")
               .set("text", "result.items[0].documentSize: expected an integer, got \"22\""));
-  at(5.004, VLTraceRecord(VLTraceKind::Check)
-                .set("phase", "ended")
-                .set("id", 5)
-                .set("streamID", 3)
-                .set("stream", "events for item-7")
-                .set("waitingFor", waitingFor)
+  at(5.004, check("ended")
                 .set("outcome", "timed-out")
                 .set("position", VLValue())
                 .set("match", VLValue())
