@@ -17,12 +17,15 @@
 #include <thread>
 
 #include "ChildProcess.h"
+#include "ReportFiles.h"
 #include "Core/VLException.h"
 #include "vlvalidate/VLLiveServer.h"
 #include "vlvalidate/VLReportFile.h"
 #include "vlvalidate/VLReportReader.h"
 
 namespace {
+
+using e2e::readText;
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -48,11 +51,6 @@ class Scratch {
  private:
   fs::path path_;
 };
-
-std::string readAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 // A report with `cases` (JSON text) and `extra` members.
 std::string reportWith(const std::string& cases, const std::string& extra = "") {
@@ -158,7 +156,7 @@ TEST(HostileInput, ReportPathsAreCheckedBeforeTheRun) {
   const auto merge = e2e::run({"merge", same, "--json", same, "--html", dotted});
   EXPECT_EQ(merge.status, 2);
   EXPECT_NE(merge.err.find("name the same file"), std::string::npos) << merge.err;
-  EXPECT_EQ(readAll(same), "{}");
+  EXPECT_EQ(readText(same), "{}");
 }
 
 // A write cut short (the file size limit stands in for a full disk): the earlier report is
@@ -169,7 +167,7 @@ TEST(HostileInput, AFailedWriteLeavesTheEarlierReportWhole) {
   ::chmod(target.c_str(), 0640);
   const VLReportFile file(target, "--json");
   file.write(std::string(1000, 'a'));
-  EXPECT_EQ(readAll(target), std::string(1000, 'a'));
+  EXPECT_EQ(readText(target), std::string(1000, 'a'));
   struct stat status{};
   ASSERT_EQ(::stat(target.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the replaced file keeps its mode";
@@ -190,7 +188,7 @@ TEST(HostileInput, AFailedWriteLeavesTheEarlierReportWhole) {
   ::setrlimit(RLIMIT_FSIZE, &saved);
   std::signal(SIGXFSZ, previous);
   EXPECT_TRUE(failed);
-  EXPECT_EQ(readAll(target), std::string(1000, 'a'));
+  EXPECT_EQ(readText(target), std::string(1000, 'a'));
   size_t files = 0;
   for ([[maybe_unused]] const auto& entry : fs::directory_iterator(scratch.path())) ++files;
   EXPECT_EQ(files, 1u) << "no temporary file is left behind";

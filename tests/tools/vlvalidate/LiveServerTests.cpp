@@ -147,45 +147,51 @@ TEST(LiveServer, TheGuardHoldsOnTheWire) {
 
   EXPECT_EQ(client.Get("/api/choices")->status, 200);
   EXPECT_EQ(client.Get("/", {{"Host", "attacker.example:" + std::to_string(server.port())}})->status, 403);
-  EXPECT_EQ(client.Get("/", {{"Host", "127.0.0.1:1"}})->status, 403);
   EXPECT_EQ(client.Post("/api/stop", {{"Origin", "http://attacker.example"}}, "{}", "application/json")->status, 403);
   EXPECT_EQ(client.Post("/api/stop", {{"Origin", server.origin()}}, "{}", "application/json")->status, 409);
   EXPECT_EQ(client.Post("/api/run", "provider=sim", "application/x-www-form-urlencoded")->status, 415);
 }
 
-// Hostile bodies and providers a page may not run: each answered 4xx in words that name the
-// fault, never echoing the body, and the server goes on.
-TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
+// Bad choices, hostile bodies and providers a page may not run: each answered 4xx in words
+// that name the fault, never echoing a long body, and the server goes on. (Bodies too deep, too
+// large or of the wrong type for /api/run are in HostileInput's matrix.)
+TEST(LiveServer, BadAndHostileRequestsAreRefusedAndTheServerGoesOn) {
   LiveServer server({kQuirk, "exec:/bin/true"});
   // Deep, and long, but inside the body limit.
   const std::string deep = std::string(30000, '[') + std::string(30000, ']');
-  const std::string huge(VLLiveServer::kLargestBody + 1, ' ');
   const std::string longText(50000, 'x');
+  auto run = [](const json& body) { return body.dump(); };
   struct Bad {
     std::string path;
     std::string body;
     int status;
     const char* words;
   } cases[] = {
-      {"/api/run", R"({"provider": )" + deep + "}", 400, "deeper than"},
+      {"/api/run", run({{"provider", "sim:no-such-quirk"}}), 400, "no-such-quirk"},
+      {"/api/run", run({{"provider", "exec:"}}), 400, "command"},
+      {"/api/run", run({{"provider", "unix:"}}), 400, "path"},
+      {"/api/run", run({{"provider", "sim"}, {"filter", "NoSuchSuite.*"}}), 400, "NoSuchSuite"},
+      {"/api/run", run({{"provider", "sim:validation-refused"}}), 422, "not eligible"},
+      {"/api/run", run({{"jobs", 0}}), 400, "jobs"},
+      {"/api/run", run({{"timeout", "soon"}}), 400, "timeout"},
       {"/api/rerun", R"({"id": )" + deep + "}", 400, "deeper than"},
       {"/api/run", deep, 400, "deeper than"},
-      {"/api/run", huge, 413, ""},
       {"/api/run", R"({"provider": "exec:/bin/sh -c 'touch /tmp/owned'"})", 403, "--provider"},
       {"/api/run", R"({"provider": "unix:/tmp/some.sock"})", 403, "--provider"},
       {"/api/run", R"({"provider": "exec:/bin/true --and-more"})", 403, "--provider"},
-      {"/api/run", R"({"provider": )" + json(longText).dump() + "}", 400, ""},
-      {"/api/run", R"({"filter": )" + json(longText).dump() + "}", 400, ""},
-      {"/api/run", R"({"provider": ["sim"]})", 400, "\"provider\" has the wrong type"},
+      {"/api/run", run({{"provider", longText}}), 400, ""},
+      {"/api/run", run({{"filter", longText}}), 400, ""},
       {"/api/session", deep, 401, "used already"},
   };
   for (const auto& each : cases) {
+    const std::string shown = each.body.substr(0, 60);
     auto answer = server.client().Post(each.path.c_str(), each.body, "application/json");
-    ASSERT_TRUE(answer) << each.path << " " << each.body.substr(0, 60);
-    EXPECT_EQ(answer->status, each.status) << each.body.substr(0, 60) << ": " << answer->body.substr(0, 300);
-    const std::string said = each.status == 413 ? answer->body : errorOf(answer);
-    EXPECT_NE(said.find(each.words), std::string::npos) << each.body.substr(0, 60) << ": " << answer->body;
-    EXPECT_LT(answer->body.size(), 1000u) << each.body.substr(0, 60);
+    ASSERT_TRUE(answer) << each.path << " " << shown;
+    EXPECT_EQ(answer->status, each.status) << shown << ": " << answer->body.substr(0, 300);
+    EXPECT_NE(errorOf(answer).find(each.words), std::string::npos) << shown << ": " << answer->body;
+    if (each.body.size() > 1000) {
+      EXPECT_LT(answer->body.size(), 1000u) << shown;
+    }
   }
   // The allowed exec: provider is let through, however its words are quoted (and then fails
   // its handshake: /bin/true says nothing).
@@ -194,35 +200,12 @@ TEST(LiveServer, HostileRequestsAreRefusedAndNotEchoed) {
     ASSERT_TRUE(allowed);
     EXPECT_EQ(allowed->status, 502) << same << ": " << allowed->body;
   }
-  EXPECT_EQ(server.client().Get("/api/choices")->status, 200) << "the server goes on";
-}
-
-TEST(LiveServer, ABadChoiceIsAnsweredAndTheServerGoesOn) {
-  LiveServer server;
-  struct Bad {
-    json body;
-    int status;
-    const char* words;
-  } cases[] = {
-      {{{"provider", "sim:no-such-quirk"}}, 400, "no-such-quirk"},
-      {{{"provider", "exec:"}}, 400, "command"},
-      {{{"provider", "unix:"}}, 400, "path"},
-      {{{"provider", "sim"}, {"filter", "NoSuchSuite.*"}}, 400, "NoSuchSuite"},
-      {{{"provider", "sim:validation-refused"}}, 422, "not eligible"},
-      {{{"jobs", 0}}, 400, "jobs"},
-      {{{"timeout", "soon"}}, 400, "timeout"},
-  };
-  for (const auto& each : cases) {
-    auto answer = server.post("/api/run", each.body);
-    ASSERT_TRUE(answer) << each.body;
-    EXPECT_EQ(answer->status, each.status) << each.body << ": " << answer->body;
-    EXPECT_NE(errorOf(answer).find(each.words), std::string::npos) << each.body << ": " << answer->body;
-  }
   auto choices = server.client().Get("/api/choices");
   ASSERT_TRUE(choices);
+  EXPECT_EQ(choices->status, 200) << "the server goes on";
   const auto document = json::parse(choices->body);
   EXPECT_EQ(document["defaultProvider"], kQuirk);
-  EXPECT_EQ(document["allowedProviders"], json::array({kQuirk}));
+  EXPECT_EQ(document["allowedProviders"], json::array({kQuirk, "exec:/bin/true"}));
   bool listed = false;
   for (const auto& quirk : document["quirks"]) listed = listed || quirk["name"] == "rename-refused";
   EXPECT_TRUE(listed) << choices->body;

@@ -58,11 +58,16 @@ TEST(Outcome, VerdictChangesAgainstABaseline) {
   EXPECT_EQ(comparison.gone[0].shortID, "S.Gone");
 }
 
+// The exit status over verdicts, --fail-on-inconclusive, a baseline and an interrupt.
+// --inconclusive-exit tells "every case inconclusive" apart from a pass and changes nothing
+// else: every row is also run with it flipped.
 TEST(Outcome, ExitStatus) {
+  using Baseline = std::vector<std::pair<std::string, VLValidationResult>>;
   struct Row {
     std::vector<VLCaseRecord> records;
     bool failOnInconclusive;
-    std::optional<std::vector<std::pair<std::string, VLValidationResult>>> baseline;
+    bool inconclusiveExit;
+    std::optional<Baseline> baseline;
     std::optional<int> interrupted;
     int status;
   };
@@ -70,17 +75,25 @@ TEST(Outcome, ExitStatus) {
   const auto failed = finished("S.F", {F});
   const auto inconclusive = finished("S.I", {I});
   const auto flaky = finished("S.X", {F, P});
+  const auto none = std::nullopt;
   const std::vector<Row> rows = {
-      {{passed, flaky}, false, std::nullopt, std::nullopt, VLExitPassed},
-      {{passed, failed}, false, std::nullopt, std::nullopt, VLExitFailed},
-      {{passed, inconclusive}, false, std::nullopt, std::nullopt, VLExitPassed},
-      {{passed, inconclusive}, true, std::nullopt, std::nullopt, VLExitFailed},
+      {{passed, flaky}, false, false, none, none, VLExitPassed},
+      {{passed, failed}, false, false, none, none, VLExitFailed},
+      {{passed, inconclusive}, false, false, none, none, VLExitPassed},
+      {{passed, inconclusive}, true, false, none, none, VLExitFailed},
       // With a baseline only regressions fail: a known failure does not, a new one does.
-      {{failed, inconclusive}, true, {{{"S.F", F}, {"S.I", I}}}, std::nullopt, VLExitPassed},
-      {{failed, passed}, false, {{{"S.F", F}, {"S.P", I}}}, std::nullopt, VLExitPassed},
-      {{passed, inconclusive}, false, {{{"S.P", P}, {"S.I", P}}}, std::nullopt, VLExitFailed},
-      {{passed}, false, std::nullopt, 130, 130},
-      {{failed}, false, std::nullopt, 143, 143},
+      {{failed, inconclusive}, true, false, Baseline{{"S.F", F}, {"S.I", I}}, none, VLExitPassed},
+      {{failed, passed}, false, false, Baseline{{"S.F", F}, {"S.P", I}}, none, VLExitPassed},
+      {{passed, inconclusive}, false, false, Baseline{{"S.P", P}, {"S.I", P}}, none, VLExitFailed},
+      {{passed}, false, false, none, 130, 130},
+      {{failed}, false, false, none, 143, 143},
+      {{inconclusive}, false, true, none, none, VLExitInconclusive},
+      {{inconclusive, finished("S.J", {F, I})}, false, true, none, none, VLExitInconclusive},
+      {{inconclusive, passed}, false, true, none, none, VLExitPassed},
+      {{inconclusive, failed}, false, true, none, none, VLExitFailed},
+      {{inconclusive}, true, true, none, none, VLExitFailed},
+      {{inconclusive}, false, true, Baseline{{"S.I", I}}, none, VLExitPassed},
+      {{}, false, true, none, none, VLExitPassed},
   };
   for (size_t i = 0; i < rows.size(); ++i) {
     const auto& row = rows[i];
@@ -89,44 +102,18 @@ TEST(Outcome, ExitStatus) {
     std::optional<VLBaselineComparison> comparison;
     std::set<std::string> known = {"S.P", "S.F", "S.I", "S.X"};
     if (row.baseline) comparison = VLBaseline::parse(baselineOf(*row.baseline), "b").compare(row.records, known);
-    auto summary = VLRunSummary::of(row.records, options, row.records.size() + 1, 1.0, comparison, row.interrupted);
-    EXPECT_EQ(summary.exitCode, row.status) << "row " << i << ": " << summary.conclusion;
-  }
-}
-
-// --inconclusive-exit tells "every case inconclusive" apart from a pass, and changes nothing
-// else: a failure, a pass beside it, --fail-on-inconclusive and a baseline keep their status.
-TEST(Outcome, InconclusiveExitOnlyWhenEveryRunWasInconclusive) {
-  struct Row {
-    std::vector<VLCaseRecord> records;
-    bool failOnInconclusive;
-    bool withBaseline;
-    int status;
-  };
-  const auto passed = finished("S.P", {P});
-  const auto failed = finished("S.F", {F});
-  const auto inconclusive = finished("S.I", {I});
-  const std::vector<Row> rows = {
-      {{inconclusive}, false, false, VLExitInconclusive},
-      {{inconclusive, finished("S.J", {F, I})}, false, false, VLExitInconclusive},
-      {{inconclusive, passed}, false, false, VLExitPassed},
-      {{inconclusive, failed}, false, false, VLExitFailed},
-      {{inconclusive}, true, false, VLExitFailed},
-      {{inconclusive}, false, true, VLExitPassed},
-      {{}, false, false, VLExitPassed},
-  };
-  for (size_t i = 0; i < rows.size(); ++i) {
-    const auto& row = rows[i];
-    VLRunOptions options;
-    options.inconclusiveExit = true;
-    options.failOnInconclusive = row.failOnInconclusive;
-    std::optional<VLBaselineComparison> comparison;
-    if (row.withBaseline) comparison = VLBaseline::parse(baselineOf({{"S.I", I}}), "b").compare(row.records, {"S.I"});
-    auto summary = VLRunSummary::of(row.records, options, row.records.size(), 1.0, comparison, std::nullopt);
-    EXPECT_EQ(summary.exitCode, row.status) << "row " << i << ": " << summary.conclusion;
-    options.inconclusiveExit = false;
-    auto without = VLRunSummary::of(row.records, options, row.records.size(), 1.0, comparison, std::nullopt);
-    EXPECT_NE(without.exitCode, VLExitInconclusive) << "row " << i;
+    const size_t planned = row.records.size() + (row.interrupted ? 1 : 0);
+    for (bool flipped : {false, true}) {
+      options.inconclusiveExit = row.inconclusiveExit != flipped;
+      auto summary = VLRunSummary::of(row.records, options, planned, 1.0, comparison, row.interrupted);
+      if (!flipped) {
+        EXPECT_EQ(summary.exitCode, row.status) << "row " << i << ": " << summary.conclusion;
+      } else if (row.status == VLExitInconclusive) {
+        EXPECT_NE(summary.exitCode, VLExitInconclusive) << "row " << i << " without --inconclusive-exit";
+      } else {
+        EXPECT_EQ(summary.exitCode, row.status) << "row " << i << " with --inconclusive-exit flipped";
+      }
+    }
   }
 }
 

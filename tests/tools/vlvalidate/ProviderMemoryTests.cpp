@@ -16,6 +16,8 @@
 
 namespace {
 
+using e2e::scratchFile;
+
 // An instrumented build's processes keep shadow memory and quarantined blocks, so their peak
 // says nothing of the run's own: there the rows check verdicts and reports, and the plain build
 // holds the bound.
@@ -24,8 +26,6 @@ constexpr bool kPeakIsTheRunsOwn = false;
 #else
 constexpr bool kPeakIsTheRunsOwn = true;
 #endif
-
-std::string memoryPath(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-memory-" + name; }
 
 // The largest peak resident size of any child waited for so far, in MB: each row's run is
 // waited for before the next starts, so this is at least every finished run's own peak.
@@ -59,23 +59,23 @@ TEST(ProviderMemory, OversizedAnswersLeaveTheRunSmall) {
 #endif
   for (bool png : {true, false}) {
     auto bytes = support::pictureClaiming(png, 50000, 50000);
-    std::ofstream(memoryPath(png ? "huge.png" : "huge.jpeg"), std::ios::binary)
+    std::ofstream(scratchFile(png ? "huge.png" : "huge.jpeg"), std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
   const Row rows[] = {
       {"error-text", "error-text actions.rename 16000000", "VLContainerValidation.RenamingPreservesItemIdentifier*",
        "failed", "bytes cut]"},
-      {"png", "thumbnail '" + memoryPath("huge.png") + "'", "VLFileTypeValidation.ThumbnailsRepresentItem", "inconclusive",
+      {"png", "thumbnail '" + scratchFile("huge.png") + "'", "VLFileTypeValidation.ThumbnailsRepresentItem", "inconclusive",
        "Thumbnail data could not be decoded as an image"},
-      {"jpeg", "thumbnail '" + memoryPath("huge.jpeg") + "'", "VLFileTypeValidation.ThumbnailsRepresentItem",
+      {"jpeg", "thumbnail '" + scratchFile("huge.jpeg") + "'", "VLFileTypeValidation.ThumbnailsRepresentItem",
        "inconclusive", "Thumbnail data could not be decoded as an image"},
   };
   const std::string proxy = std::string(VL_TEST_PROVIDERS_DIR) + "/oversized_proxy.py";
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const std::string json = memoryPath(row.name + ".json");
+    const std::string json = scratchFile(row.name + ".json");
     auto result = e2e::run({"--provider", "exec:python3 '" + proxy + "' " + row.proxyArguments + " '" + VL_PROVIDER_SIM + "'",
-                            "--filter", row.filter, "--json", json, "--junit", memoryPath(row.name + ".xml"),
+                            "--filter", row.filter, "--json", json, "--junit", scratchFile(row.name + ".xml"),
                             // Moving 16 MB through a proxy takes a sanitizer build under load
                             // past the default; the rows are about memory and words, not speed.
                             "--timeout", "120"});
@@ -93,7 +93,7 @@ TEST(ProviderMemory, OversizedAnswersLeaveTheRunSmall) {
     EXPECT_NE(text.find(row.words), std::string::npos) << text.substr(0, 4000);
     eachString(report, [](const std::string& each) { EXPECT_LE(each.size(), kVLKeptTextLimit + 64); });
     EXPECT_LT(std::filesystem::file_size(json), 4u << 20);
-    EXPECT_LT(std::filesystem::file_size(memoryPath(row.name + ".xml")), 4u << 20);
+    EXPECT_LT(std::filesystem::file_size(scratchFile(row.name + ".xml")), 4u << 20);
   }
 }
 

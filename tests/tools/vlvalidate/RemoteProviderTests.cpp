@@ -16,7 +16,7 @@
 
 namespace {
 
-std::string remotePath(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-remote-" + name; }
+using e2e::scratchFile;
 
 // The choice that starts vlprovider-sim with `settings` as its arguments.
 std::string execSim(const std::string& settings) {
@@ -39,9 +39,9 @@ TEST(RemoteProvider, EitherTransportGivesTheReportOfTheProviderInProcess) {
   std::vector<std::string> choices = {"sim:" + quirk, execSim(quirk), "unix:" + daemon.path()};
   std::vector<nlohmann::json> reports;
   for (const auto& choice : choices) {
-    auto result = e2e::run({"--provider", choice, "--json", remotePath("parity.json")});
+    auto result = e2e::run({"--provider", choice, "--json", scratchFile("parity.json")});
     EXPECT_EQ(result.status, 1) << choice << "\n" << result.out << result.err;  // the quirk fails some cases
-    reports.push_back(e2e::readJson(remotePath("parity.json")));
+    reports.push_back(e2e::readJson(scratchFile("parity.json")));
     EXPECT_EQ(reports.back()["provider"]["argument"], choice);
   }
   const auto inProcess = e2e::verdicts(reports[0]);
@@ -60,7 +60,7 @@ TEST(RemoteProvider, EitherTransportGivesTheReportOfTheProviderInProcess) {
 }
 
 TEST(RemoteProvider, AProviderThatCannotBeStartedOrGreetedIsExitStatus4) {
-  const std::string wrongVersion = remotePath("wrong-version.sh");
+  const std::string wrongVersion = scratchFile("wrong-version.sh");
   std::ofstream(wrongVersion) << "#!/bin/sh\nread request\n"
                               << R"(echo '{"jsonrpc":"2.0","id":1,"result":{"protocolVersion":2,"provider":)"
                               << R"({"identifier":"x","providerIdentifier":"x"}}}')"
@@ -72,7 +72,7 @@ TEST(RemoteProvider, AProviderThatCannotBeStartedOrGreetedIsExitStatus4) {
        {"failed the handshake", "exited with status 3", "no licence found"}},
       {{"--provider", "exec:" + wrongVersion}, {"failed the handshake", "speaks protocol version 2"}},
       {{"eligibility", "--provider", "exec:" + wrongVersion}, {"speaks protocol version 2"}},
-      {{"--provider", "unix:" + remotePath("nobody-listens.sock")}, {"cannot connect", "No such file or directory"}},
+      {{"--provider", "unix:" + scratchFile("nobody-listens.sock")}, {"cannot connect", "No such file or directory"}},
   };
   for (const auto& [arguments, words] : rows) {
     SCOPED_TRACE(arguments.back());
@@ -86,7 +86,7 @@ TEST(RemoteProvider, AProviderThatCannotBeStartedOrGreetedIsExitStatus4) {
 
 TEST(RemoteProvider, AProviderThatDiesMidRunFailsTheRemainingCasesAtOnceNamingIt) {
   // Slow actions, so that cases are still to come when the provider is killed.
-  e2e::Child child({"--provider", execSim("action-latency=100ms"), "--json", remotePath("died.json")});
+  e2e::Child child({"--provider", execSim("action-latency=100ms"), "--json", scratchFile("died.json")});
   ASSERT_TRUE(child.readUntil([](const std::string& out) { return out.find("\nPASSED") != std::string::npos; }));
   const auto providers = childrenOf(child.pid());
   ASSERT_EQ(providers.size(), 1u);
@@ -96,7 +96,7 @@ TEST(RemoteProvider, AProviderThatDiesMidRunFailsTheRemainingCasesAtOnceNamingIt
 
   // The cases before passed; from the first that did not, every one failed and says why. The
   // case running at the kill may have waited for an effect; each later one fails at once.
-  const auto report = e2e::readJson(remotePath("died.json"));
+  const auto report = e2e::readJson(scratchFile("died.json"));
   size_t failed = 0;
   for (const auto& entry : report["cases"]) {
     if (!failed && entry["verdict"] == "passed") continue;
@@ -139,13 +139,13 @@ TEST(RemoteProvider, AnInvalidAnswerFailsTheCheckAtOnceNamingTheFault) {
   for (const auto& [mode, words] : rows) {
     SCOPED_TRACE(mode);
     const std::string proxy = std::string(VL_TEST_PROVIDERS_DIR) + "/mangling_proxy.py";
-    const std::string log = remotePath(mode + ".protocol.jsonl");
+    const std::string log = scratchFile(mode + ".protocol.jsonl");
     auto result = e2e::run({"--provider", "exec:python3 '" + proxy + "' " + mode + " '" + VL_PROVIDER_SIM + "'",
                             "--filter", "VLContainerValidation.ImportAddsToContainer/RootContainer", "--json",
-                            remotePath(mode + ".json"), "--protocol-log", log});
+                            scratchFile(mode + ".json"), "--protocol-log", log});
     EXPECT_EQ(result.status, 1) << result.out << result.err;
     EXPECT_NE((result.out + result.err).find("[ERROR]"), std::string::npos) << result.out << result.err;
-    const auto report = e2e::readJson(remotePath(mode + ".json"));
+    const auto report = e2e::readJson(scratchFile(mode + ".json"));
     ASSERT_EQ(report["cases"].size(), 1u);
     const auto& entry = report["cases"][0];
     EXPECT_EQ(entry["verdict"], "failed");

@@ -1,12 +1,33 @@
-// Reading the JSON reports that the end-to-end tests make vlvalidate write.
+// Where the runner's tests put the files they make vlvalidate write, and reading them back.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 
 namespace e2e {
+
+// A file of this name in a folder of this process's own (mkdtemp, mode 0700): other runs of
+// these tests on a shared machine write the same names.
+inline std::string scratchFile(const std::string& name) {
+  static const std::string folder = [] {
+    std::string pattern = ::testing::TempDir() + "/vlvalidate-tests-XXXXXX";
+    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+    return pattern;
+  }();
+  return folder + "/" + name;
+}
+
+inline std::string readText(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 inline nlohmann::json readJson(const std::string& file) {
   std::ifstream in(file);

@@ -3,14 +3,13 @@
 // VL_UPDATE_APPROVED=1 rewrites the approved files from what the reporters write now.
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "ReportFiles.h"
 #include "SampleRun.h"
 #include "Choice/VLUsageError.h"
 #include "vlvalidate/VLJUnitReporter.h"
@@ -23,17 +22,13 @@
 
 namespace {
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using e2e::readText;
+using e2e::scratchFile;
 
 void expectApproved(const std::string& received, const std::string& name) {
   const std::filesystem::path approved = std::filesystem::path(VL_APPROVED_DIR) / name;
   if (std::getenv("VL_UPDATE_APPROVED")) std::ofstream(approved, std::ios::binary) << received;
-  EXPECT_EQ(received, readFile(approved))
+  EXPECT_EQ(received, readText(approved))
       << "approved file " << approved << " (VL_UPDATE_APPROVED=1 rewrites it after a deliberate change)";
 }
 
@@ -47,17 +42,6 @@ void replay(VLReporter& reporter, const sample::Run& run) {
     reporter.caseFinished(record);
   }
   reporter.runFinished(run.summary);
-}
-
-// Files go in a folder of this process's own: other runs of these tests on a shared machine
-// write the same names.
-std::string temporaryPath(const std::string& name) {
-  static const std::string folder = [] {
-    std::string pattern = ::testing::TempDir() + "/vlvalidate-reporters-XXXXXX";
-    if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
-    return pattern;
-  }();
-  return folder + "/" + name;
 }
 
 TEST(Reporters, ConsoleMatchesItsApprovedOutput) {
@@ -79,10 +63,10 @@ TEST(Reporters, FileReportsMatchTheirApprovedOutput) {
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
     SCOPED_TRACE(row.name);
-    const std::string path = temporaryPath(row.name);
+    const std::string path = scratchFile(row.name);
     auto reporter = VLReporterRegistry::make(row.name, {nullptr, path});
     replay(*reporter, run);
-    const std::string written = readFile(path);
+    const std::string written = readText(path);
     expectApproved(written, "report." + row.extension);
     EXPECT_EQ(row.render(document), written);
   }
@@ -235,15 +219,16 @@ VLCaseRecord timedOutCheck() {
               .set("type", type)
               .set("item", std::move(item)));
   };
+  auto check = [&](const char* phase) {
+    return VLTraceRecord(VLTraceKind::Check)
+        .set("phase", phase)
+        .set("id", 5)
+        .set("streamID", 3)
+        .set("stream", "events for item-7")
+        .set("waitingFor", waitingFor);
+  };
   event(0.002, 3, 0, "should-be-reloaded", VLValue());
-  at(0.003, VLTraceRecord(VLTraceKind::Check)
-                .set("phase", "began")
-                .set("id", 5)
-                .set("streamID", 3)
-                .set("stream", "events for item-7")
-                .set("waitingFor", waitingFor)
-                .set("timeout", 5.0)
-                .set("from", 1));
+  at(0.003, check("began").set("timeout", 5.0).set("from", 1));
   for (uint64_t position = 1; position <= 9; ++position) {
     event(0.003 + 0.25 * static_cast<double>(position), 3, position, position == 1 ? "insert" : "update", item);
   }
@@ -251,12 +236,7 @@ VLCaseRecord timedOutCheck() {
   at(2.4, VLTraceRecord(VLTraceKind::Provider)
               .set("fact", "protocol-fault")
               .set("text", "result.items[0].documentSize: expected an integer, got \"22\""));
-  at(5.004, VLTraceRecord(VLTraceKind::Check)
-                .set("phase", "ended")
-                .set("id", 5)
-                .set("streamID", 3)
-                .set("stream", "events for item-7")
-                .set("waitingFor", waitingFor)
+  at(5.004, check("ended")
                 .set("outcome", "timed-out")
                 .set("position", VLValue())
                 .set("match", VLValue())
@@ -329,12 +309,12 @@ TEST(Reporters, FileReportsCarryTheBoundedTrace) {
 }
 
 TEST(Reporters, UnsafeTextIsShownVisibly) {
-  EXPECT_EQ(VLTerminal::printable("a\x1b[31mb\tc\nd"), "a\\x1b[31mb\tc\nd");
-  EXPECT_EQ(VLTerminal::printable("caf\xc3\xa9 \xe2\x86\xa9"), "caf\xc3\xa9 \xe2\x86\xa9");
-  EXPECT_EQ(VLTerminal::printable("bad \xff\xc3 end\x7f"), "bad \\xff\\xc3 end\\x7f");
-  // Characters a terminal acts on (C1 controls, bidirectional controls, line and paragraph
-  // separators), and byte sequences that only look like UTF-8.
+  // Control characters but tab and newline; characters a terminal acts on (C1 controls,
+  // bidirectional controls, line and paragraph separators); bytes that only look like UTF-8.
   const std::pair<const char*, const char*> rows[] = {
+      {"a\x1b[31mb\tc\nd", "a\\x1b[31mb\tc\nd"},
+      {"caf\xc3\xa9 \xe2\x86\xa9", "caf\xc3\xa9 \xe2\x86\xa9"},
+      {"bad \xff\xc3 end\x7f", "bad \\xff\\xc3 end\\x7f"},
       {"c1 \xc2\x9b", "c1 \\u009b"},
       {"evil\xe2\x80\xaetxt.exe", "evil\\u202etxt.exe"},       // U+202E right-to-left override
       {"\xe2\x80\xaa\xe2\x80\xac", "\\u202a\\u202c"},        // embedding and its pop

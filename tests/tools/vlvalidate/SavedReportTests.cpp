@@ -14,16 +14,10 @@
 
 namespace {
 
+using e2e::readText;
+using e2e::scratchFile;
+
 using nlohmann::json;
-
-const char* const kCollisionCases = "VLContainerValidation.SecondItemIsBounced*";
-
-std::string shardFile(const std::string& name) { return ::testing::TempDir() + "/vlvalidate-merge-" + name; }
-
-std::string fileText(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 void writeFile(const std::string& file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
 
@@ -39,47 +33,43 @@ void runInto(const std::string& provider, const std::string& filter, const std::
   ASSERT_LE(result.status, 1) << result.out << result.err;
 }
 
-// Every file format of the registry, from the run command: its own --NAME FILE and
-// --report NAME=FILE each write what the row renders from the run's JSON report.
-TEST(SavedReports, RunWritesEveryFormatOfTheRegistryByBothOptions) {
-  std::vector<std::string> arguments = {"--provider", "sim:case-sensitive-names", "--filter", kCollisionCases};
+// The unsplit run writes every file format of the registry by its own --NAME FILE and by
+// --report NAME=FILE, each as the row renders the run's JSON report; `merge` of two shards
+// writes each as the row renders the joined report, and joins to the unsplit run's verdicts.
+TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
+  const std::string provider = "sim:case-sensitive-names";
+  std::vector<std::string> unsplit = {"--provider", provider};
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
-    arguments.insert(arguments.end(), {"--" + row.name, shardFile("own." + row.extension), "--report",
-                                       row.name + "=" + shardFile("generic." + row.extension)});
+    unsplit.insert(unsplit.end(), {"--" + row.name, scratchFile("own." + row.extension), "--report",
+                                   row.name + "=" + scratchFile("generic." + row.extension)});
   }
-  auto result = e2e::run(arguments);
+  auto result = e2e::run(unsplit);
   ASSERT_EQ(result.status, 1) << result.out << result.err;
-  const auto report = nlohmann::ordered_json::parse(fileText(shardFile("own.json")));
+  const auto report = nlohmann::ordered_json::parse(readText(scratchFile("own.json")));
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
     const std::string rendered = row.render(report);
-    EXPECT_EQ(fileText(shardFile("own." + row.extension)), rendered) << row.name;
-    EXPECT_EQ(fileText(shardFile("generic." + row.extension)), rendered) << row.name;
+    EXPECT_EQ(readText(scratchFile("own." + row.extension)), rendered) << row.name;
+    EXPECT_EQ(readText(scratchFile("generic." + row.extension)), rendered) << row.name;
   }
-}
+  runInto(provider, "VLContainerValidation.*", scratchFile("shard-a.json"));
+  runInto(provider, "*-VLContainerValidation.*", scratchFile("shard-b.json"));
 
-TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
-  const std::string provider = "sim:case-sensitive-names";
-  runInto(provider, "*", shardFile("all.json"));
-  runInto(provider, "VLContainerValidation.*", shardFile("shard-a.json"));
-  runInto(provider, "*-VLContainerValidation.*", shardFile("shard-b.json"));
-
-  // Every file format of the registry, each as its row renders the joined JSON report.
-  std::vector<std::string> arguments = {"merge", shardFile("shard-a.json"), shardFile("shard-b.json")};
+  std::vector<std::string> arguments = {"merge", scratchFile("shard-a.json"), scratchFile("shard-b.json")};
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
-    arguments.insert(arguments.end(), {"--" + row.name, shardFile("merged." + row.extension)});
+    arguments.insert(arguments.end(), {"--" + row.name, scratchFile("merged." + row.extension)});
   }
   auto merged = e2e::run(arguments);
   ASSERT_EQ(merged.status, 0) << merged.out << merged.err;
 
-  const auto whole = e2e::readJson(shardFile("all.json"));
-  const auto joined = e2e::readJson(shardFile("merged.json"));
-  const auto joinedInOrder = nlohmann::ordered_json::parse(fileText(shardFile("merged.json")));
+  const auto whole = e2e::readJson(scratchFile("own.json"));
+  const auto joined = e2e::readJson(scratchFile("merged.json"));
+  const auto joinedInOrder = nlohmann::ordered_json::parse(readText(scratchFile("merged.json")));
   for (const auto& row : VLReporterRegistry::rows()) {
     if (!row.writesFile()) continue;
-    EXPECT_EQ(fileText(shardFile("merged." + row.extension)), row.render(joinedInOrder)) << row.name;
+    EXPECT_EQ(readText(scratchFile("merged." + row.extension)), row.render(joinedInOrder)) << row.name;
   }
   EXPECT_EQ(e2e::verdicts(joined), e2e::verdicts(whole));
   for (const char* count : {"passed", "failed", "inconclusive", "flaky", "selectedCases", "plannedRuns"}) {
@@ -90,13 +80,13 @@ TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
 
   // The JUnit report of the joined run is the one the run itself would write.
   pugi::xml_document junit;
-  ASSERT_TRUE(junit.load_file(shardFile("merged.xml").c_str()));
+  ASSERT_TRUE(junit.load_file(scratchFile("merged.xml").c_str()));
   const auto suites = junit.child("testsuites");
   EXPECT_EQ(suites.attribute("tests").as_uint(), whole["cases"].size());
   EXPECT_EQ(suites.attribute("failures").as_uint(), whole["summary"]["failed"].get<unsigned>());
   EXPECT_EQ(suites.attribute("skipped").as_uint(), whole["summary"]["inconclusive"].get<unsigned>());
 
-  const auto page = fileText(shardFile("merged.html"));
+  const auto page = readText(scratchFile("merged.html"));
   EXPECT_NE(page.find("\"mergedFrom\""), std::string::npos);
   EXPECT_EQ(page.find("http://"), std::string::npos);
   EXPECT_EQ(page.find("https://"), std::string::npos);
@@ -104,9 +94,9 @@ TEST(SavedReports, TwoShardsJoinToTheUnsplitRunInEveryFormat) {
 
 TEST(SavedReports, ReportsOfDifferentProvidersKeepTheirProvider) {
   const std::string filter = "VLContainerValidation.SecondItemIsBouncedWithCaseMismatch/*";
-  runInto("sim", filter, shardFile("conformant.json"));
-  runInto("sim:case-sensitive-names", filter, shardFile("quirk.json"));
-  auto merged = e2e::run({"merge", shardFile("conformant.json"), shardFile("quirk.json"), "--json", "-"});
+  runInto("sim", filter, scratchFile("conformant.json"));
+  runInto("sim:case-sensitive-names", filter, scratchFile("quirk.json"));
+  auto merged = e2e::run({"merge", scratchFile("conformant.json"), scratchFile("quirk.json"), "--json", "-"});
   ASSERT_EQ(merged.status, 0) << merged.err;
   const auto joined = json::parse(merged.out);
   EXPECT_TRUE(joined["providersDiffer"].get<bool>());
@@ -117,35 +107,33 @@ TEST(SavedReports, ReportsOfDifferentProvidersKeepTheirProvider) {
 }
 
 TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
-  runInto("sim", "VLContainerValidation.ItemCount/*", shardFile("small.json"));
-  auto report = e2e::readJson(shardFile("small.json"));
-  writeFile(shardFile("not-json.json"), "<html></html>");
-  writeFile(shardFile("not-report.json"), R"({"format": "something-else", "cases": []})");
+  runInto("sim", "VLContainerValidation.ItemCount/*", scratchFile("small.json"));
+  auto report = e2e::readJson(scratchFile("small.json"));
+  writeFile(scratchFile("not-report.json"), R"({"format": "something-else", "cases": []})");
   report["formatVersion"] = 99;
-  writeFile(shardFile("future.json"), report.dump());
+  writeFile(scratchFile("future.json"), report.dump());
   report["formatVersion"] = 2;
-  writeFile(shardFile("older.json"), report.dump());
+  writeFile(scratchFile("older.json"), report.dump());
   report["formatVersion"] = 3;
   report["cases"][0]["repetition"] = "first";
-  writeFile(shardFile("mistyped.json"), report.dump());
+  writeFile(scratchFile("mistyped.json"), report.dump());
 
   struct Row {
     std::vector<std::string> arguments;
     std::string message;
   };
-  const std::string out = shardFile("out.json");
+  const std::string out = scratchFile("out.json");
   const std::vector<Row> rows = {
-      {{"merge", shardFile("not-json.json"), "--json", out}, "is not JSON"},
-      {{"merge", shardFile("not-report.json"), "--json", out}, "is not a vlvalidate report"},
-      {{"merge", shardFile("future.json"), "--json", out}, "has format version 99"},
-      {{"merge", shardFile("older.json"), "--json", out}, "has format version 2"},
-      {{"merge", shardFile("small.json"), shardFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
-      {{"merge", shardFile("missing.json"), "--json", out}, "cannot read report"},
-      {{"merge", shardFile("mistyped.json"), "--json", out}, "cases[0].repetition is string"},
-      {{"merge", shardFile("small.json")}, "merge writes nothing: give --json FILE"},
-      {{"merge", shardFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
-      {{"report", shardFile("not-report.json"), "--html", shardFile("out.html")}, "is not a vlvalidate report"},
-      {{"report", shardFile("small.json")}, "--html"},
+      {{"merge", scratchFile("not-report.json"), "--json", out}, "is not a vlvalidate report"},
+      {{"merge", scratchFile("future.json"), "--json", out}, "has format version 99"},
+      {{"merge", scratchFile("older.json"), "--json", out}, "has format version 2"},
+      {{"merge", scratchFile("small.json"), scratchFile("small.json"), "--json", out}, "both hold case VLContainerValidation.ItemCount/"},
+      {{"merge", scratchFile("missing.json"), "--json", out}, "cannot read report"},
+      {{"merge", scratchFile("mistyped.json"), "--json", out}, "cases[0].repetition is string"},
+      {{"merge", scratchFile("small.json")}, "merge writes nothing: give --json FILE"},
+      {{"merge", scratchFile("small.json"), "--json", ::testing::TempDir()}, "is a folder"},
+      {{"report", scratchFile("not-report.json"), "--html", scratchFile("out.html")}, "is not a vlvalidate report"},
+      {{"report", scratchFile("small.json")}, "--html"},
   };
   for (const auto& row : rows) {
     auto result = e2e::run(row.arguments);
@@ -153,12 +141,12 @@ TEST(SavedReports, BadInputIsRefusedWithExitTwoAndSaysWhy) {
     EXPECT_NE(result.err.find(row.message), std::string::npos) << row.arguments[1] << ": " << result.err;
   }
   // With no output, merge names every format of the registry.
-  const auto nothing = e2e::run({"merge", shardFile("small.json")});
+  const auto nothing = e2e::run({"merge", scratchFile("small.json")});
   for (const auto& name : VLReporterRegistry::fileReporterNames()) {
     EXPECT_NE(nothing.err.find("--" + name + " FILE"), std::string::npos) << name << ": " << nothing.err;
   }
   // An older report still makes a page (it only lacks traces).
-  auto page = e2e::run({"report", shardFile("older.json"), "--html", shardFile("older.html")});
+  auto page = e2e::run({"report", scratchFile("older.json"), "--html", scratchFile("older.html")});
   EXPECT_EQ(page.status, 0) << page.err;
 }
 

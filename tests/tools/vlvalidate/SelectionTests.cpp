@@ -26,10 +26,12 @@ std::vector<size_t> select(const std::string& filter, std::optional<std::string>
   return VLCaseSelection::select(kCases, filter, category);
 }
 
+// The filter matches short IDs and unit-test names; a category narrows it.
 TEST(Selection, FilterSyntaxMatchesShortIDsAndUnitTestNames) {
   struct Row {
     std::string filter;
     std::vector<size_t> selected;
+    std::optional<std::string> category = std::nullopt;
   };
   const std::vector<Row> rows = {
       {"*", {0, 1, 2, 3, 4, 5}},
@@ -47,14 +49,14 @@ TEST(Selection, FilterSyntaxMatchesShortIDsAndUnitTestNames) {
       {"*validateTrashUntrash?variantTrashingFolder?", {3}},
       {"vlcontainervalidation.*", {}},  // case matters
       {"::*Hierarchy::", {2}},
+      {"*", {2, 4}, "1"},
+      {"VLContainerValidation.*", {0, 1}, "2"},
+      {"VLOdd*", {}, "1"},
   };
-  for (const auto& row : rows) EXPECT_EQ(select(row.filter), row.selected) << "filter " << row.filter;
-}
-
-TEST(Selection, CategoryNarrowsTheFilter) {
-  EXPECT_EQ(select("*", "1"), (std::vector<size_t>{2, 4}));
-  EXPECT_EQ(select("VLContainerValidation.*", "2"), (std::vector<size_t>{0, 1}));
-  EXPECT_EQ(select("VLOdd*", "1"), std::vector<size_t>{});
+  for (const auto& row : rows) {
+    EXPECT_EQ(select(row.filter, row.category), row.selected)
+        << "filter " << row.filter << " category " << row.category.value_or("-");
+  }
 }
 
 TEST(Selection, ShardsSplitTheSelectionWithoutOverlap) {

@@ -11,6 +11,8 @@
 #include <set>
 #include <sstream>
 
+#include "ReportFiles.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -59,11 +61,9 @@ TEST(WorkingFolder, PlantedFoldersAndLinksAreNeverWrittenThrough) {
             << "' --filter 'VLContainerValidation.SecondItem*:VLFileTypeValidation.*' > '" << log.string()
             << "' 2>&1";
     const int status = std::system(command.str().c_str());
-    std::ifstream in(log);
-    std::stringstream output;
-    output << in.rdbuf();
-    ASSERT_TRUE(WIFEXITED(status)) << output.str();
-    EXPECT_EQ(WEXITSTATUS(status), 0) << output.str();
+    const std::string output = e2e::readText(log);
+    ASSERT_TRUE(WIFEXITED(status)) << output;
+    EXPECT_EQ(WEXITSTATUS(status), 0) << output;
 
     EXPECT_TRUE(fs::is_empty(outside)) << "written through a planted link";
     // The plant is left in TMPDIR as it was; anything else is the run's own private folder
