@@ -54,7 +54,9 @@ TEST(CaseEligibility, TheAnswerDecidesAndItsOptionsApply) {
     // Without an alternate root offered the property keeps its value.
     EXPECT_EQ(provider->alternateRootContainer(),
               row.alternateRoot ? service->validationRootIdentifier() : KsVaultlineRootContainerItemIdentifier);
-    if (row.alternateRoot) EXPECT_NE(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
+    if (row.alternateRoot) {
+      EXPECT_NE(provider->alternateRootContainer(), KsVaultlineRootContainerItemIdentifier);
+    }
     EXPECT_EQ(provider->isSyncingProvider(), row.syncing);
     EXPECT_EQ(provider->hasNoWorkingSet(), row.noWorkingSet);
   }
